@@ -1,0 +1,32 @@
+// The image model shared by all row loops: row addressing with 32-bit
+// signed offsets, and the small pointer tests that choose aligned paths.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "celcc.h"
+
+namespace cel {
+
+// Byte offset of row y from the first row.  The row loops keep this offset
+// in a signed 32-bit accumulator increased by the step once a row, widened
+// to pointer width only when the address is formed; a region whose last row
+// lies more than 2^31 bytes away wraps exactly as that accumulator does.
+inline std::ptrdiff_t rowOffset(int y, int step) {
+    return static_cast<int32_t>(static_cast<uint32_t>(y) * static_cast<uint32_t>(step));
+}
+
+// Address of row y of an image given by its first row and its step.
+template <class T>
+inline T* rowAt(T* base, int y, int step) {
+    using Byte = std::conditional_t<std::is_const_v<T>, const uint8_t, uint8_t>;
+    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + rowOffset(y, step));
+}
+
+// True if an address or a step is a multiple of 16.
+inline bool aligned16(const void* p) { return (reinterpret_cast<uintptr_t>(p) & 15u) == 0; }
+inline bool aligned16(int v) { return (v & 15) == 0; }
+
+}  // namespace cel

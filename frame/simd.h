@@ -1,0 +1,115 @@
+// Byte-shuffling helpers shared by the 8-bit kernels: splitting 16 pixels of
+// three interleaved channels into three vectors and joining them back.
+//
+// Split: in 48 bytes read as three 16-byte loads a, b, c, byte position p of
+// load k holds channel (16k + p) % 3.  For a fixed p the three loads hold
+// three different channels, so masking each load by channel and OR-ing the
+// three gives all 16 bytes of one channel, in scrambled order; one byte
+// shuffle per channel puts them in pixel order.  Join is the same in
+// reverse.
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cstdint>
+
+namespace cel::simd {
+
+namespace detail {
+
+struct C3Tables {
+    // mask[c][k][p]: 0xFF where byte p of load k holds channel c
+    alignas(16) int8_t mask[3][3][16];
+    // gather[c][j]: position of pixel j's channel c within the OR of the masked loads
+    alignas(16) int8_t gather[3][16];
+    // scatter[c][p]: pixel whose channel c lands at position p (in the load that owns it)
+    alignas(16) int8_t scatter[3][16];
+};
+
+constexpr C3Tables makeC3Tables() {
+    C3Tables t{};
+    for (int c = 0; c < 3; ++c) {
+        for (int k = 0; k < 3; ++k)
+            for (int p = 0; p < 16; ++p) t.mask[c][k][p] = ((16 * k + p) % 3 == c) ? int8_t(-1) : int8_t(0);
+        for (int j = 0; j < 16; ++j) t.gather[c][j] = static_cast<int8_t>((3 * j + c) % 16);
+        for (int p = 0; p < 16; ++p)
+            for (int k = 0; k < 3; ++k)
+                if ((16 * k + p) % 3 == c) t.scatter[c][p] = static_cast<int8_t>((16 * k + p) / 3);
+    }
+    return t;
+}
+
+inline constexpr C3Tables kC3 = makeC3Tables();
+
+inline __m128i ld(const int8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
+
+}  // namespace detail
+
+// 48 bytes of 16 three-channel pixels -> one vector per channel.
+inline void split3x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
+    using detail::kC3;
+    using detail::ld;
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16));
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 32));
+    __m128i* out[3] = {&c0, &c1, &c2};
+    for (int ch = 0; ch < 3; ++ch) {
+        const __m128i mixed = _mm_or_si128(
+            _mm_or_si128(_mm_and_si128(a, ld(kC3.mask[ch][0])), _mm_and_si128(b, ld(kC3.mask[ch][1]))),
+            _mm_and_si128(c, ld(kC3.mask[ch][2])));
+        *out[ch] = _mm_shuffle_epi8(mixed, ld(kC3.gather[ch]));
+    }
+}
+
+// One vector per channel -> 48 bytes of 16 three-channel pixels.
+inline void join3x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
+    using detail::kC3;
+    using detail::ld;
+    const __m128i s0 = _mm_shuffle_epi8(c0, ld(kC3.scatter[0]));
+    const __m128i s1 = _mm_shuffle_epi8(c1, ld(kC3.scatter[1]));
+    const __m128i s2 = _mm_shuffle_epi8(c2, ld(kC3.scatter[2]));
+    for (int k = 0; k < 3; ++k) {
+        const __m128i v = _mm_or_si128(
+            _mm_or_si128(_mm_and_si128(s0, ld(kC3.mask[0][k])), _mm_and_si128(s1, ld(kC3.mask[1][k]))),
+            _mm_and_si128(s2, ld(kC3.mask[2][k])));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16 * k), v);
+    }
+}
+
+// 64 bytes of 16 four-channel pixels -> the first three channels, one vector each.
+inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
+    const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), byChannel);
+    const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16)), byChannel);
+    const __m128i s2 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 32)), byChannel);
+    const __m128i s3 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 48)), byChannel);
+    const __m128i t01lo = _mm_unpacklo_epi32(s0, s1);  // c0 0-7, c1 0-7
+    const __m128i t23lo = _mm_unpacklo_epi32(s2, s3);  // c0 8-15, c1 8-15
+    const __m128i t01hi = _mm_unpackhi_epi32(s0, s1);  // c2 0-7, c3 0-7
+    const __m128i t23hi = _mm_unpackhi_epi32(s2, s3);  // c2 8-15, c3 8-15
+    c0 = _mm_unpacklo_epi64(t01lo, t23lo);
+    c1 = _mm_unpackhi_epi64(t01lo, t23lo);
+    c2 = _mm_unpacklo_epi64(t01hi, t23hi);
+}
+
+// Four channel vectors -> 64 bytes of 16 four-channel pixels.
+inline void join4x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c3) {
+    const __m128i lo01 = _mm_unpacklo_epi8(c0, c1), hi01 = _mm_unpackhi_epi8(c0, c1);
+    const __m128i lo23 = _mm_unpacklo_epi8(c2, c3), hi23 = _mm_unpackhi_epi8(c2, c3);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi16(lo01, lo23));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), _mm_unpackhi_epi16(lo01, lo23));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32), _mm_unpacklo_epi16(hi01, hi23));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 48), _mm_unpackhi_epi16(hi01, hi23));
+}
+
+// Eight bytes -> eight 16-bit lanes with the byte in the high half (x << 8).
+inline __m128i loadHigh8(const uint8_t* p) {
+    return _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+}
+
+// Eight 16-bit lanes -> eight bytes with unsigned saturation.
+inline void storePacked8(uint8_t* p, __m128i lanes) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(lanes, lanes));
+}
+
+}  // namespace cel::simd

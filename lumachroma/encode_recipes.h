@@ -1,0 +1,100 @@
+// Fixed-point recipes of the 8-bit RGB -> YCbCr encoders (BT.601 studio
+// range: Y 16..235, Cb and Cr 16..240 around 128).
+//
+// The library has no single encoder recipe.  A kernel picks one recipe for
+// its vector body and usually another for the pixels at the end of the row;
+// they differ by at most one and the difference is the library's result, so
+// the recipes are kept apart and each lives here exactly once:
+//
+//   rounded-lane  Q14 coefficients on 16-bit lanes holding value << 7; every
+//                 product rounded by itself (pmulhrsw); luma rounded, chroma
+//                 almost truncated (addend 8194 = 128 * 64 + 2).
+//   high-word     Q16 coefficients; luma from unsigned multiply-high of the
+//                 byte in the high half of a lane, chroma from signed
+//                 multiply-high of value << 7.
+//   scalar Q16    32-bit integers, one pixel at a time; the tails use it.
+//
+// All three express the matrix 0.257 0.504 0.098 / -0.148 -0.291 0.439 /
+// 0.439 -0.368 -0.071, rounded to the nearest step of their Q format.
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cstdint>
+
+namespace cel::enc {
+
+// Nearest fixed-point step of a coefficient (positive coefficients only).
+constexpr int fix(double k, int fracBits) { return static_cast<int>(k * (1 << fracBits) + 0.5); }
+
+// ---- Rounded-lane recipe, Q14 ---------------------------------------------
+inline constexpr int16_t kLaneYR = 4211, kLaneYG = 8258, kLaneYB = 1606;
+inline constexpr int16_t kLaneCbB = 7193, kLaneCbG = 4768, kLaneCbR = 2425;
+inline constexpr int16_t kLaneCrR = 7193, kLaneCrG = 6029, kLaneCrB = 1163;
+inline constexpr int16_t kLaneYAdd = 1056;   // 16 * 64 + 32: offset 16 and rounding
+inline constexpr int16_t kLaneCAdd = 8194;   // 128 * 64 + 2: offset 128, nearly truncated
+static_assert(kLaneYR == fix(0.257, 14) && kLaneYG == fix(0.504, 14) && kLaneYB == fix(0.098, 14));
+static_assert(kLaneCbB == fix(0.439, 14) && kLaneCbG == fix(0.291, 14) && kLaneCbR == fix(0.148, 14));
+static_assert(kLaneCrR == fix(0.439, 14) && kLaneCrG == fix(0.368, 14) && kLaneCrB == fix(0.071, 14));
+
+// Input lanes hold R << 7, G << 7, B << 7 (eight pixels); output lanes hold
+// Y, Cb, Cr before the saturating pack to bytes.
+inline void rgbToYCbCrLane_v(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i& cb, __m128i& cr) {
+    const __m128i yr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYR), r);
+    const __m128i yg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYG), g);
+    const __m128i yb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYB), b);
+    y = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(_mm_add_epi16(yr, yg), yb), _mm_set1_epi16(kLaneYAdd)), 6);
+
+    const __m128i cbb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbB), b);
+    const __m128i cbg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbG), g);
+    const __m128i cbr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbR), r);
+    cb = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(_mm_sub_epi16(cbb, cbg), cbr), _mm_set1_epi16(kLaneCAdd)), 6);
+
+    const __m128i crr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrR), r);
+    const __m128i crg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrG), g);
+    const __m128i crb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrB), b);
+    cr = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(_mm_sub_epi16(crr, crg), crb), _mm_set1_epi16(kLaneCAdd)), 6);
+}
+
+// ---- High-word recipe, Q16 -------------------------------------------------
+inline constexpr int kHiYR = 16843, kHiYG = 33030, kHiYB = 6423;  // unsigned multiply-high
+inline constexpr int16_t kHiCbR = -9699, kHiCbG = -19071, kHiCbB = 28770;
+inline constexpr int16_t kHiCrR = 28770, kHiCrG = -24117, kHiCrB = -4653;
+static_assert(kHiYR == fix(0.257, 16) && kHiYG == fix(0.504, 16) && kHiYB == fix(0.098, 16));
+static_assert(-kHiCbR == fix(0.148, 16) && -kHiCbG == fix(0.291, 16) && kHiCbB == fix(0.439, 16));
+static_assert(kHiCrR == fix(0.439, 16) && -kHiCrG == fix(0.368, 16) && -kHiCrB == fix(0.071, 16));
+
+// Input lanes hold R << 8, G << 8, B << 8 (the byte in the high half of the
+// lane); output lanes hold Y, Cb, Cr before the saturating pack.
+inline void rgbToYCbCrHigh_v(__m128i r8, __m128i g8, __m128i b8, __m128i& y, __m128i& cb, __m128i& cr) {
+    __m128i s = _mm_adds_epu16(_mm_mulhi_epu16(r8, _mm_set1_epi16(static_cast<int16_t>(kHiYR))),
+                               _mm_mulhi_epu16(g8, _mm_set1_epi16(static_cast<int16_t>(kHiYG))));
+    s = _mm_adds_epu16(s, _mm_mulhi_epu16(b8, _mm_set1_epi16(static_cast<int16_t>(kHiYB))));
+    y = _mm_add_epi16(_mm_srli_epi16(_mm_adds_epu16(s, _mm_set1_epi16(128)), 8), _mm_set1_epi16(16));
+
+    const __m128i r = _mm_srli_epi16(r8, 1);
+    const __m128i g = _mm_srli_epi16(g8, 1);
+    const __m128i b = _mm_srli_epi16(b8, 1);
+    __m128i c = _mm_adds_epi16(_mm_mulhi_epi16(r, _mm_set1_epi16(kHiCbR)), _mm_mulhi_epi16(g, _mm_set1_epi16(kHiCbG)));
+    c = _mm_adds_epi16(c, _mm_mulhi_epi16(b, _mm_set1_epi16(kHiCbB)));
+    cb = _mm_add_epi16(_mm_srai_epi16(_mm_adds_epi16(c, _mm_set1_epi16(64)), 7), _mm_set1_epi16(128));
+
+    c = _mm_adds_epi16(_mm_mulhi_epi16(r, _mm_set1_epi16(kHiCrR)), _mm_mulhi_epi16(g, _mm_set1_epi16(kHiCrG)));
+    c = _mm_adds_epi16(c, _mm_mulhi_epi16(b, _mm_set1_epi16(kHiCrB)));
+    cr = _mm_add_epi16(_mm_srai_epi16(_mm_adds_epi16(c, _mm_set1_epi16(64)), 7), _mm_set1_epi16(128));
+}
+
+// ---- Scalar Q16 recipe -----------------------------------------------------
+// Same coefficients as the high-word recipe.  The chroma rows sum to zero,
+// so every result lies in 16..240 and no clamp is needed.
+inline constexpr int kQ16YAdd = 0x108000;  // 16.5 in Q16: offset and rounding
+inline constexpr int kQ16CAdd = 0x808000;  // 128.5 in Q16
+static_assert(kHiCbR + kHiCbG + kHiCbB == 0 && kHiCrR + kHiCrG + kHiCrB == 0);
+
+inline void rgbToYCbCrQ16_px(int r, int g, int b, uint8_t& y, uint8_t& cb, uint8_t& cr) {
+    y = static_cast<uint8_t>((kHiYR * r + kHiYG * g + kHiYB * b + kQ16YAdd) >> 16);
+    cb = static_cast<uint8_t>((kHiCbR * r + kHiCbG * g + kHiCbB * b + kQ16CAdd) >> 16);
+    cr = static_cast<uint8_t>((kHiCrR * r + kHiCrG * g + kHiCrB * b + kQ16CAdd) >> 16);
+}
+
+}  // namespace cel::enc

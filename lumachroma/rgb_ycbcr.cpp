@@ -1,0 +1,285 @@
+// RGB -> YCbCr at full resolution (BT.601 studio range), five layouts.
+//
+//   export                     vector body           px/iter   tail
+//   celiRGBToYCbCr_8u_C3R      rounded-lane           16       scalar Q16
+//   celiRGBToYCbCr_8u_AC4R     rounded-lane           16       scalar Q16
+//   celiRGBToYCbCr_8u_C3P3R    high-word               8       scalar Q16
+//   celiRGBToYCbCr_8u_AC4P3R   high-word               8       scalar Q16
+//   celiRGBToYCbCr_8u_P3R      high-word          16 or 8      scalar Q16 (8 only)
+//
+// The body and the tail deliberately use different recipes, so a pixel's
+// bytes depend on where in the row it falls.
+#include <smmintrin.h>
+
+#include "frame/image.h"
+#include "frame/simd.h"
+#include "frame/status.h"
+#include "frame/tier.h"
+#include "lumachroma/encode_recipes.h"
+
+namespace {
+
+using cel::enc::rgbToYCbCrHigh_v;
+using cel::enc::rgbToYCbCrLane_v;
+using cel::enc::rgbToYCbCrQ16_px;
+
+// Bytes -> 16-bit lanes holding value << 7, as the rounded-lane recipe wants.
+inline void widenShl7(__m128i v, __m128i& lo, __m128i& hi) {
+    const __m128i z = _mm_setzero_si128();
+    lo = _mm_slli_epi16(_mm_unpacklo_epi8(v, z), 7);
+    hi = _mm_slli_epi16(_mm_unpackhi_epi8(v, z), 7);
+}
+
+// Sixteen pixels by the rounded-lane recipe: channel vectors in, Y/Cb/Cr bytes out.
+inline void lane16(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i& cb, __m128i& cr) {
+    __m128i rl, rh, gl, gh, bl, bh, yl, yh, cbl, cbh, crl, crh;
+    widenShl7(r, rl, rh);
+    widenShl7(g, gl, gh);
+    widenShl7(b, bl, bh);
+    rgbToYCbCrLane_v(rl, gl, bl, yl, cbl, crl);
+    rgbToYCbCrLane_v(rh, gh, bh, yh, cbh, crh);
+    y = _mm_packus_epi16(yl, yh);
+    cb = _mm_packus_epi16(cbl, cbh);
+    cr = _mm_packus_epi16(crl, crh);
+}
+
+// Eight pixels by the high-word recipe, written to three planes.
+inline void high8ToPlanes(__m128i r8, __m128i g8, __m128i b8, uint8_t* y, uint8_t* cb, uint8_t* cr) {
+    __m128i vy, vcb, vcr;
+    rgbToYCbCrHigh_v(r8, g8, b8, vy, vcb, vcr);
+    cel::simd::storePacked8(y, vy);
+    cel::simd::storePacked8(cb, vcb);
+    cel::simd::storePacked8(cr, vcr);
+}
+
+// Shuffles that move channel c of eight packed RGB pixels (24 bytes, read as
+// 16 + 8) into the high byte of lane j; -128 clears a byte.
+struct Rgb24Spread {
+    alignas(16) int8_t fromLo[3][16];  // bytes 0..15
+    alignas(16) int8_t fromHi[3][16];  // bytes 16..23
+};
+
+constexpr Rgb24Spread makeRgb24Spread() {
+    Rgb24Spread t{};
+    for (int c = 0; c < 3; ++c)
+        for (int j = 0; j < 8; ++j) {
+            const int at = 3 * j + c;
+            t.fromLo[c][2 * j] = t.fromHi[c][2 * j] = -128;
+            t.fromLo[c][2 * j + 1] = at < 16 ? static_cast<int8_t>(at) : int8_t(-128);
+            t.fromHi[c][2 * j + 1] = at >= 16 ? static_cast<int8_t>(at - 16) : int8_t(-128);
+        }
+    return t;
+}
+
+constexpr Rgb24Spread kRgb24 = makeRgb24Spread();
+
+inline __m128i ld(const int8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
+
+// ---------------------------------------------------------------------------
+// C3R: 16 pixels an iteration, in place allowed (a group is read whole
+// before it is written).
+void y8_innerRGBToYCbCr_C3_C3R(const uint8_t* src, uint8_t* dst, int width) {
+    int x = 0;
+    // body: rounded-lane recipe
+    for (; x + 16 <= width; x += 16) {
+        __m128i r, g, b, y, cb, cr;
+        cel::simd::split3x16(src + 3 * x, r, g, b);
+        lane16(r, g, b, y, cb, cr);
+        cel::simd::join3x16(dst + 3 * x, y, cb, cr);
+    }
+    // tail: scalar Q16 recipe
+    for (; x < width; ++x) {
+        const uint8_t* s = src + 3 * x;
+        uint8_t* d = dst + 3 * x;
+        rgbToYCbCrQ16_px(s[0], s[1], s[2], d[0], d[1], d[2]);
+    }
+}
+
+void y8_myRGBToYCbCr_C3_C3R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep, int width, int height) {
+    for (int j = 0; j < height; ++j)
+        y8_innerRGBToYCbCr_C3_C3R(cel::rowAt(src, j, srcStep), cel::rowAt(dst, j, dstStep), width);
+}
+
+// ---------------------------------------------------------------------------
+// AC4R: the body stores whole four-byte pixels with a zero fourth byte; the
+// tail writes three bytes and leaves the destination's fourth byte alone.
+void y8_innerRGBToYCbCr_AC4R(const uint8_t* src, uint8_t* dst, int width) {
+    int x = 0;
+    // body: rounded-lane recipe, fourth byte cleared
+    for (; x + 16 <= width; x += 16) {
+        __m128i r, g, b, y, cb, cr;
+        cel::simd::split4x16(src + 4 * x, r, g, b);
+        lane16(r, g, b, y, cb, cr);
+        cel::simd::join4x16(dst + 4 * x, y, cb, cr, _mm_setzero_si128());
+    }
+    // tail: scalar Q16 recipe, fourth byte untouched
+    for (; x < width; ++x) {
+        const uint8_t* s = src + 4 * x;
+        uint8_t* d = dst + 4 * x;
+        rgbToYCbCrQ16_px(s[0], s[1], s[2], d[0], d[1], d[2]);
+    }
+}
+
+void y8_myRGBToYCbCr_AC4R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep, int width, int height) {
+    for (int j = 0; j < height; ++j)
+        y8_innerRGBToYCbCr_AC4R(cel::rowAt(src, j, srcStep), cel::rowAt(dst, j, dstStep), width);
+}
+
+// ---------------------------------------------------------------------------
+// C3P3R: eight pixels an iteration; 24 bytes spread into high halves of lanes.
+void y8_innerRGBToYCbCr_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int width) {
+    int x = 0;
+    // body: high-word recipe
+    for (; x + 8 <= width; x += 8) {
+        const uint8_t* s = src + 3 * x;
+        const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+        const __m128i hi = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s + 16));
+        const __m128i r8 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kRgb24.fromLo[0])), _mm_shuffle_epi8(hi, ld(kRgb24.fromHi[0])));
+        const __m128i g8 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kRgb24.fromLo[1])), _mm_shuffle_epi8(hi, ld(kRgb24.fromHi[1])));
+        const __m128i b8 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kRgb24.fromLo[2])), _mm_shuffle_epi8(hi, ld(kRgb24.fromHi[2])));
+        high8ToPlanes(r8, g8, b8, y + x, cb + x, cr + x);
+    }
+    // tail: scalar Q16 recipe
+    for (; x < width; ++x) {
+        const uint8_t* s = src + 3 * x;
+        rgbToYCbCrQ16_px(s[0], s[1], s[2], y[x], cb[x], cr[x]);
+    }
+}
+
+void y8_myRGBToYCbCr_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], int dstStep, int width,
+                              int height) {
+    for (int j = 0; j < height; ++j)
+        y8_innerRGBToYCbCr_8u_C3P3R(cel::rowAt(src, j, srcStep), cel::rowAt(dst[0], j, dstStep),
+                                    cel::rowAt(dst[1], j, dstStep), cel::rowAt(dst[2], j, dstStep), width);
+}
+
+// ---------------------------------------------------------------------------
+// AC4P3R: eight pixels (32 bytes) an iteration, alpha never read into the result.
+void y8_innerRGBToYCbCr_8u_AC4P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int width) {
+    const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const __m128i z = _mm_setzero_si128();
+    int x = 0;
+    // body: high-word recipe
+    for (; x + 8 <= width; x += 8) {
+        const uint8_t* s = src + 4 * x;
+        const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), byChannel);
+        const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16)), byChannel);
+        const __m128i rg = _mm_unpacklo_epi32(s0, s1);  // R0-7, G0-7
+        const __m128i ba = _mm_unpackhi_epi32(s0, s1);  // B0-7, A0-7
+        high8ToPlanes(_mm_unpacklo_epi8(z, rg), _mm_unpackhi_epi8(z, rg), _mm_unpacklo_epi8(z, ba), y + x, cb + x,
+                      cr + x);
+    }
+    // tail: scalar Q16 recipe
+    for (; x < width; ++x) {
+        const uint8_t* s = src + 4 * x;
+        rgbToYCbCrQ16_px(s[0], s[1], s[2], y[x], cb[x], cr[x]);
+    }
+}
+
+void y8_myRGBToYCbCr_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], int dstStep, int width,
+                               int height) {
+    for (int j = 0; j < height; ++j)
+        y8_innerRGBToYCbCr_8u_AC4P3R(cel::rowAt(src, j, srcStep), cel::rowAt(dst[0], j, dstStep),
+                                     cel::rowAt(dst[1], j, dstStep), cel::rowAt(dst[2], j, dstStep), width);
+}
+
+// ---------------------------------------------------------------------------
+// P3R rows.  Both use the high-word recipe, so the path never changes a byte.
+
+// Aligned path: 16 pixels an iteration as two halves of eight lanes, no tail
+// (the caller has checked that the width is a multiple of 16).
+void rowRGBToYCbCrP3Al16(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* y, uint8_t* cb, uint8_t* cr,
+                         int width) {
+    const __m128i z = _mm_setzero_si128();
+    // body: high-word recipe, 16 pixels
+    for (int x = 0; x < width; x += 16) {
+        const __m128i vr = _mm_load_si128(reinterpret_cast<const __m128i*>(r + x));
+        const __m128i vg = _mm_load_si128(reinterpret_cast<const __m128i*>(g + x));
+        const __m128i vb = _mm_load_si128(reinterpret_cast<const __m128i*>(b + x));
+        __m128i yl, cbl, crl, yh, cbh, crh;
+        rgbToYCbCrHigh_v(_mm_unpacklo_epi8(z, vr), _mm_unpacklo_epi8(z, vg), _mm_unpacklo_epi8(z, vb), yl, cbl, crl);
+        rgbToYCbCrHigh_v(_mm_unpackhi_epi8(z, vr), _mm_unpackhi_epi8(z, vg), _mm_unpackhi_epi8(z, vb), yh, cbh, crh);
+        _mm_store_si128(reinterpret_cast<__m128i*>(y + x), _mm_packus_epi16(yl, yh));
+        _mm_store_si128(reinterpret_cast<__m128i*>(cb + x), _mm_packus_epi16(cbl, cbh));
+        _mm_store_si128(reinterpret_cast<__m128i*>(cr + x), _mm_packus_epi16(crl, crh));
+    }
+}
+
+// General path: 8 pixels an iteration, then a scalar tail.
+void rowRGBToYCbCrP3(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* y, uint8_t* cb, uint8_t* cr,
+                     int width) {
+    using cel::simd::loadHigh8;
+    int x = 0;
+    // body: high-word recipe, 8 pixels
+    for (; x + 8 <= width; x += 8)
+        high8ToPlanes(loadHigh8(r + x), loadHigh8(g + x), loadHigh8(b + x), y + x, cb + x, cr + x);
+    // tail: scalar Q16 recipe
+    for (; x < width; ++x) rgbToYCbCrQ16_px(r[x], g[x], b[x], y[x], cb[x], cr[x]);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Tier functions: argument checks in the documented order, then the row loop.
+
+extern "C" CelStatus y8_celiRGBToYCbCr_8u_C3R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
+                                             CelSize roiSize) {
+    if (cel::anyNull(src, dst)) return celStatusNullPointer;
+    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
+    y8_myRGBToYCbCr_C3_C3R(src, srcStep, dst, dstStep, roiSize.width, roiSize.height);
+    return celStatusOk;
+}
+
+extern "C" CelStatus y8_celiRGBToYCbCr_8u_AC4R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
+                                              CelSize roiSize) {
+    if (cel::anyNull(src, dst)) return celStatusNullPointer;
+    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
+    y8_myRGBToYCbCr_AC4R(src, srcStep, dst, dstStep, roiSize.width, roiSize.height);
+    return celStatusOk;
+}
+
+// Plane pointers are tested with the outer pointers, ahead of the sizes.
+extern "C" CelStatus y8_celiRGBToYCbCr_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep,
+                                               CelSize roiSize) {
+    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
+    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
+    y8_myRGBToYCbCr_8u_C3P3R(src, srcStep, dst, dstStep, roiSize.width, roiSize.height);
+    return celStatusOk;
+}
+
+extern "C" CelStatus y8_celiRGBToYCbCr_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep,
+                                                CelSize roiSize) {
+    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
+    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
+    y8_myRGBToYCbCr_8u_AC4P3R(src, srcStep, dst, dstStep, roiSize.width, roiSize.height);
+    return celStatusOk;
+}
+
+// Outer pointers, sizes, then the six plane pointers.  The row loop lives
+// here; the 16-pixel aligned path is chosen once for the whole call.
+extern "C" CelStatus y8_celiRGBToYCbCr_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* dst[3], int dstStep,
+                                             CelSize roiSize) {
+    if (cel::anyNull(src, dst)) return celStatusNullPointer;
+    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
+    if (cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
+
+    using cel::aligned16;
+    using cel::rowAt;
+    const int width = roiSize.width;
+    const bool al16 = aligned16(src[0]) && aligned16(src[1]) && aligned16(src[2]) && aligned16(dst[0]) &&
+                      aligned16(dst[1]) && aligned16(dst[2]) && aligned16(srcStep) && aligned16(dstStep) &&
+                      aligned16(width);
+    for (int j = 0; j < roiSize.height; ++j) {
+        const uint8_t* r = rowAt(src[0], j, srcStep);
+        const uint8_t* g = rowAt(src[1], j, srcStep);
+        const uint8_t* b = rowAt(src[2], j, srcStep);
+        uint8_t* y = rowAt(dst[0], j, dstStep);
+        uint8_t* cb = rowAt(dst[1], j, dstStep);
+        uint8_t* cr = rowAt(dst[2], j, dstStep);
+        if (al16)
+            rowRGBToYCbCrP3Al16(r, g, b, y, cb, cr, width);
+        else
+            rowRGBToYCbCrP3(r, g, b, y, cb, cr, width);
+    }
+    return celStatusOk;
+}
