@@ -3,10 +3,9 @@
 //
 // Split: in 48 bytes read as three 16-byte loads a, b, c, byte position p of
 // load k holds channel (16k + p) % 3.  For a fixed p the three loads hold
-// three different channels, so masking each load by channel and OR-ing the
-// three gives all 16 bytes of one channel, in scrambled order; one byte
-// shuffle per channel puts them in pixel order.  Join is the same in
-// reverse.
+// three different channels, so blending the loads by a per-channel byte mask
+// gives all 16 bytes of one channel, in scrambled order; one byte shuffle
+// per channel puts them in pixel order.  Join is the same in reverse.
 #pragma once
 
 #include <smmintrin.h>
@@ -45,20 +44,32 @@ inline __m128i ld(const int8_t* p) { return _mm_load_si128(reinterpret_cast<cons
 
 }  // namespace detail
 
-// 48 bytes of 16 three-channel pixels -> one vector per channel.
-inline void split3x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
+// Gathers channel ch of the 16 pixels held in loads a, b, c.
+template <int ch>
+inline __m128i gather3(__m128i a, __m128i b, __m128i c) {
     using detail::kC3;
     using detail::ld;
+    const __m128i ab = _mm_blendv_epi8(a, b, ld(kC3.mask[ch][1]));
+    const __m128i abc = _mm_blendv_epi8(ab, c, ld(kC3.mask[ch][2]));
+    return _mm_shuffle_epi8(abc, ld(kC3.gather[ch]));
+}
+
+// Builds store k of the 48 bytes from the three scattered channel vectors.
+template <int k>
+inline __m128i scatter3(__m128i s0, __m128i s1, __m128i s2) {
+    using detail::kC3;
+    using detail::ld;
+    return _mm_blendv_epi8(_mm_blendv_epi8(s0, s1, ld(kC3.mask[1][k])), s2, ld(kC3.mask[2][k]));
+}
+
+// 48 bytes of 16 three-channel pixels -> one vector per channel.
+inline void split3x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16));
     const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 32));
-    __m128i* out[3] = {&c0, &c1, &c2};
-    for (int ch = 0; ch < 3; ++ch) {
-        const __m128i mixed = _mm_or_si128(
-            _mm_or_si128(_mm_and_si128(a, ld(kC3.mask[ch][0])), _mm_and_si128(b, ld(kC3.mask[ch][1]))),
-            _mm_and_si128(c, ld(kC3.mask[ch][2])));
-        *out[ch] = _mm_shuffle_epi8(mixed, ld(kC3.gather[ch]));
-    }
+    c0 = gather3<0>(a, b, c);
+    c1 = gather3<1>(a, b, c);
+    c2 = gather3<2>(a, b, c);
 }
 
 // One vector per channel -> 48 bytes of 16 three-channel pixels.
@@ -68,12 +79,9 @@ inline void join3x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
     const __m128i s0 = _mm_shuffle_epi8(c0, ld(kC3.scatter[0]));
     const __m128i s1 = _mm_shuffle_epi8(c1, ld(kC3.scatter[1]));
     const __m128i s2 = _mm_shuffle_epi8(c2, ld(kC3.scatter[2]));
-    for (int k = 0; k < 3; ++k) {
-        const __m128i v = _mm_or_si128(
-            _mm_or_si128(_mm_and_si128(s0, ld(kC3.mask[0][k])), _mm_and_si128(s1, ld(kC3.mask[1][k]))),
-            _mm_and_si128(s2, ld(kC3.mask[2][k])));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16 * k), v);
-    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), scatter3<0>(s0, s1, s2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), scatter3<1>(s0, s1, s2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32), scatter3<2>(s0, s1, s2));
 }
 
 // 64 bytes of 16 four-channel pixels -> the first three channels, one vector each.
