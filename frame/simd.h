@@ -23,6 +23,9 @@ struct C3Tables {
     alignas(16) int8_t gather[3][16];
     // scatter[c][p]: pixel whose channel c lands at position p (in the load that owns it)
     alignas(16) int8_t scatter[3][16];
+    // gatherHigh[c][h]: like gather, but pixels 8h..8h+7 go to the high bytes
+    // of eight 16-bit lanes and the low bytes are cleared
+    alignas(16) int8_t gatherHigh[3][2][16];
 };
 
 constexpr C3Tables makeC3Tables() {
@@ -31,6 +34,11 @@ constexpr C3Tables makeC3Tables() {
         for (int k = 0; k < 3; ++k)
             for (int p = 0; p < 16; ++p) t.mask[c][k][p] = ((16 * k + p) % 3 == c) ? int8_t(-1) : int8_t(0);
         for (int j = 0; j < 16; ++j) t.gather[c][j] = static_cast<int8_t>((3 * j + c) % 16);
+        for (int h = 0; h < 2; ++h)
+            for (int j = 0; j < 8; ++j) {
+                t.gatherHigh[c][h][2 * j] = -128;
+                t.gatherHigh[c][h][2 * j + 1] = static_cast<int8_t>((3 * (8 * h + j) + c) % 16);
+            }
         for (int p = 0; p < 16; ++p)
             for (int k = 0; k < 3; ++k)
                 if ((16 * k + p) % 3 == c) t.scatter[c][p] = static_cast<int8_t>((16 * k + p) / 3);
@@ -52,6 +60,29 @@ inline __m128i gather3(__m128i a, __m128i b, __m128i c) {
     const __m128i ab = _mm_blendv_epi8(a, b, ld(kC3.mask[ch][1]));
     const __m128i abc = _mm_blendv_epi8(ab, c, ld(kC3.mask[ch][2]));
     return _mm_shuffle_epi8(abc, ld(kC3.gather[ch]));
+}
+
+// Channel ch of the 16 pixels held in loads a, b, c as two vectors of eight
+// 16-bit lanes with the byte in the high half (value << 8).
+template <int ch>
+inline void gather3High(__m128i a, __m128i b, __m128i c, __m128i& lo, __m128i& hi) {
+    using detail::kC3;
+    using detail::ld;
+    const __m128i ab = _mm_blendv_epi8(a, b, ld(kC3.mask[ch][1]));
+    const __m128i abc = _mm_blendv_epi8(ab, c, ld(kC3.mask[ch][2]));
+    lo = _mm_shuffle_epi8(abc, ld(kC3.gatherHigh[ch][0]));
+    hi = _mm_shuffle_epi8(abc, ld(kC3.gatherHigh[ch][1]));
+}
+
+// 48 bytes of 16 three-channel pixels -> per channel, two vectors of 16-bit
+// lanes holding value << 8 (pixels 0-7, then 8-15).
+inline void split3x16High(const uint8_t* src, __m128i (&c0)[2], __m128i (&c1)[2], __m128i (&c2)[2]) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16));
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 32));
+    gather3High<0>(a, b, c, c0[0], c0[1]);
+    gather3High<1>(a, b, c, c1[0], c1[1]);
+    gather3High<2>(a, b, c, c2[0], c2[1]);
 }
 
 // Builds store k of the 48 bytes from the three scattered channel vectors.

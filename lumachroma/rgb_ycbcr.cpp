@@ -82,10 +82,13 @@ void y8_innerRGBToYCbCr_C3_C3R(const uint8_t* src, uint8_t* dst, int width) {
     int x = 0;
     // body: rounded-lane recipe
     for (; x + 16 <= width; x += 16) {
-        __m128i r, g, b, y, cb, cr;
-        cel::simd::split3x16(src + 3 * x, r, g, b);
-        lane16(r, g, b, y, cb, cr);
-        cel::simd::join3x16(dst + 3 * x, y, cb, cr);
+        __m128i r[2], g[2], b[2], y[2], cb[2], cr[2];
+        cel::simd::split3x16High(src + 3 * x, r, g, b);
+        for (int h = 0; h < 2; ++h)
+            rgbToYCbCrLane_v(_mm_srli_epi16(r[h], 1), _mm_srli_epi16(g[h], 1), _mm_srli_epi16(b[h], 1), y[h], cb[h],
+                             cr[h]);
+        cel::simd::join3x16(dst + 3 * x, _mm_packus_epi16(y[0], y[1]), _mm_packus_epi16(cb[0], cb[1]),
+                            _mm_packus_epi16(cr[0], cr[1]));
     }
     // tail: scalar Q16 recipe
     for (; x < width; ++x) {
