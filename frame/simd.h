@@ -141,6 +141,81 @@ inline void join4x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 48), _mm_unpackhi_epi16(hi01, hi23));
 }
 
+namespace detail {
+
+// Shuffles between eight three-channel pixels (24 bytes, handled as 16 + 8)
+// and eight 16-bit lanes (split, byte in the high half) or eight bytes per
+// channel (join).  -128 clears a byte.
+struct C3x8Tables {
+    alignas(16) int8_t splitLo[3][16];  // channel c from bytes 0..15 into high lane bytes
+    alignas(16) int8_t splitHi[3][16];  // channel c from bytes 16..23
+    alignas(16) int8_t joinLoC01[16];   // bytes 0..15 from (c0 | c1 << 64)
+    alignas(16) int8_t joinLoC2[16];    // bytes 0..15 from c2
+    alignas(16) int8_t joinHiC01[16];   // bytes 16..23 from (c0 | c1 << 64)
+    alignas(16) int8_t joinHiC2[16];    // bytes 16..23 from c2
+};
+
+constexpr C3x8Tables makeC3x8Tables() {
+    C3x8Tables t{};
+    for (int c = 0; c < 3; ++c)
+        for (int j = 0; j < 8; ++j) {
+            const int at = 3 * j + c;
+            t.splitLo[c][2 * j] = t.splitHi[c][2 * j] = -128;
+            t.splitLo[c][2 * j + 1] = at < 16 ? static_cast<int8_t>(at) : int8_t(-128);
+            t.splitHi[c][2 * j + 1] = at >= 16 ? static_cast<int8_t>(at - 16) : int8_t(-128);
+        }
+    for (int p = 0; p < 16; ++p) {
+        t.joinLoC01[p] = t.joinLoC2[p] = t.joinHiC01[p] = t.joinHiC2[p] = -128;
+        for (int half = 0; half < 2; ++half) {
+            const int at = 16 * half + p;
+            if (at >= 24) continue;
+            const int j = at / 3, c = at % 3;
+            int8_t* c01 = half ? t.joinHiC01 : t.joinLoC01;
+            int8_t* c2 = half ? t.joinHiC2 : t.joinLoC2;
+            if (c == 2)
+                c2[p] = static_cast<int8_t>(j);
+            else
+                c01[p] = static_cast<int8_t>(8 * c + j);
+        }
+    }
+    return t;
+}
+
+inline constexpr C3x8Tables kC3x8 = makeC3x8Tables();
+
+}  // namespace detail
+
+// 24 bytes of 8 three-channel pixels -> per channel eight 16-bit lanes
+// holding value << 8.  Reads exactly 24 bytes.
+inline void split3x8High(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
+    using detail::kC3x8;
+    using detail::ld;
+    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+    const __m128i hi = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + 16));
+    c0 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kC3x8.splitLo[0])), _mm_shuffle_epi8(hi, ld(kC3x8.splitHi[0])));
+    c1 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kC3x8.splitLo[1])), _mm_shuffle_epi8(hi, ld(kC3x8.splitHi[1])));
+    c2 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kC3x8.splitLo[2])), _mm_shuffle_epi8(hi, ld(kC3x8.splitHi[2])));
+}
+
+// Eight bytes per channel (low halves of c0, c1, c2) -> 24 bytes of 8
+// three-channel pixels.  Writes exactly 24 bytes.
+inline void join3x8(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
+    using detail::kC3x8;
+    using detail::ld;
+    const __m128i c01 = _mm_unpacklo_epi64(c0, c1);
+    const __m128i lo = _mm_or_si128(_mm_shuffle_epi8(c01, ld(kC3x8.joinLoC01)), _mm_shuffle_epi8(c2, ld(kC3x8.joinLoC2)));
+    const __m128i hi = _mm_or_si128(_mm_shuffle_epi8(c01, ld(kC3x8.joinHiC01)), _mm_shuffle_epi8(c2, ld(kC3x8.joinHiC2)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), lo);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + 16), hi);
+}
+
+// Eight bytes per channel (low halves) -> 32 bytes of 8 four-channel pixels.
+inline void join4x8(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c3) {
+    const __m128i c01 = _mm_unpacklo_epi8(c0, c1), c23 = _mm_unpacklo_epi8(c2, c3);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi16(c01, c23));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), _mm_unpackhi_epi16(c01, c23));
+}
+
 // Eight bytes -> eight 16-bit lanes with the byte in the high half (x << 8).
 inline __m128i loadHigh8(const uint8_t* p) {
     return _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));

@@ -52,29 +52,6 @@ inline void high8ToPlanes(__m128i r8, __m128i g8, __m128i b8, uint8_t* y, uint8_
     cel::simd::storePacked8(cr, vcr);
 }
 
-// Shuffles that move channel c of eight packed RGB pixels (24 bytes, read as
-// 16 + 8) into the high byte of lane j; -128 clears a byte.
-struct Rgb24Spread {
-    alignas(16) int8_t fromLo[3][16];  // bytes 0..15
-    alignas(16) int8_t fromHi[3][16];  // bytes 16..23
-};
-
-constexpr Rgb24Spread makeRgb24Spread() {
-    Rgb24Spread t{};
-    for (int c = 0; c < 3; ++c)
-        for (int j = 0; j < 8; ++j) {
-            const int at = 3 * j + c;
-            t.fromLo[c][2 * j] = t.fromHi[c][2 * j] = -128;
-            t.fromLo[c][2 * j + 1] = at < 16 ? static_cast<int8_t>(at) : int8_t(-128);
-            t.fromHi[c][2 * j + 1] = at >= 16 ? static_cast<int8_t>(at - 16) : int8_t(-128);
-        }
-    return t;
-}
-
-constexpr Rgb24Spread kRgb24 = makeRgb24Spread();
-
-inline __m128i ld(const int8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
-
 // ---------------------------------------------------------------------------
 // C3R: 16 pixels an iteration, in place allowed (a group is read whole
 // before it is written).
@@ -134,12 +111,8 @@ void y8_innerRGBToYCbCr_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, ui
     int x = 0;
     // body: high-word recipe
     for (; x + 8 <= width; x += 8) {
-        const uint8_t* s = src + 3 * x;
-        const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-        const __m128i hi = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s + 16));
-        const __m128i r8 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kRgb24.fromLo[0])), _mm_shuffle_epi8(hi, ld(kRgb24.fromHi[0])));
-        const __m128i g8 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kRgb24.fromLo[1])), _mm_shuffle_epi8(hi, ld(kRgb24.fromHi[1])));
-        const __m128i b8 = _mm_or_si128(_mm_shuffle_epi8(lo, ld(kRgb24.fromLo[2])), _mm_shuffle_epi8(hi, ld(kRgb24.fromHi[2])));
+        __m128i r8, g8, b8;
+        cel::simd::split3x8High(src + 3 * x, r8, g8, b8);
         high8ToPlanes(r8, g8, b8, y + x, cb + x, cr + x);
     }
     // tail: scalar Q16 recipe

@@ -5,8 +5,15 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <random>
+#include <string>
 #include <vector>
+
+#ifdef HAVE_OPENCV
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#endif
 
 namespace celbench {
 
@@ -42,5 +49,43 @@ inline void memcpyReference(benchmark::State& state, const Frame& f, size_t byte
     }
     setCounters(state, f, 2 * bytes);
 }
+
+// Registers `fn` as "<name>/<width>x<height>" for each frame size.
+template <class Fn>
+void registerAtSizes(const std::string& name, Fn fn, std::initializer_list<Frame> frames = {kHD, kUHD}) {
+    for (const Frame& f : frames) {
+        const std::string tag = name + "/" + std::to_string(f.width) + "x" + std::to_string(f.height);
+        benchmark::RegisterBenchmark(tag.c_str(), [fn, f](benchmark::State& st) { fn(st, f); });
+    }
+}
+
+// A memcpy of `bytesPerPixel` bytes a pixel, registered at each size.
+inline void registerMemcpy(const std::string& name, int bytesPerPixel,
+                           std::initializer_list<Frame> frames = {kHD, kUHD}) {
+    registerAtSizes(name, [bytesPerPixel](benchmark::State& st, Frame f) {
+        memcpyReference(st, f, size_t(f.width) * f.height * bytesPerPixel);
+    }, frames);
+}
+
+#ifdef HAVE_OPENCV
+// OpenCV's cvtColor, single-threaded, on random pixels of the given types.
+inline void openCvCvtColor(benchmark::State& state, const Frame& f, int code, int srcType, int dstType) {
+    cv::setNumThreads(1);
+    cv::Mat src(f.height, f.width, srcType), dst(f.height, f.width, dstType);
+    cv::randu(src, 0, 256);
+    for (auto _ : state) {
+        cv::cvtColor(src, dst, code);
+        benchmark::ClobberMemory();
+    }
+    setCounters(state, f, src.total() * src.elemSize() + dst.total() * dst.elemSize());
+}
+
+inline void registerOpenCv(const std::string& name, int code, int srcType, int dstType,
+                           std::initializer_list<Frame> frames = {kHD, kUHD}) {
+    registerAtSizes("peer_OpenCV_" + name, [=](benchmark::State& st, Frame f) {
+        openCvCvtColor(st, f, code, srcType, dstType);
+    }, frames);
+}
+#endif
 
 }  // namespace celbench

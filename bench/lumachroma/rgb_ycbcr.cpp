@@ -5,11 +5,6 @@
 #include "celcc.h"
 #include "common/bench_util.h"
 
-#ifdef HAVE_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
-
 namespace {
 
 using celbench::Frame;
@@ -66,34 +61,16 @@ void BM_RGBToYCbCr_P3R(benchmark::State& state, Frame f) {
     celbench::setCounters(state, f, 6 * plane);
 }
 
-void BM_Memcpy_C3(benchmark::State& state, Frame f) { celbench::memcpyReference(state, f, size_t(f.width) * f.height * 3); }
-
-#ifdef HAVE_OPENCV
-void BM_OpenCV_RGB2YCrCb(benchmark::State& state, Frame f) {
-    cv::setNumThreads(1);
-    auto bytes = celbench::randomBytes(size_t(f.width) * f.height * 3);
-    cv::Mat src(f.height, f.width, CV_8UC3, bytes.data()), dst(f.height, f.width, CV_8UC3);
-    for (auto _ : state) {
-        cv::cvtColor(src, dst, cv::COLOR_RGB2YCrCb);
-        benchmark::ClobberMemory();
-    }
-    celbench::setCounters(state, f, 2 * bytes.size());
-}
-#endif
-
 void registerAll() {
-    for (Frame f : {celbench::kHD, celbench::kUHD}) {
-        const std::string sz = "/" + std::to_string(f.width) + "x" + std::to_string(f.height);
-        benchmark::RegisterBenchmark(("celiRGBToYCbCr_8u_C3R" + sz).c_str(), BM_RGBToYCbCr_C3R, f);
-        benchmark::RegisterBenchmark(("celiRGBToYCbCr_8u_AC4R" + sz).c_str(), BM_RGBToYCbCr_AC4R, f);
-        benchmark::RegisterBenchmark(("celiRGBToYCbCr_8u_C3P3R" + sz).c_str(), BM_RGBToYCbCr_toP3R<3>, f);
-        benchmark::RegisterBenchmark(("celiRGBToYCbCr_8u_AC4P3R" + sz).c_str(), BM_RGBToYCbCr_toP3R<4>, f);
-        benchmark::RegisterBenchmark(("celiRGBToYCbCr_8u_P3R" + sz).c_str(), BM_RGBToYCbCr_P3R, f);
-        benchmark::RegisterBenchmark(("memcpy_C3" + sz).c_str(), BM_Memcpy_C3, f);
+    celbench::registerAtSizes("celiRGBToYCbCr_8u_C3R", BM_RGBToYCbCr_C3R);
+    celbench::registerAtSizes("celiRGBToYCbCr_8u_AC4R", BM_RGBToYCbCr_AC4R);
+    celbench::registerAtSizes("celiRGBToYCbCr_8u_C3P3R", BM_RGBToYCbCr_toP3R<3>);
+    celbench::registerAtSizes("celiRGBToYCbCr_8u_AC4P3R", BM_RGBToYCbCr_toP3R<4>);
+    celbench::registerAtSizes("celiRGBToYCbCr_8u_P3R", BM_RGBToYCbCr_P3R);
+    celbench::registerMemcpy("memcpy_C3", 3);
 #ifdef HAVE_OPENCV
-        benchmark::RegisterBenchmark(("peer_OpenCV_RGB2YCrCb" + sz).c_str(), BM_OpenCV_RGB2YCrCb, f);
+    celbench::registerOpenCv("RGB2YCrCb", cv::COLOR_RGB2YCrCb, CV_8UC3, CV_8UC3);
 #endif
-    }
 }
 
 const int registered = (registerAll(), 0);

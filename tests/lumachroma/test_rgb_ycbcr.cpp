@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "celcc.h"
-#include "common/image_buffer.h"
+#include "common/layout_image.h"
 
 namespace {
 
@@ -68,33 +68,11 @@ void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
 
 int channels(Lay l) { return l == Lay::AC4 ? 4 : 3; }
 
-// An image in one of the layouts: one interleaved buffer or three planes.
-struct Img {
+// An image in the layout l (interleaved or three planes).
+struct Img : celtest::LayoutImage {
     Lay lay;
-    int width, height;
-    std::vector<ImageBuffer> bufs;
-    Img(Lay l, int w, int h) : lay(l), width(w), height(h) {
-        if (l == Lay::P3)
-            for (int i = 0; i < 3; ++i) bufs.emplace_back(w, h);
-        else
-            bufs.emplace_back(w * channels(l), h);
-    }
-    // Channel c of pixel (x, y).
-    uint8_t& at(int x, int y, int c) {
-        if (lay == Lay::P3) return bufs[c].row(y)[x];
-        return bufs[0].row(y)[x * channels(lay) + c];
-    }
-    int step() const { return bufs[0].step(); }
-    bool intact() const {
-        for (const auto& b : bufs)
-            if (!b.intact()) return false;
-        return true;
-    }
-    std::vector<uint8_t> snapshot() const {
-        std::vector<uint8_t> all;
-        for (const auto& b : bufs) all.insert(all.end(), b.raw().begin(), b.raw().end());
-        return all;
-    }
+    Img(Lay l, int w, int h, uint8_t fill = 0x5A)
+        : LayoutImage(l == Lay::P3 ? 3 : 1, channels(l), w, h, fill), lay(l) {}
 };
 
 // Calls the library's function; rowSign -1 passes the bottom row and a
@@ -233,7 +211,7 @@ TEST_P(RgbToYCbCr, MatchesModelAcrossWidthsAndHeights) {
     for (int h : {1, 2, 3, 5}) {
         for (int w : {1, 7, 8, 9, 15, 16, 17, 31, 32, 33, 100}) {
             Img s(fn.src, w, h), d(fn.dst, w, h);
-            for (auto& b : s.bufs) b.randomize(seed++);
+            s.randomize(seed++);
             ASSERT_EQ(run(fn, s, d), celStatusOk);
             expectMatchesModel(fn, s, d, [](int y) { return y; }, "positive steps");
             ASSERT_TRUE(d.intact()) << fn.name << " wrote outside the region, w=" << w << " h=" << h;
@@ -246,7 +224,7 @@ TEST_P(RgbToYCbCr, NegativeStepsWalkUpward) {
     for (int w : {5, 16, 33}) {
         const int h = 5;
         Img s(fn.src, w, h), d(fn.dst, w, h);
-        for (auto& b : s.bufs) b.randomize(100 + w);
+        s.randomize(100 + w);
         // Source walked upward, destination downward: output row y reads source row h-1-y.
         ASSERT_EQ(run(fn, s, d, -1, 1), celStatusOk);
         expectMatchesModel(fn, s, d, [h](int y) { return h - 1 - y; }, "negative source step");
@@ -263,7 +241,7 @@ TEST_P(RgbToYCbCr, ZeroSourceStepRepeatsTheFirstRow) {
     const Fn fn = GetParam();
     const int w = 21, h = 4;
     Img s(fn.src, w, h), d(fn.dst, w, h);
-    for (auto& b : s.bufs) b.randomize(55);
+    s.randomize(55);
     ASSERT_EQ(run(fn, s, d, 0, 1), celStatusOk);
     expectMatchesModel(fn, s, d, [](int) { return 0; }, "zero source step");
     ASSERT_TRUE(d.intact());
@@ -318,7 +296,7 @@ TEST(RgbToYCbCrP3R, AlignedAndUnalignedPathsAgree) {
 TEST_P(RgbToYCbCr, ErrorsLeaveTheDestinationUntouched) {
     const Fn fn = GetParam();
     Img s(fn.src, 20, 3), d(fn.dst, 20, 3);
-    for (auto& b : s.bufs) b.randomize(4);
+    s.randomize(4);
     const auto before = d.snapshot();
     const uint8_t* s0 = s.bufs[0].row(0);
     uint8_t* d0 = d.bufs[0].row(0);

@@ -1,0 +1,105 @@
+// Fixed-point recipes of the 8-bit YCbCr -> RGB decoders (BT.601 studio
+// range), shared by every decoder, full resolution or upsampling.
+//
+// Vector recipes work on 16-bit lanes prepared as y = (Y - 16) << 7,
+// cb = (Cb - 128) << 7, cr = (Cr - 128) << 7, with signed multiply-high
+// (his) and a saturating pack to bytes:
+//
+//   narrow  Q12 coefficients, final shift 3, rounding addend 4
+//   wide    Q13 coefficients, final shift 4, rounding addend 8
+//   plain   wide coefficients with Y 9536 and Cb->G -3203, no rounding at
+//           all: Y 235 with neutral chroma decodes to 254, by design
+//
+// Scalar recipes work in 32-bit integers on one pixel with two coefficient
+// sets (A and B, Q16) and a rounding addend of 32768 or 0, clamped through
+// the shared clamp table or by comparisons (same bytes).
+//
+// All sums stay far inside 16 bits, so wrapping and saturating additions
+// are interchangeable here.
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cstdint>
+
+#include "tables/chop.h"
+
+namespace cel::dec {
+
+// ---- Lane preparation ------------------------------------------------------
+// Lanes holding Y << 8 (byte in the high half) -> (Y - 16) << 7; likewise
+// for chroma around 128.
+inline __m128i lumaFromHigh(__m128i v8) { return _mm_sub_epi16(_mm_srli_epi16(v8, 1), _mm_set1_epi16(16 << 7)); }
+inline __m128i chromaFromHigh(__m128i v8) {
+    return _mm_sub_epi16(_mm_srli_epi16(v8, 1), _mm_set1_epi16(128 << 7));
+}
+
+// ---- Narrow recipe (Q12, shift 3) -----------------------------------------
+inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, kNarrowCrG = 3330, kNarrowCbB = 8263;
+
+inline void narrow_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
+    const __m128i four = _mm_set1_epi16(4);
+    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(kNarrowY));
+    r = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR))), four), 3);
+    const __m128i gc = _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbG)),
+                                     _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrG)));
+    g = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(t, gc), four), 3);
+    b = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbB))), four), 3);
+}
+
+// ---- Wide recipe (Q13, shift 4) --------------------------------------------
+inline constexpr int16_t kWideY = 9535, kWideCrR = 13074, kWideCrG = 6660, kWideCbG = 3211, kWideCbB = 16523;
+
+inline void wide_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
+    const __m128i eight = _mm_set1_epi16(8);
+    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(kWideY));
+    r = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrR))), eight), 4);
+    g = _mm_sub_epi16(_mm_sub_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrG))),
+                      _mm_mulhi_epi16(cb, _mm_set1_epi16(kWideCbG)));
+    g = _mm_srai_epi16(_mm_add_epi16(g, eight), 4);
+    b = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cb, _mm_set1_epi16(kWideCbB))), eight), 4);
+}
+
+// ---- Plain recipe (wide coefficients, two of them different, no rounding) --
+inline constexpr int16_t kPlainY = 9536, kPlainCrR = 13074, kPlainCrG = -6660, kPlainCbG = -3203, kPlainCbB = 16523;
+
+inline void plain_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
+    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(kPlainY));
+    r = _mm_srai_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kPlainCrR))), 4);
+    g = _mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kPlainCrG))),
+                      _mm_mulhi_epi16(cb, _mm_set1_epi16(kPlainCbG)));
+    g = _mm_srai_epi16(g, 4);
+    b = _mm_srai_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cb, _mm_set1_epi16(kPlainCbB))), 4);
+}
+
+// ---- Scalar sets (Q16) -------------------------------------------------------
+struct ScalarSet {
+    int y, crR, cbG, crG, cbB;
+};
+inline constexpr ScalarSet kSetA{76282, 104593, -25689, -53279, 132184};
+inline constexpr ScalarSet kSetB{76284, 104595, -25690, -53281, 132186};
+
+// How a scalar result is brought into 0..255: through the clamp table or by
+// comparisons.  Both give the same bytes; kernels use the one they name.
+enum class Clamp { Table, Compare };
+
+template <Clamp C>
+inline uint8_t clamp8(int v) {
+    if constexpr (C == Clamp::Table)
+        return cel::_CHOP_ARRAY[v];
+    else
+        return static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v));
+}
+
+// One pixel by a scalar set; Round is the addend (32768 or 0).
+template <const ScalarSet& S, int Round, Clamp C>
+inline void scalar_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
+    static_assert(Round == 0 || Round == 32768);
+    const int yd = Y - 16, cbd = Cb - 128, crd = Cr - 128;
+    const int t = S.y * yd + Round;
+    r = clamp8<C>((t + S.crR * crd) >> 16);
+    g = clamp8<C>((t + S.cbG * cbd + S.crG * crd) >> 16);
+    b = clamp8<C>((t + S.cbB * cbd) >> 16);
+}
+
+}  // namespace cel::dec
