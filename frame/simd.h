@@ -216,6 +216,49 @@ inline void join4x8(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c3
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), _mm_unpackhi_epi16(c01, c23));
 }
 
+namespace detail {
+
+// The same split/join idea for eight pixels of 16-bit samples: in 48 bytes
+// read as three stores of eight elements, element q of store k holds
+// channel (8k + q) % 3, distinct for the three stores.
+struct C3x8u16Tables {
+    alignas(16) int8_t mask[3][3][16];  // bytes of element q of store k holding channel c
+    alignas(16) int8_t scatter[3][16];  // element q <- pixel of channel c that lands there
+};
+
+constexpr C3x8u16Tables makeC3x8u16Tables() {
+    C3x8u16Tables t{};
+    for (int c = 0; c < 3; ++c)
+        for (int q = 0; q < 8; ++q)
+            for (int k = 0; k < 3; ++k) {
+                const bool holds = (8 * k + q) % 3 == c;
+                t.mask[c][k][2 * q] = t.mask[c][k][2 * q + 1] = holds ? int8_t(-1) : int8_t(0);
+                if (holds) {
+                    const int pixel = (8 * k + q) / 3;
+                    t.scatter[c][2 * q] = static_cast<int8_t>(2 * pixel);
+                    t.scatter[c][2 * q + 1] = static_cast<int8_t>(2 * pixel + 1);
+                }
+            }
+    return t;
+}
+
+inline constexpr C3x8u16Tables kC3x8u16 = makeC3x8u16Tables();
+
+}  // namespace detail
+
+// Three vectors of eight 16-bit samples -> 48 bytes of 8 three-channel pixels.
+inline void join3x8u16(uint16_t* dst, __m128i c0, __m128i c1, __m128i c2) {
+    using detail::kC3x8u16;
+    using detail::ld;
+    const __m128i s0 = _mm_shuffle_epi8(c0, ld(kC3x8u16.scatter[0]));
+    const __m128i s1 = _mm_shuffle_epi8(c1, ld(kC3x8u16.scatter[1]));
+    const __m128i s2 = _mm_shuffle_epi8(c2, ld(kC3x8u16.scatter[2]));
+    for (int k = 0; k < 3; ++k) {
+        const __m128i v = _mm_blendv_epi8(_mm_blendv_epi8(s0, s1, ld(kC3x8u16.mask[1][k])), s2, ld(kC3x8u16.mask[2][k]));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 8 * k), v);
+    }
+}
+
 // Eight bytes -> eight 16-bit lanes with the byte in the high half (x << 8).
 inline __m128i loadHigh8(const uint8_t* p) {
     return _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
