@@ -1,0 +1,353 @@
+// Bit-depth reduction: the path without dither and ordered dither (with
+// and without noise) against an independent model, for every type form and
+// channel form; scratch sizes; statuses and check order.
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+
+namespace {
+
+// ---- Model ------------------------------------------------------------------------
+float tr(float x) { return static_cast<float>(_mm_cvttss_si32(_mm_set_ss(x))); }
+int32_t ti(float x) { return _mm_cvttss_si32(_mm_set_ss(x)); }
+int32_t clampi(int64_t v, int64_t lo, int64_t hi) { return static_cast<int32_t>(v < lo ? lo : v > hi ? hi : v); }
+
+// The generator, from its definition: lagged subtract-with-borrow plus a
+// congruential word; float and 16-bit outputs.
+struct Gen {
+    uint32_t a = 1131199209, b = 0, c, d;
+    int32_t carry = -1;
+    double mid, scale;
+    Gen(double m, double s) : mid(m), scale(s) {
+        c = 1013904243u;
+        d = c * 69069u + 1013904243u;
+    }
+    double next() {
+        const int32_t t = static_cast<int32_t>(static_cast<uint32_t>(carry) + c - d);
+        const uint32_t u = t < 0 ? static_cast<uint32_t>(t) - 18u : static_cast<uint32_t>(t);
+        carry = t < 0 ? -1 : 0;
+        d = c, c = b, b = u;
+        a = a * 69069u + 1013904243u;
+        return double(static_cast<int32_t>(u + a)) * scale + mid;
+    }
+};
+
+struct NoiseTables {
+    std::vector<float> N;
+    std::vector<int> P;
+    explicit NoiseTables(int noise) {
+        Gen gp(512.0, 1024.0 * std::ldexp(1.0, -32));
+        for (int i = 0; i < 1024; ++i) P.push_back(static_cast<int>(std::nearbyint(gp.next())));
+        const float lo = float(-noise) / 100.0f, hi = float(noise) / 100.0f;
+        Gen gn(double(lo + hi) * 0.5, double(hi - lo) * std::ldexp(1.0, -32));
+        for (int i = 0; i < 1024; ++i) N.push_back(static_cast<float>(gn.next()));
+    }
+};
+
+const float kBayer[4][4] = {{0 / 15.f, 8 / 15.f, 2 / 15.f, 10 / 15.f},
+                            {12 / 15.f, 4 / 15.f, 14 / 15.f, 6 / 15.f},
+                            {3 / 15.f, 11 / 15.f, 1 / 15.f, 9 / 15.f},
+                            {15 / 15.f, 7 / 15.f, 13 / 15.f, 5 / 15.f}};
+
+enum Ch { C1, C3, AC4, C4 };
+const char* kChNames[] = {"C1R", "C3R", "AC4R", "C4R"};
+int stride(Ch c) { return c == C1 ? 1 : c == C3 ? 3 : 4; }
+
+// A type form described for the model.
+template <class S, class D>
+struct TF {
+    using Src = S;
+    using Dst = D;
+    static constexpr bool fsrc = std::is_same_v<S, float>;
+    static constexpr bool d8 = sizeof(D) == 1, dsig = std::is_same_v<D, int16_t>;
+    static constexpr int maxLevels = d8 ? 256 : 65536;
+    static float v(S x) { return fsrc ? float(x) : float(int(x) + (std::is_same_v<S, int16_t> ? 32768 : 0)); }
+    static void sf(float L, float& s, float& f) {
+        if (fsrc)
+            s = 1.0f / L, f = L;
+        else if (sizeof(S) == 1)
+            s = (65280.0f / L) * 0.00390625f, f = L / 255.0f;
+        else
+            s = 65535.0f / L, f = L / 65535.0f;
+    }
+    static float norm(S x) {
+        if (fsrc) return float(x);
+        uint32_t bits = sizeof(S) == 1 ? 0x3B808081u : 0x37800080u;
+        float k;
+        std::memcpy(&k, &bits, 4);
+        return v(x) * k;
+    }
+    // Path without dither.
+    static int plain(S x, float L) {
+        const float xn = norm(x), inv = 1.0f / L, half = 0.5f / L;
+        float b = tr(L * xn) * inv;
+        if (xn - b > half) b = b + inv;
+        const int32_t t = ti(b * (d8 ? 255.0f : 65535.0f));
+        if (dsig) return clampi(int64_t(static_cast<int32_t>(static_cast<uint32_t>(t) - 32768u)), -32768, 32767);
+        return clampi(t, 0, d8 ? 255 : 65535);
+    }
+    // Ordered output of B.
+    static int out(float B, bool half) {
+        int32_t t;
+        if (fsrc)
+            t = ti(half ? B * (d8 ? 255.0f : 65535.0f) + 0.5f : B * (d8 ? 255.0f : 65535.0f));
+        else
+            t = ti(B);
+        if (!fsrc && sizeof(S) == 2 && d8) t >>= 8;
+        t = clampi(t, 0, d8 ? 255 : 65535);
+        return dsig ? t - 32768 : t;
+    }
+};
+
+using F8u = TF<uint8_t, uint8_t>;
+using F16u = TF<uint16_t, uint16_t>;
+using F16s = TF<int16_t, int16_t>;
+using F16u8u = TF<uint16_t, uint8_t>;
+using F16s8u = TF<int16_t, uint8_t>;
+using F32f8u = TF<float, uint8_t>;
+using F32f16u = TF<float, uint16_t>;
+using F32f16s = TF<float, int16_t>;
+
+// The library's function for a form and channel layout.
+template <class F>
+CelStatus call(Ch ch, const typename F::Src* s, int ss, typename F::Dst* d, int ds, CelSize roi, int noise, int mode,
+               int levels, uint8_t* scratch) {
+#define CEL_CALL(tok)                                                                                         \
+    switch (ch) {                                                                                             \
+        case C1: return celiReduceBits_##tok##_C1R(s, ss, d, ds, roi, noise, CelDitherMode(mode), levels, scratch); \
+        case C3: return celiReduceBits_##tok##_C3R(s, ss, d, ds, roi, noise, CelDitherMode(mode), levels, scratch); \
+        case AC4: return celiReduceBits_##tok##_AC4R(s, ss, d, ds, roi, noise, CelDitherMode(mode), levels, scratch); \
+        default: return celiReduceBits_##tok##_C4R(s, ss, d, ds, roi, noise, CelDitherMode(mode), levels, scratch); \
+    }
+    if constexpr (std::is_same_v<F, F8u>) CEL_CALL(8u)
+    else if constexpr (std::is_same_v<F, F16u>) CEL_CALL(16u)
+    else if constexpr (std::is_same_v<F, F16s>) CEL_CALL(16s)
+    else if constexpr (std::is_same_v<F, F16u8u>) CEL_CALL(16u8u)
+    else if constexpr (std::is_same_v<F, F16s8u>) CEL_CALL(16s8u)
+    else if constexpr (std::is_same_v<F, F32f8u>) CEL_CALL(32f8u)
+    else if constexpr (std::is_same_v<F, F32f16u>) CEL_CALL(32f16u)
+    else CEL_CALL(32f16s)
+#undef CEL_CALL
+}
+
+// Expected destination element for channel c of pixel (x, y).
+template <class F>
+int expectOrdered(Ch ch, typename F::Src sample, int x, int y, int c, int width, float L, int noise,
+                  const NoiseTables* nt) {
+    float s, f;
+    F::sf(L, s, f);
+    const float v = F::v(sample);
+    float t;
+    const bool c4Tail = ch == C4 && noise && x >= width - width % 4;
+    if (!noise) {
+        t = kBayer[y & 3][x & 3] * s;
+    } else if (c4Tail) {
+        t = (sizeof(typename F::Src) == 1 || c == 0) ? kBayer[y & 3][x & 3] : 0.0f;
+    } else {
+        const int i = (nt->P[x & 1023] + 2 * y + x) & 1023;
+        t = (nt->N[i] + kBayer[y & 3][x & 3]) * s;
+    }
+    float b = tr(v * f) * s;
+    if (t < v - b) b = b + s;
+    return F::out(b, noise && ch != C4);
+}
+
+template <class T>
+std::vector<T> randomSamples(size_t n, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::vector<T> v(n);
+    for (auto& x : v) {
+        if constexpr (std::is_same_v<T, float>)
+            x = std::uniform_real_distribution<float>(-0.05f, 1.05f)(rng);
+        else
+            x = static_cast<T>(rng());
+    }
+    return v;
+}
+
+// Runs one configuration and compares every element (and the untouched
+// alpha of AC4, and the guard elements after each row).
+template <class F>
+void check(Ch ch, int width, int height, int mode, int noise, int levels, uint32_t seed) {
+    using S = typename F::Src;
+    using D = typename F::Dst;
+    const int E = stride(ch), pad = 3;
+    const int sStep = width * E + pad, dStep = width * E + pad;
+    auto src = randomSamples<S>(size_t(sStep) * height, seed);
+    const D fill = static_cast<D>(0x5A);
+    std::vector<D> dst(size_t(dStep) * height, fill);
+    std::vector<uint8_t> scratch(8000, 0xEE);
+    ASSERT_EQ(call<F>(ch, src.data(), sStep * int(sizeof(S)), dst.data(), dStep * int(sizeof(D)), {width, height}, noise,
+                      mode, levels, scratch.data()),
+              celStatusOk);
+    const NoiseTables nt(noise);
+    const float L = float(levels - 1);
+    for (int y = 0; y < height; ++y)
+        for (int i = 0; i < dStep; ++i) {
+            const D got = dst[size_t(y) * dStep + i];
+            const int x = i / E, c = i % E;
+            if (i >= width * E || (ch == AC4 && c == 3)) {
+                ASSERT_EQ(got, fill) << kChNames[ch] << " wrote a guard or alpha element at " << i;
+                continue;
+            }
+            const S sample = src[size_t(y) * sStep + i];
+            const int want = mode == 0 ? F::plain(sample, L) : expectOrdered<F>(ch, sample, x, y, c, width, L, noise, &nt);
+            ASSERT_EQ(int(got), want) << kChNames[ch] << " mode " << mode << " noise " << noise << " levels " << levels
+                                      << " w " << width << " at (" << x << "," << y << ") channel " << c;
+        }
+}
+
+template <class F>
+class ReduceBits : public ::testing::Test {};
+using Forms = ::testing::Types<F8u, F16u, F16s, F16u8u, F16s8u, F32f8u, F32f16u, F32f16s>;
+TYPED_TEST_SUITE(ReduceBits, Forms);
+
+TYPED_TEST(ReduceBits, NoDitherMatchesModel) {
+    uint32_t seed = 1;
+    for (Ch ch : {C1, C3, AC4, C4})
+        for (int levels : {2, 3, 42, 200, TypeParam::maxLevels})
+            for (int w : {1, 3, 7, 8, 9, 17})
+                check<TypeParam>(ch, w, 2, celDitherOff, levels == 42 ? 100 : 0, levels, seed++);
+}
+
+TYPED_TEST(ReduceBits, OrderedWithoutNoiseMatchesModel) {
+    uint32_t seed = 500;
+    for (Ch ch : {C1, C3, AC4, C4})
+        for (int levels : {2, 5, 42, TypeParam::maxLevels})
+            for (int w : {1, 3, 4, 5, 8, 9, 13, 16, 23})
+                check<TypeParam>(ch, w, 5, celDitherOrdered, 0, levels, seed++);
+}
+
+TYPED_TEST(ReduceBits, OrderedWithNoiseMatchesModel) {
+    uint32_t seed = 900;
+    for (Ch ch : {C1, C3, AC4, C4})
+        for (int noise : {1, 37, 100})
+            for (int w : {1, 3, 4, 5, 8, 9, 13, 23})
+                check<TypeParam>(ch, w, 5, celDitherOrdered, noise, noise == 37 ? 6 : 17, seed++);
+}
+
+// ---- Worked values -----------------------------------------------------------------
+TEST(ReduceBitsWorked, Byte255WithoutDitherFallsTo254ForThirtyEightLevelCounts) {
+    std::vector<int> hits;
+    for (int L = 1; L <= 255; ++L) {
+        const uint8_t src = 255;
+        uint8_t dst = 0;
+        ASSERT_EQ(celiReduceBits_8u_C1R(&src, 1, &dst, 1, {1, 1}, 0, celDitherOff, L + 1, nullptr), celStatusOk);
+        if (dst == 254) hits.push_back(L);
+        uint16_t w = 65535;
+        uint8_t d8 = 0;
+        ASSERT_EQ(celiReduceBits_16u8u_C1R(&w, 2, &d8, 1, {1, 1}, 0, celDitherOff, L + 1, nullptr), celStatusOk);
+        EXPECT_EQ(d8, dst) << "16u8u follows 8u for L " << L;
+    }
+    EXPECT_EQ(hits.size(), 38u);
+    for (int L : {41, 47, 55, 61, 82}) EXPECT_NE(std::find(hits.begin(), hits.end(), L), hits.end()) << L;
+}
+
+TEST(ReduceBitsWorked, LevelsTwoGivesBottomAndTopAndLevels256IsExact) {
+    std::vector<uint8_t> src(256), dst(256);
+    for (int i = 0; i < 256; ++i) src[i] = uint8_t(i);
+    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 256, dst.data(), 256, {256, 1}, 0, celDitherOff, 256, nullptr),
+              celStatusOk);
+    EXPECT_EQ(src, dst);
+    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 256, dst.data(), 256, {256, 1}, 0, celDitherOff, 2, nullptr),
+              celStatusOk);
+    for (int i = 0; i < 256; ++i) EXPECT_TRUE(dst[i] == 0 || dst[i] == 255);
+    EXPECT_EQ(dst[0], 0);
+    EXPECT_EQ(dst[255], 255);
+}
+
+TEST(ReduceBitsWorked, OrderedGridValuesNeverRoundUpWithoutNoise) {
+    // A source on the grid has remainder 0: no position rounds up, (0, 0) included.
+    std::vector<uint8_t> src(64, 255), dst(64);
+    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 8, dst.data(), 8, {8, 8}, 0, celDitherOrdered, 2, nullptr), celStatusOk);
+    for (uint8_t v : dst) EXPECT_EQ(v, 255);
+    std::fill(src.begin(), src.end(), 0);
+    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 8, dst.data(), 8, {8, 8}, 0, celDitherOrdered, 2, nullptr), celStatusOk);
+    for (uint8_t v : dst) EXPECT_EQ(v, 0);
+}
+
+TEST(ReduceBitsWorked, NoiseHundredWithoutDitherEqualsNoiseZeroAndNeedsNoScratch) {
+    auto src = randomSamples<uint16_t>(3 * 20 * 3, 4);
+    std::vector<uint16_t> a(src.size()), b(src.size());
+    ASSERT_EQ(celiReduceBits_16u_C3R(src.data(), 120, a.data(), 120, {20, 3}, 0, celDitherOff, 9, nullptr), celStatusOk);
+    ASSERT_EQ(celiReduceBits_16u_C3R(src.data(), 120, b.data(), 120, {20, 3}, 100, celDitherOff, 9, nullptr), celStatusOk);
+    EXPECT_EQ(a, b);
+}
+
+// ---- Scratch size -------------------------------------------------------------------
+TEST(ReduceBitsBufferSize, SizesPerMode) {
+    int size = -1;
+    for (int code : {1, 3, 4, 9})
+        for (int w : {1, 17, 1920}) {
+            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 0}, 0, celDitherOff, &size), celStatusOk);
+            EXPECT_EQ(size, 0);
+            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 0}, 100, celDitherOff, &size), celStatusOk);
+            EXPECT_EQ(size, 0);
+            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 0, celDitherOrdered, &size), celStatusOk);
+            EXPECT_EQ(size, 0);
+            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 1, celDitherOrdered, &size), celStatusOk);
+            EXPECT_EQ(size, 6336);
+            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 0, celDitherFloydSteinberg, &size), celStatusOk);
+            EXPECT_EQ(size, 4 * (2 * w + 4) + 64);
+            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 3, celDitherFloydSteinberg, &size), celStatusOk);
+            EXPECT_EQ(size, 4 * (2 * w + 4) + 6336);
+            for (int m : {2, 3}) {
+                ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 0, CelDitherMode(m), &size), celStatusOk);
+                EXPECT_EQ(size, 4 * (3 * w + 12) + 64);
+                ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 50, CelDitherMode(m), &size), celStatusOk);
+                EXPECT_EQ(size, 4 * (3 * w + 12) + 6336);
+            }
+        }
+}
+
+TEST(ReduceBitsBufferSize, CheckOrder) {
+    int size = 7;
+    EXPECT_EQ(celiReduceBitsGetBufferSize(2, {0, 0}, 500, CelDitherMode(9), nullptr), celStatusNullPointer);
+    EXPECT_EQ(celiReduceBitsGetBufferSize(2, {0, 1}, 500, CelDitherMode(9), &size), celStatusBadSize);
+    EXPECT_EQ(celiReduceBitsGetBufferSize(2, {1, 1}, 500, CelDitherMode(9), &size), celStatusBadChannelCode);
+    EXPECT_EQ(celiReduceBitsGetBufferSize(5, {1, 1}, 0, celDitherOff, &size), celStatusBadChannelCode);
+    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, 101, CelDitherMode(9), &size), celStatusBadNoise);
+    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, -1, celDitherOff, &size), celStatusBadNoise);
+    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, 100, CelDitherMode(5), &size), celStatusBadDither);
+    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, 100, CelDitherMode(-1), &size), celStatusBadDither);
+    EXPECT_EQ(size, 7);
+}
+
+// ---- Statuses of the conversions -------------------------------------------------------
+TEST(ReduceBitsChecks, OrderIsPointersSizeNoiseLevelsMode) {
+    uint8_t src[16] = {}, dst[16];
+    std::memset(dst, 0x77, sizeof dst);
+    uint8_t scratch[8000];
+    const CelSize ok{4, 1};
+    EXPECT_EQ(celiReduceBits_8u_C1R(nullptr, 4, dst, 4, {0, 0}, 500, CelDitherMode(9), 0, nullptr), celStatusNullPointer);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, nullptr, 4, ok, 0, celDitherOff, 2, nullptr), celStatusNullPointer);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, {0, 1}, 500, CelDitherMode(9), 0, nullptr), celStatusBadSize);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 101, celDitherOff, 2, nullptr), celStatusBadNoise);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(5), 257, nullptr), celStatusBadLevels);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherOff, 1, nullptr), celStatusBadLevels);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(5), 2, nullptr), celStatusBadDither);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(-1), 2, nullptr), celStatusBadDither);
+    // ordered with noise needs the scratch; without noise it does not
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 1, celDitherOrdered, 2, nullptr), celStatusNullPointer);
+    // error diffusion needs the scratch before anything else
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherFloydSteinberg, 2, nullptr), celStatusNullPointer);
+    for (uint8_t v : dst) EXPECT_EQ(v, 0x77);
+    // error diffusion is refused, never served by another mode
+    for (int m : {1, 2, 3})
+        EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(m), 2, scratch), celStatusBadDither);
+    for (uint8_t v : dst) EXPECT_EQ(v, 0x77);
+    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherOrdered, 2, nullptr), celStatusOk);
+    uint16_t w[4] = {}, wd[4];
+    EXPECT_EQ(celiReduceBits_16u_C1R(w, 8, wd, 8, ok, 0, celDitherOff, 65537, nullptr), celStatusBadLevels);
+    EXPECT_EQ(celiReduceBits_16u_C1R(w, 8, wd, 8, ok, 0, celDitherOff, 65536, nullptr), celStatusOk);
+    EXPECT_EQ(celiReduceBits_16u8u_C1R(w, 8, dst, 4, ok, 0, celDitherOff, 257, nullptr), celStatusBadLevels);
+}
+
+}  // namespace
