@@ -131,6 +131,20 @@ inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2)
     c2 = _mm_unpacklo_epi64(t01hi, t23hi);
 }
 
+// 32 bytes of 8 four-channel pixels -> the first three channels as eight
+// 16-bit lanes each with the byte in the high half (value << 8).
+inline void split4x8High(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
+    const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+    const __m128i z = _mm_setzero_si128();
+    const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), byChannel);
+    const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16)), byChannel);
+    const __m128i c01 = _mm_unpacklo_epi32(s0, s1);  // c0 0-7, c1 0-7
+    const __m128i c23 = _mm_unpackhi_epi32(s0, s1);  // c2 0-7, c3 0-7
+    c0 = _mm_unpacklo_epi8(z, c01);
+    c1 = _mm_unpackhi_epi8(z, c01);
+    c2 = _mm_unpacklo_epi8(z, c23);
+}
+
 // Four channel vectors -> 64 bytes of 16 four-channel pixels.
 inline void join4x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c3) {
     const __m128i lo01 = _mm_unpacklo_epi8(c0, c1), hi01 = _mm_unpackhi_epi8(c0, c1);

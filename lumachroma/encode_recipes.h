@@ -37,14 +37,19 @@ static_assert(kLaneYR == fix(0.257, 14) && kLaneYG == fix(0.504, 14) && kLaneYB 
 static_assert(kLaneCbB == fix(0.439, 14) && kLaneCbG == fix(0.291, 14) && kLaneCbR == fix(0.148, 14));
 static_assert(kLaneCrR == fix(0.439, 14) && kLaneCrG == fix(0.368, 14) && kLaneCrB == fix(0.071, 14));
 
-// Input lanes hold R << 7, G << 7, B << 7 (eight pixels); output lanes hold
-// Y, Cb, Cr before the saturating pack to bytes.
-inline void rgbToYCbCrLane_v(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i& cb, __m128i& cr) {
+// Luma of eight pixels; lanes hold R << 7, G << 7, B << 7.  `add` is the
+// offset-and-rounding addend (1056; the 4:2:0 encoders that name 1026 use
+// it in its place).
+inline __m128i lumaLane_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYAdd) {
     const __m128i yr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYR), r);
     const __m128i yg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYG), g);
     const __m128i yb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYB), b);
-    y = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(_mm_add_epi16(yr, yg), yb), _mm_set1_epi16(kLaneYAdd)), 6);
+    return _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(_mm_add_epi16(yr, yg), yb), _mm_set1_epi16(add)), 6);
+}
 
+// Chroma of eight lanes holding R, G, B << 7 (one pixel each) or the sums
+// of a block's four samples << 5 (the block mean << 7): the same formula.
+inline void chromaLane_v(__m128i r, __m128i g, __m128i b, __m128i& cb, __m128i& cr) {
     const __m128i cbb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbB), b);
     const __m128i cbg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbG), g);
     const __m128i cbr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbR), r);
@@ -54,6 +59,35 @@ inline void rgbToYCbCrLane_v(__m128i r, __m128i g, __m128i b, __m128i& y, __m128
     const __m128i crg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrG), g);
     const __m128i crb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrB), b);
     cr = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(_mm_sub_epi16(crr, crg), crb), _mm_set1_epi16(kLaneCAdd)), 6);
+}
+
+// Input lanes hold R << 7, G << 7, B << 7 (eight pixels); output lanes hold
+// Y, Cb, Cr before the saturating pack to bytes.
+inline void rgbToYCbCrLane_v(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i& cb, __m128i& cr) {
+    y = lumaLane_v(r, g, b);
+    chromaLane_v(r, g, b, cb, cr);
+}
+
+// ---- Late-offset variant of the rounded-lane recipe ---------------------------
+// The same products with no addend ahead of the shift; the offsets 16 and
+// 128 come after it.
+inline __m128i lumaLaneLate_v(__m128i r, __m128i g, __m128i b) {
+    const __m128i s = _mm_add_epi16(_mm_add_epi16(_mm_mulhrs_epi16(_mm_set1_epi16(kLaneYR), r),
+                                                  _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYG), g)),
+                                    _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYB), b));
+    return _mm_add_epi16(_mm_srai_epi16(s, 6), _mm_set1_epi16(16));
+}
+
+inline void chromaLaneLate_v(__m128i r, __m128i g, __m128i b, __m128i& cb, __m128i& cr) {
+    const __m128i c128 = _mm_set1_epi16(128);
+    cb = _mm_sub_epi16(_mm_sub_epi16(_mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbB), b),
+                                     _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbG), g)),
+                       _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbR), r));
+    cb = _mm_add_epi16(_mm_srai_epi16(cb, 6), c128);
+    cr = _mm_sub_epi16(_mm_sub_epi16(_mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrR), r),
+                                     _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrG), g)),
+                       _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrB), b));
+    cr = _mm_add_epi16(_mm_srai_epi16(cr, 6), c128);
 }
 
 // ---- High-word recipe, Q16 -------------------------------------------------
@@ -95,6 +129,47 @@ inline void rgbToYCbCrQ16_px(int r, int g, int b, uint8_t& y, uint8_t& cb, uint8
     y = static_cast<uint8_t>((kHiYR * r + kHiYG * g + kHiYB * b + kQ16YAdd) >> 16);
     cb = static_cast<uint8_t>((kHiCbR * r + kHiCbG * g + kHiCbB * b + kQ16CAdd) >> 16);
     cr = static_cast<uint8_t>((kHiCrR * r + kHiCrG * g + kHiCrB * b + kQ16CAdd) >> 16);
+}
+
+// ---- Unsigned-high block recipe (luma Q15, chroma Q16 on block sums) ------------
+inline constexpr int kUHiYR = 8422, kUHiYG = 16515, kUHiYB = 3212;
+inline constexpr int kUHiYAdd = 2112;    // 16.5 * 128
+inline constexpr int kUHiCAdd = 16400;   // 128.125 * 128
+// Q15 luma: the Q16 coefficients halved, halves rounded up.
+static_assert(kUHiYR == (kHiYR + 1) / 2 && kUHiYG == (kHiYG + 1) / 2 && kUHiYB == (kHiYB + 1) / 2);
+
+inline __m128i u16(int v) { return _mm_set1_epi16(static_cast<int16_t>(v)); }
+
+// Luma of eight pixels; lanes hold R << 8, G << 8, B << 8.
+inline __m128i lumaUHigh_v(__m128i r8, __m128i g8, __m128i b8) {
+    __m128i s = _mm_adds_epu16(_mm_mulhi_epu16(r8, u16(kUHiYR)), _mm_mulhi_epu16(g8, u16(kUHiYG)));
+    s = _mm_adds_epu16(_mm_adds_epu16(s, _mm_mulhi_epu16(b8, u16(kUHiYB))), u16(kUHiYAdd));
+    return _mm_srli_epi16(s, 7);
+}
+
+// Chroma from block sums << 5.  The addend goes in before the negative
+// products are taken off, so no unsigned step ever goes below zero.
+inline void chromaUHigh_v(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
+    const __m128i cbPos = _mm_adds_epu16(_mm_mulhi_epu16(sb, u16(kHiCbB)), u16(kUHiCAdd));
+    const __m128i cbNeg = _mm_adds_epu16(_mm_mulhi_epu16(sr, u16(-kHiCbR)), _mm_mulhi_epu16(sg, u16(-kHiCbG)));
+    cb = _mm_srli_epi16(_mm_subs_epu16(cbPos, cbNeg), 7);
+    const __m128i crPos = _mm_adds_epu16(_mm_mulhi_epu16(sr, u16(kHiCrR)), u16(kUHiCAdd));
+    const __m128i crNeg = _mm_adds_epu16(_mm_mulhi_epu16(sg, u16(-kHiCrG)), _mm_mulhi_epu16(sb, u16(-kHiCrB)));
+    cr = _mm_srli_epi16(_mm_subs_epu16(crPos, crNeg), 7);
+}
+
+// ---- Scalar block recipe --------------------------------------------------------
+// Luma per pixel by the scalar Q16 recipe; chroma from the plain sums of a
+// block's four samples (0..1020) in Q18 with a rounding part of one eighth.
+inline constexpr int kQ18CAdd = 0x2008000;  // 128.125 in units of 2^18
+
+inline uint8_t lumaQ16_px(int r, int g, int b) {
+    return static_cast<uint8_t>((kHiYR * r + kHiYG * g + kHiYB * b + kQ16YAdd) >> 16);
+}
+
+inline void chromaBlockQ18_px(int sr, int sg, int sb, uint8_t& cb, uint8_t& cr) {
+    cb = static_cast<uint8_t>((kHiCbR * sr + kHiCbG * sg + kHiCbB * sb + kQ18CAdd) >> 18);
+    cr = static_cast<uint8_t>((kHiCrR * sr + kHiCrG * sg + kHiCrB * sb + kQ18CAdd) >> 18);
 }
 
 }  // namespace cel::enc

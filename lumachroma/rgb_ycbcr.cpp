@@ -132,18 +132,12 @@ void y8_myRGBToYCbCr_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* const ds
 // ---------------------------------------------------------------------------
 // AC4P3R: eight pixels (32 bytes) an iteration, alpha never read into the result.
 void y8_innerRGBToYCbCr_8u_AC4P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int width) {
-    const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    const __m128i z = _mm_setzero_si128();
     int x = 0;
     // body: high-word recipe
     for (; x + 8 <= width; x += 8) {
-        const uint8_t* s = src + 4 * x;
-        const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), byChannel);
-        const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16)), byChannel);
-        const __m128i rg = _mm_unpacklo_epi32(s0, s1);  // R0-7, G0-7
-        const __m128i ba = _mm_unpackhi_epi32(s0, s1);  // B0-7, A0-7
-        high8ToPlanes(_mm_unpacklo_epi8(z, rg), _mm_unpackhi_epi8(z, rg), _mm_unpacklo_epi8(z, ba), y + x, cb + x,
-                      cr + x);
+        __m128i r8, g8, b8;
+        cel::simd::split4x8High(src + 4 * x, r8, g8, b8);
+        high8ToPlanes(r8, g8, b8, y + x, cb + x, cr + x);
     }
     // tail: scalar Q16 recipe
     for (; x < width; ++x) {
