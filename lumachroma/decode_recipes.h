@@ -37,8 +37,11 @@ inline __m128i chromaFromHigh(__m128i v8) {
 // ---- Narrow recipe (Q12, shift 3) -----------------------------------------
 inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, kNarrowCrG = 3330, kNarrowCbB = 8263;
 
+// Round: the addend of 4 ahead of the shift (the filtered 4:2:0 decoder
+// runs the recipe without it).
+template <bool Round = true>
 inline void narrow_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
-    const __m128i four = _mm_set1_epi16(4);
+    const __m128i four = _mm_set1_epi16(Round ? 4 : 0);
     const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(kNarrowY));
     r = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR))), four), 3);
     const __m128i gc = _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbG)),
@@ -78,6 +81,7 @@ struct ScalarSet {
 };
 inline constexpr ScalarSet kSetA{76282, 104593, -25689, -53279, 132184};
 inline constexpr ScalarSet kSetB{76284, 104595, -25690, -53281, 132186};
+inline constexpr ScalarSet kSetC{76294, 104595, -25625, -53281, 132186};  // the 4:1:1 decoders
 
 // How a scalar result is brought into 0..255: through the clamp table or by
 // comparisons.  Both give the same bytes; kernels use the one they name.
@@ -100,6 +104,63 @@ inline void scalar_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b)
     r = clamp8<C>((t + S.crR * crd) >> 16);
     g = clamp8<C>((t + S.cbG * cbd + S.crG * crd) >> 16);
     b = clamp8<C>((t + S.cbB * cbd) >> 16);
+}
+
+// ---- Folded recipe (4:2:0 decoders) ------------------------------------------------
+// The offsets are folded into the chroma terms, worked out once per chroma
+// sample; samples enter as value << 7 and the rounding addend 4 lives in
+// the constants cB, 1779 and cG.
+struct FoldedSet {
+    int16_t kY, kB, cB, kG, cG;
+};
+inline constexpr FoldedSet kFoldedYCbCr{4769, 8263, 2211, 1605, 1089};
+inline constexpr FoldedSet kFoldedYCrCb{4768, 8262, 2210, 1606, 1084};
+inline constexpr int16_t kFoldedCrR = 6537, kFoldedCR = 1779, kFoldedCrG = 3330;
+
+struct FoldedTerms {
+    __m128i bt, rt, gt;
+};
+
+// Chroma terms of eight samples (lanes hold Cb << 7, Cr << 7).
+template <const FoldedSet& S>
+inline FoldedTerms foldedTerms_v(__m128i cb7, __m128i cr7) {
+    FoldedTerms t;
+    t.bt = _mm_sub_epi16(_mm_mulhi_epi16(cb7, _mm_set1_epi16(S.kB)), _mm_set1_epi16(S.cB));
+    t.rt = _mm_sub_epi16(_mm_mulhi_epi16(cr7, _mm_set1_epi16(kFoldedCrR)), _mm_set1_epi16(kFoldedCR));
+    t.gt = _mm_sub_epi16(_mm_add_epi16(_mm_mulhi_epi16(cb7, _mm_set1_epi16(S.kG)),
+                                       _mm_mulhi_epi16(cr7, _mm_set1_epi16(kFoldedCrG))),
+                         _mm_set1_epi16(S.cG));
+    return t;
+}
+
+// Eight pixels (lanes hold Y << 7) with their chroma terms.
+template <const FoldedSet& S>
+inline void foldedPixels_v(__m128i y7, const FoldedTerms& t, __m128i& r, __m128i& g, __m128i& b) {
+    const __m128i yv = _mm_mulhi_epi16(y7, _mm_set1_epi16(S.kY));
+    b = _mm_srai_epi16(_mm_adds_epi16(yv, t.bt), 3);
+    g = _mm_srai_epi16(_mm_subs_epi16(yv, t.gt), 3);
+    r = _mm_srai_epi16(_mm_adds_epi16(yv, t.rt), 3);
+}
+
+// The same recipe on one pixel.
+template <const FoldedSet& S>
+inline void folded_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
+    const auto his = [](int x, int k) { return (x * k) >> 16; };
+    const int yv = his(Y * 128, S.kY);
+    const int bt = his(Cb * 128, S.kB) - S.cB;
+    const int rt = his(Cr * 128, kFoldedCrR) - kFoldedCR;
+    const int gt = his(Cb * 128, S.kG) + his(Cr * 128, kFoldedCrG) - S.cG;
+    b = clamp8<Clamp::Compare>((yv + bt) >> 3);
+    g = clamp8<Clamp::Compare>((yv - gt) >> 3);
+    r = clamp8<Clamp::Compare>((yv + rt) >> 3);
+}
+
+// ---- Q12 scalar recipe (filtered 4:2:0 decoder) --------------------------------------
+inline void q12_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
+    const int yd = 4769 * (Y - 16);
+    r = clamp8<Clamp::Compare>((yd + kNarrowCrR * (Cr - 128)) >> 12);
+    g = clamp8<Clamp::Compare>((yd - kNarrowCbG * (Cb - 128) - kNarrowCrG * (Cr - 128)) >> 12);
+    b = clamp8<Clamp::Compare>((yd + kNarrowCbB * (Cb - 128)) >> 12);
 }
 
 }  // namespace cel::dec

@@ -79,7 +79,7 @@ void rowYCbCrToRGB_C3R(const uint8_t* src, uint8_t* dst, int width) {
     for (; x + 16 <= width; x += 16) {
         __m128i y[2], cb[2], cr[2], r[2], g[2], b[2];
         cel::simd::split3x16High(src + 3 * x, y, cb, cr);
-        for (int h = 0; h < 2; ++h) decode8<cel::dec::narrow_v>(y[h], cb[h], cr[h], r[h], g[h], b[h]);
+        for (int h = 0; h < 2; ++h) decode8<cel::dec::narrow_v<true>>(y[h], cb[h], cr[h], r[h], g[h], b[h]);
         cel::simd::join3x16(dst + 3 * x, _mm_packus_epi16(r[0], r[1]), _mm_packus_epi16(g[0], g[1]),
                             _mm_packus_epi16(b[0], b[1]));
     }
@@ -87,7 +87,7 @@ void rowYCbCrToRGB_C3R(const uint8_t* src, uint8_t* dst, int width) {
     if (width & 8) {
         __m128i y, cb, cr, r, g, b;
         cel::simd::split3x8High(src + 3 * x, y, cb, cr);
-        decode8<cel::dec::narrow_v>(y, cb, cr, r, g, b);
+        decode8<cel::dec::narrow_v<true>>(y, cb, cr, r, g, b);
         cel::simd::join3x8(dst + 3 * x, _mm_packus_epi16(r, r), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
         x += 8;
     }
@@ -108,13 +108,13 @@ void rowYCbCrToC3_P3C3R(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, 
     // body: narrow recipe, 16 pixels
     for (; x + 16 <= width; x += 16) {
         __m128i r, g, b;
-        decode16<cel::dec::narrow_v>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+        decode16<cel::dec::narrow_v<true>>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
         cel::simd::join3x16(dst + 3 * x, O::first(r, b), g, O::last(r, b));
     }
     // then 8 pixels if at least 8 remain: narrow recipe
     if (x + 8 <= width) {
         __m128i r, g, b;
-        decodePlanes8<cel::dec::narrow_v>(y + x, cb + x, cr + x, r, g, b);
+        decodePlanes8<cel::dec::narrow_v<true>>(y + x, cb + x, cr + x, r, g, b);
         cel::simd::join3x8(dst + 3 * x, O::first(r, b), g, O::last(r, b));
         x += 8;
     }

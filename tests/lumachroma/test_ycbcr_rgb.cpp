@@ -12,46 +12,13 @@
 
 #include "celcc.h"
 #include "common/layout_image.h"
+#include "common/ycbcr_model.h"
 
 namespace {
 
 using celtest::ImageBuffer;
-using Rgb = std::array<uint8_t, 3>;
 
-// ---- Reference model, from the formulas ------------------------------------
-int his(int c, int x) { return (c * x) >> 16; }
-uint8_t sat8(int v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
-
-Rgb narrow(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 4769);
-    return {sat8((t + his(cr, 6537) + 4) >> 3), sat8((t - (his(cb, 1605) + his(cr, 3330)) + 4) >> 3),
-            sat8((t + his(cb, 8263) + 4) >> 3)};
-}
-
-Rgb wide(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 9535);
-    return {sat8((t + his(cr, 13074) + 8) >> 4), sat8((t - his(cr, 6660) - his(cb, 3211) + 8) >> 4),
-            sat8((t + his(cb, 16523) + 8) >> 4)};
-}
-
-Rgb plain(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 9536);
-    return {sat8((t + his(cr, 13074)) >> 4), sat8((t + his(cr, -6660) + his(cb, -3203)) >> 4),
-            sat8((t + his(cb, 16523)) >> 4)};
-}
-
-template <int KY, int KCrR, int KCbG, int KCrG, int KCbB, int Round>
-Rgb scalarSet(int Y, int Cb, int Cr) {
-    const int yd = Y - 16, cbd = Cb - 128, crd = Cr - 128;
-    return {sat8((KY * yd + KCrR * crd + Round) >> 16), sat8((KY * yd + KCbG * cbd + KCrG * crd + Round) >> 16),
-            sat8((KY * yd + KCbB * cbd + Round) >> 16)};
-}
-Rgb setARounded(int Y, int Cb, int Cr) { return scalarSet<76282, 104593, -25689, -53279, 132184, 32768>(Y, Cb, Cr); }
-Rgb setBRounded(int Y, int Cb, int Cr) { return scalarSet<76284, 104595, -25690, -53281, 132186, 32768>(Y, Cb, Cr); }
-Rgb setBPlain(int Y, int Cb, int Cr) { return scalarSet<76284, 104595, -25690, -53281, 132186, 0>(Y, Cb, Cr); }
+using namespace celtest::ycc;
 
 // ---- The seven functions for a common harness ---------------------------------
 enum class Lay { C3, AC4, P3, C4 };
