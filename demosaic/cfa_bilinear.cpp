@@ -160,10 +160,8 @@ struct Vec<uint8_t> {
     static __m128i load(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
     static __m128i avg(__m128i a, __m128i b) { return _mm_avg_epu8(a, b); }
     static __m128i absdiff(__m128i a, __m128i b) { return _mm_or_si128(_mm_subs_epu8(a, b), _mm_subs_epu8(b, a)); }
-    // a > b, unsigned
-    static __m128i gt(__m128i a, __m128i b) {
-        return _mm_andnot_si128(_mm_cmpeq_epi8(a, b), _mm_cmpeq_epi8(_mm_max_epu8(a, b), a));
-    }
+    // a <= b, unsigned
+    static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_subs_epu8(a, b), _mm_setzero_si128()); }
     static __m128i eq(__m128i a, __m128i b) { return _mm_cmpeq_epi8(a, b); }
     static int eqBits(__m128i m) { return _mm_movemask_epi8(m); }
     // Q of the samples in the even positions of a, b, c, d, computed in
@@ -187,9 +185,7 @@ struct Vec<uint16_t> {
     static __m128i load(const uint16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
     static __m128i avg(__m128i a, __m128i b) { return _mm_avg_epu16(a, b); }
     static __m128i absdiff(__m128i a, __m128i b) { return _mm_or_si128(_mm_subs_epu16(a, b), _mm_subs_epu16(b, a)); }
-    static __m128i gt(__m128i a, __m128i b) {
-        return _mm_andnot_si128(_mm_cmpeq_epi16(a, b), _mm_cmpeq_epi16(_mm_max_epu16(a, b), a));
-    }
+    static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi16(_mm_subs_epu16(a, b), _mm_setzero_si128()); }
     static __m128i eq(__m128i a, __m128i b) { return _mm_cmpeq_epi16(a, b); }
     // one bit per 16-bit lane
     static int eqBits(__m128i m) { return _mm_movemask_epi8(_mm_packs_epi16(m, _mm_setzero_si128())); }
@@ -237,7 +233,7 @@ void interiorRow(const Frame<T>& f, int r, int c0, int width, T* dst) {
         const __m128i dV = V::absdiff(V::load(up2 + x), V::load(dn2 + x));
         const __m128i dH = V::absdiff(V::load(mid + x - 2), V::load(mid + x + 2));
         // horizontal average where dV is above dH, vertical elsewhere
-        __m128i g = _mm_blendv_epi8(av, ah, V::gt(dV, dH));
+        __m128i g = _mm_blendv_epi8(ah, av, V::le(dV, dH));
         g = _mm_blendv_epi8(g, p, greenLanes);
         // ties at red or blue sites (rare on photographs): when any lane
         // ties, repair the tied lanes with Q of the four neighbours
