@@ -72,7 +72,10 @@ inline void registerMemcpy(const std::string& name, int bytesPerPixel,
 inline void openCvCvtColor(benchmark::State& state, const Frame& f, int code, int srcType, int dstType) {
     cv::setNumThreads(1);
     cv::Mat src(f.height, f.width, srcType), dst(f.height, f.width, dstType);
-    cv::randu(src, 0, 256);
+    if (CV_MAT_DEPTH(srcType) == CV_32F)
+        cv::randu(src, 0.0f, 1.0f);
+    else
+        cv::randu(src, 0, 256);
     for (auto _ : state) {
         cv::cvtColor(src, dst, code);
         benchmark::ClobberMemory();

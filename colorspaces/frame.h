@@ -1,0 +1,92 @@
+// The three-layer frame shared by the colour-space families (XYZ, LUV, HLS,
+// HSV, YCC, interleaved Lab):
+//
+//   entry      y8_celi<X>_<depth>_<layout>: checks pointers, then sizes,
+//              turns the byte steps into element steps (arithmetic shift by
+//              1 for 16-bit, by 2 for 32-bit elements) and calls the row
+//              loop with a channel count of 3 (C3) or 4 (AC4);
+//   row loop   one function for both layouts; the row offset is a running
+//              signed 32-bit count of elements;
+//   kernel     (source row, destination row, width, channels): 4 selects
+//              the four-channel path, anything else the three-channel one.
+//
+// On the destination the fourth element of an AC4 pixel keeps its value:
+// scalar paths never write it, vector paths merge the old alpha back.
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cstdint>
+
+#include "frame/status.h"
+
+namespace cel::cs {
+
+template <class T>
+inline constexpr int kElemShift = sizeof(T) == 1 ? 0 : (sizeof(T) == 2 ? 1 : 2);
+
+template <class T>
+using RowKernel = void (*)(const T* src, T* dst, int width, int channels);
+
+// Row loop: element steps, 32-bit signed running offsets.
+template <class T, RowKernel<T> Kernel>
+void rowLoop(const T* src, int srcStep, T* dst, int dstStep, CelSize roi, int channels) {
+    int32_t so = 0, d_o = 0;
+    for (int j = 0; j < roi.height; ++j) {
+        Kernel(src + so, dst + d_o, roi.width, channels);
+        so = static_cast<int32_t>(static_cast<uint32_t>(so) + static_cast<uint32_t>(srcStep));
+        d_o = static_cast<int32_t>(static_cast<uint32_t>(d_o) + static_cast<uint32_t>(dstStep));
+    }
+}
+
+using RowLoop8u = void (*)(const uint8_t*, int, uint8_t*, int, CelSize, int);
+
+// Entry: the checks every family of the frame shares, then the row loop.
+template <class T, void (*Loop)(const T*, int, T*, int, CelSize, int)>
+CelStatus entry(const T* src, int srcStep, T* dst, int dstStep, CelSize roi, int channels) {
+    if (anyNull(src, dst)) return celStatusNullPointer;
+    if (sizeBelow(roi, 1, 1)) return celStatusBadSize;
+    Loop(src, srcStep >> kElemShift<T>, dst, dstStep >> kElemShift<T>, roi, channels);
+    return celStatusOk;
+}
+
+// ---- Pieces the kernels share ---------------------------------------------------
+// Four float pixels of three channels (12 floats) -> one vector per channel.
+inline void split3x4f(const float* p, __m128& c0, __m128& c1, __m128& c2) {
+    const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8);
+    c0 = _mm_shuffle_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 3, 0)), _mm_shuffle_ps(b, c, _MM_SHUFFLE(1, 1, 2, 2)),
+                        _MM_SHUFFLE(2, 0, 1, 0));
+    c1 = _mm_shuffle_ps(_mm_shuffle_ps(a, b, _MM_SHUFFLE(0, 0, 1, 1)), _mm_shuffle_ps(b, c, _MM_SHUFFLE(2, 2, 3, 3)),
+                        _MM_SHUFFLE(2, 0, 2, 0));
+    c2 = _mm_shuffle_ps(_mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 1, 2, 2)), _mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 3, 0, 0)),
+                        _MM_SHUFFLE(2, 0, 2, 0));
+}
+
+// One vector per channel -> four float pixels of three channels.
+inline void join3x4f(float* p, __m128 c0, __m128 c1, __m128 c2) {
+    const __m128 lo = _mm_unpacklo_ps(c0, c1), hi = _mm_unpackhi_ps(c0, c1);  // c0 c1 pairs
+    _mm_storeu_ps(p, _mm_shuffle_ps(lo, _mm_shuffle_ps(c2, lo, _MM_SHUFFLE(2, 2, 0, 0)), _MM_SHUFFLE(2, 0, 1, 0)));
+    _mm_storeu_ps(p + 4, _mm_shuffle_ps(_mm_shuffle_ps(lo, c2, _MM_SHUFFLE(1, 1, 3, 3)), hi, _MM_SHUFFLE(1, 0, 2, 0)));
+    _mm_storeu_ps(p + 8, _mm_shuffle_ps(_mm_shuffle_ps(c2, hi, _MM_SHUFFLE(2, 2, 2, 2)),
+                                        _mm_shuffle_ps(hi, c2, _MM_SHUFFLE(3, 3, 3, 3)), _MM_SHUFFLE(2, 0, 2, 0)));
+}
+
+// Four float pixels of four channels -> the first three, one vector each.
+inline void split4x4f(const float* p, __m128& c0, __m128& c1, __m128& c2) {
+    __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8), d = _mm_loadu_ps(p + 12);
+    _MM_TRANSPOSE4_PS(a, b, c, d);
+    c0 = a, c1 = b, c2 = c;
+}
+
+// Three channel vectors -> four float pixels of four channels, the old
+// fourth elements merged back.
+inline void join4x4fKeepAlpha(float* p, __m128 c0, __m128 c1, __m128 c2) {
+    __m128 a = c0, b = c1, c = c2, d = _mm_setzero_ps();
+    _MM_TRANSPOSE4_PS(a, b, c, d);
+    _mm_storeu_ps(p, _mm_blend_ps(a, _mm_loadu_ps(p), 8));
+    _mm_storeu_ps(p + 4, _mm_blend_ps(b, _mm_loadu_ps(p + 4), 8));
+    _mm_storeu_ps(p + 8, _mm_blend_ps(c, _mm_loadu_ps(p + 8), 8));
+    _mm_storeu_ps(p + 12, _mm_blend_ps(d, _mm_loadu_ps(p + 12), 8));
+}
+
+}  // namespace cel::cs

@@ -1,0 +1,235 @@
+// RGB <-> XYZ in every depth and layout: an independent model (float
+// products in the stated order, the two 8u integer matrices by position),
+// worked values, alpha kept, canaries, statuses.
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+
+namespace {
+
+// ---- Model -------------------------------------------------------------------------------
+const float kF[3][3] = {{0.412453f, 0.35758f, 0.180423f}, {0.212671f, 0.71516f, 0.072169f}, {0.019334f, 0.119193f, 0.950227f}};
+const float kR[3][3] = {{3.240479f, -1.53715f, -0.498535f}, {-0.969256f, 1.875991f, 0.041556f}, {0.055648f, -0.204043f, 1.057311f}};
+const int kF15[3][3] = {{13515, 11717, 5912}, {6969, 23434, 2365}, {634, 3906, 31137}};
+const int kF16[3][3] = {{27030, 23434, 11824}, {13937, 46868, 4729}, {1267, 7811, 62274}};
+const int kR13[3][3] = {{26546, -12591, -4083}, {-7939, 15368, 340}, {456, -1671, 8661}};
+const int kR16[3][3] = {{212368, -100738, -32671}, {-63521, 122944, 2723}, {3646, -13372, 69291}};
+
+float dot(const float (&m)[3], float a, float b, float c) {
+    volatile float p0 = m[0] * a, p1 = m[1] * b, p2 = m[2] * c;  // each product rounded by itself
+    volatile float s = p0 + p1;
+    return s + p2;
+}
+int32_t trunc32(float f) { return _mm_cvttss_si32(_mm_set_ss(f)); }
+int clampi(int v, int lo, int hi) { return v < lo ? lo : v > hi ? hi : v; }
+
+// Expected outputs of one pixel; x is its position, w the row width.
+void model8u(bool fwd, bool ac4, int x, int w, const uint8_t* p, int out[3]) {
+    const int bodyEnd = ac4 ? w - w % 4 : w - w % 8;
+    for (int k = 0; k < 3; ++k) {
+        if (x < bodyEnd) {
+            const auto& m = fwd ? kF15 : kR13;
+            out[k] = clampi((m[k][0] * p[0] + m[k][1] * p[1] + m[k][2] * p[2]) >> (fwd ? 15 : 13), 0, 255);
+        } else {
+            const auto& m = fwd ? kF16 : kR16;
+            const int v = (m[k][0] * p[0] + m[k][1] * p[1] + m[k][2] * p[2]) >> 16;
+            out[k] = fwd ? (k == 2 ? std::min(v, 255) : v & 0xFF) : clampi(v, 0, 255);
+        }
+    }
+}
+
+template <class T>
+void model16(bool fwd, const T* p, int out[3]) {
+    const bool sgn = std::is_same_v<T, int16_t>;
+    const float a = float(p[0] + (sgn ? 32768 : 0)), b = float(p[1] + (sgn ? 32768 : 0)), c = float(p[2] + (sgn ? 32768 : 0));
+    for (int k = 0; k < 3; ++k) {
+        const int t = clampi(trunc32(dot(fwd ? kF[k] : kR[k], a, b, c)) - 32768, -32768, 32767);
+        out[k] = sgn ? t : t + 32768;
+    }
+}
+
+void model32f(bool fwd, const float* p, float out[3]) {
+    if (fwd) {
+        out[0] = dot(kF[0], p[0], p[1], p[2]);
+        out[1] = dot(kF[1], p[0], p[1], p[2]);
+        const float z = dot(kF[2], p[0], p[1], p[2]);
+        out[2] = std::isnan(z) ? 0.0f : std::min(std::max(z, 0.0f), 1.0f);
+    } else {
+        const float X = p[0], Y = p[1], Z = p[2];
+        volatile float r1 = 3.240479f * X, r2 = 1.53715f * Y, r3 = 0.498535f * Z;
+        volatile float g1 = -0.969256f * X, g2 = 1.875991f * Y, g3 = 0.041556f * Z;
+        volatile float b1 = 0.055648f * X, b2 = 0.204043f * Y, b3 = 1.057311f * Z;
+        volatile float r = r1 - r2, g = g1 + g2, b = b1 - b2;
+        const float o[3] = {r - r3, g + g3, b + b3};
+        for (int k = 0; k < 3; ++k) out[k] = o[k] < 0.0f ? 0.0f : (o[k] > 1.0f ? 1.0f : o[k]);
+    }
+}
+
+// ---- Library calls ------------------------------------------------------------------------
+template <class T>
+CelStatus call(bool fwd, bool ac4, const T* s, int ss, T* d, int ds, CelSize roi) {
+#define CEL_XYZ(depth)                                                                                              \
+    return fwd ? (ac4 ? celiRGBToXYZ_##depth##_AC4R(s, ss, d, ds, roi) : celiRGBToXYZ_##depth##_C3R(s, ss, d, ds, roi)) \
+               : (ac4 ? celiXYZToRGB_##depth##_AC4R(s, ss, d, ds, roi) : celiXYZToRGB_##depth##_C3R(s, ss, d, ds, roi));
+    if constexpr (std::is_same_v<T, uint8_t>) { CEL_XYZ(8u) }
+    else if constexpr (std::is_same_v<T, uint16_t>) { CEL_XYZ(16u) }
+    else if constexpr (std::is_same_v<T, int16_t>) { CEL_XYZ(16s) }
+    else { CEL_XYZ(32f) }
+#undef CEL_XYZ
+}
+
+template <class T>
+T randomSample(std::mt19937& rng) {
+    if constexpr (std::is_same_v<T, float>)
+        return std::uniform_real_distribution<float>(-0.2f, 1.3f)(rng);
+    else
+        return static_cast<T>(rng());
+}
+
+// Runs a random image and compares every element, alpha and guards included.
+template <class T>
+void checkRandom(bool fwd, bool ac4, int w, int h, uint32_t seed) {
+    const int n = ac4 ? 4 : 3, pad = 2, step = w * n + pad;
+    std::mt19937 rng(seed);
+    std::vector<T> src(size_t(step) * h), dst(size_t(step) * h);
+    for (auto& v : src) v = randomSample<T>(rng);
+    for (auto& v : dst) v = randomSample<T>(rng);
+    const std::vector<T> before = dst;
+    ASSERT_EQ(call<T>(fwd, ac4, src.data(), step * int(sizeof(T)), dst.data(), step * int(sizeof(T)), {w, h}), celStatusOk);
+    for (int y = 0; y < h; ++y)
+        for (int i = 0; i < step; ++i) {
+            const size_t at = size_t(y) * step + i;
+            const int x = i / n, c = i % n;
+            if (i >= w * n || c == 3) {
+                ASSERT_EQ(0, std::memcmp(&dst[at], &before[at], sizeof(T))) << "element " << i << " of row " << y << " changed";
+                continue;
+            }
+            const T* p = &src[size_t(y) * step + size_t(n) * x];
+            if constexpr (std::is_same_v<T, float>) {
+                float e[3];
+                model32f(fwd, p, e);
+                ASSERT_EQ(0, std::memcmp(&dst[at], &e[c], 4)) << (fwd ? "fwd" : "rev") << " w " << w << " x " << x << " c "
+                                                             << c << " got " << dst[at] << " want " << e[c];
+            } else {
+                int e[3];
+                if constexpr (std::is_same_v<T, uint8_t>)
+                    model8u(fwd, ac4, x, w, p, e);
+                else
+                    model16<T>(fwd, p, e);
+                ASSERT_EQ(int(dst[at]), e[c]) << (fwd ? "fwd" : "rev") << (ac4 ? " AC4" : " C3") << " w " << w << " x " << x
+                                              << " c " << c;
+            }
+        }
+}
+
+template <class T>
+class Xyz : public ::testing::Test {};
+using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
+TYPED_TEST_SUITE(Xyz, Depths);
+
+TYPED_TEST(Xyz, MatchesModelBothWaysBothLayouts) {
+    uint32_t seed = 1;
+    for (bool fwd : {true, false})
+        for (bool ac4 : {false, true})
+            for (int h : {1, 3})
+                for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 33, 100}) checkRandom<TypeParam>(fwd, ac4, w, h, seed++);
+}
+
+TYPED_TEST(Xyz, NegativeStepsWalkUpward) {
+    using T = TypeParam;
+    const int w = 19, h = 4, step = 3 * w;
+    std::mt19937 rng(4);
+    std::vector<T> src(size_t(step) * h), a(src.size()), b(src.size());
+    for (auto& v : src) v = randomSample<T>(rng);
+    const int bs = step * int(sizeof(T));
+    ASSERT_EQ(call<T>(true, false, src.data(), bs, a.data(), bs, {w, h}), celStatusOk);
+    ASSERT_EQ(call<T>(true, false, src.data() + size_t(step) * (h - 1), -bs, b.data() + size_t(step) * (h - 1), -bs, {w, h}),
+              celStatusOk);
+    EXPECT_EQ(0, std::memcmp(a.data(), b.data(), a.size() * sizeof(T)));
+}
+
+// ---- Worked values ---------------------------------------------------------------------------
+TEST(XyzWorked, WhiteOn8uDiffersBetweenBodyAndTail) {
+    std::vector<uint8_t> src(3 * 8, 255), body(3 * 8), tail(3 * 7);
+    ASSERT_EQ(celiRGBToXYZ_8u_C3R(src.data(), 24, body.data(), 24, {8, 1}), celStatusOk);
+    ASSERT_EQ(celiRGBToXYZ_8u_C3R(src.data(), 21, tail.data(), 21, {7, 1}), celStatusOk);
+    for (int x = 0; x < 8; ++x) EXPECT_EQ((std::vector<int>{body[3 * x], body[3 * x + 1], body[3 * x + 2]}), (std::vector<int>{242, 255, 255}));
+    for (int x = 0; x < 7; ++x) EXPECT_EQ((std::vector<int>{tail[3 * x], tail[3 * x + 1], tail[3 * x + 2]}), (std::vector<int>{242, 254, 255}));
+    // AC4: width 4 all body, width 3 all tail
+    std::vector<uint8_t> s4(16, 255), d4(16, 9), d3(12, 9);
+    ASSERT_EQ(celiRGBToXYZ_8u_AC4R(s4.data(), 16, d4.data(), 16, {4, 1}), celStatusOk);
+    ASSERT_EQ(celiRGBToXYZ_8u_AC4R(s4.data(), 12, d3.data(), 12, {3, 1}), celStatusOk);
+    EXPECT_EQ(d4[1], 255);
+    EXPECT_EQ(d3[1], 254);
+    EXPECT_EQ(d4[3], 9);
+    EXPECT_EQ(d3[3], 9);
+}
+
+TEST(XyzWorked, SixteenBitExtremes) {
+    const uint16_t white[3] = {65535, 65535, 65535};
+    uint16_t out[3];
+    ASSERT_EQ(celiRGBToXYZ_16u_C3R(white, 6, out, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ(out[2], 65535);  // about 1.0888 of full scale before the pack
+    const int16_t black[3] = {-32768, -32768, -32768}, whiteS[3] = {32767, 32767, 32767};
+    int16_t o[3];
+    ASSERT_EQ(celiRGBToXYZ_16s_C3R(black, 6, o, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ(o[0], -32768);
+    EXPECT_EQ(o[1], -32768);
+    EXPECT_EQ(o[2], -32768);
+    ASSERT_EQ(celiRGBToXYZ_16s_C3R(whiteS, 6, o, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ(o[2], 32767);
+    ASSERT_EQ(celiXYZToRGB_16s_C3R(black, 6, o, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ(o[0], -32768);
+}
+
+TEST(XyzWorked, FloatLimitsAndNaN) {
+    const float two[12] = {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2};
+    float out[12];
+    for (int w : {4, 1}) {
+        ASSERT_EQ(celiRGBToXYZ_32f_C3R(two, 12, out, 12, {w, 1}), celStatusOk);
+        EXPECT_GT(out[0], 1.0f);
+        EXPECT_GT(out[1], 1.0f);
+        EXPECT_EQ(out[2], 1.0f);
+    }
+    const float g[3] = {0, 1, 0};
+    ASSERT_EQ(celiXYZToRGB_32f_C3R(g, 12, out, 12, {1, 1}), celStatusOk);
+    EXPECT_EQ(out[0], 0.0f);
+    EXPECT_EQ(out[1], 1.0f);
+    EXPECT_EQ(out[2], 0.0f);
+    const float qnan = std::numeric_limits<float>::quiet_NaN();
+    const float n4[12] = {qnan, 0, 0, qnan, 0, 0, qnan, 0, 0, qnan, 0, 0};
+    for (int w : {4, 1}) {
+        ASSERT_EQ(celiRGBToXYZ_32f_C3R(n4, 12, out, 12, {w, 1}), celStatusOk);
+        EXPECT_TRUE(std::isnan(out[0]));
+        EXPECT_TRUE(std::isnan(out[1]));
+        EXPECT_EQ(out[2], 0.0f);  // the maximum with 0 takes the 0
+    }
+    ASSERT_EQ(celiXYZToRGB_32f_C3R(n4, 12, out, 12, {1, 1}), celStatusOk);
+    EXPECT_TRUE(std::isnan(out[0]));
+}
+
+// ---- Statuses -----------------------------------------------------------------------------------
+TEST(XyzChecks, PointersThenSizesAndNothingWritten) {
+    uint8_t s[48] = {}, d[48];
+    std::memset(d, 0x33, sizeof d);
+    EXPECT_EQ(celiRGBToXYZ_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
+    EXPECT_EQ(celiXYZToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
+    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}}) {
+        EXPECT_EQ(celiRGBToXYZ_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
+        EXPECT_EQ(celiXYZToRGB_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
+    }
+    for (uint8_t v : d) EXPECT_EQ(v, 0x33);
+    float fs[12] = {}, fd[12];
+    EXPECT_EQ(celiRGBToXYZ_32f_AC4R(fs, 16, fd, 16, {0, 1}), celStatusBadSize);
+    EXPECT_EQ(celiXYZToRGB_32f_C3R(nullptr, 12, fd, 12, {1, 1}), celStatusNullPointer);
+}
+
+}  // namespace
