@@ -1,0 +1,281 @@
+// Gray conversions: an independent model per depth (8u Q7 body against the
+// Q15 scalar rule by position, float orders, the 64f pair order), caller
+// weights including over-unity and negative ones, alpha, replication,
+// canaries, statuses.
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "celcc.h"
+
+namespace {
+
+float fbits(uint32_t b) {
+    float f;
+    std::memcpy(&f, &b, 4);
+    return f;
+}
+const float kDef[3] = {fbits(0x3E991687u), fbits(0x3F1645A2u), fbits(0x3DE978D5u)};
+
+// ---- 8u model -------------------------------------------------------------------------------
+struct Q15 {
+    int w[3];
+};
+Q15 q15(const float* c) {
+    if (!c) return {{9798, 19235, 3736}};
+    Q15 q;
+    for (int i = 0; i < 3; ++i) q.w[i] = static_cast<uint16_t>(static_cast<int32_t>(double(c[i]) * 32768.0 + 0.5));
+    return q;
+}
+int body8(const uint8_t* p, const Q15& q) {
+    int s = 0;
+    for (int i = 0; i < 3; ++i) s = std::min(65535, s + int((int64_t(p[i]) * 256 * q.w[i]) >> 16));
+    s = std::min(65535, s + 64);
+    const int v = static_cast<int16_t>(s) >> 7;
+    return v < 0 ? 0 : v > 255 ? 255 : v;
+}
+int scalar8(const uint8_t* p, const Q15& q) { return ((p[0] * q.w[0] + p[1] * q.w[1] + p[2] * q.w[2] + 16384) >> 15) & 0xFF; }
+
+CelStatus gray8(bool ac4, const uint8_t* s, int ss, uint8_t* d, int ds, CelSize roi, const float* c, bool fixed) {
+    if (fixed) return ac4 ? celiRGBToGray_8u_AC4C1R(s, ss, d, ds, roi) : celiRGBToGray_8u_C3C1R(s, ss, d, ds, roi);
+    return ac4 ? celiColorToGray_8u_AC4C1R(s, ss, d, ds, roi, c) : celiColorToGray_8u_C3C1R(s, ss, d, ds, roi, c);
+}
+
+void check8(bool ac4, int w, int h, const float* c, bool fixed, uint32_t seed) {
+    const int n = ac4 ? 4 : 3;
+    std::mt19937 rng(seed);
+    std::vector<uint8_t> src(size_t(n) * w * h), dst(size_t(w + 4) * h, 0x5A);
+    for (auto& v : src) v = uint8_t(rng());
+    ASSERT_EQ(gray8(ac4, src.data(), n * w, dst.data(), w + 4, {w, h}, c, fixed), celStatusOk);
+    const Q15 q = q15(fixed ? nullptr : c);
+    const int bodyEnd = ac4 ? w - w % 8 : w - w % 4;
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const uint8_t* p = &src[size_t(y) * n * w + size_t(n) * x];
+            const int e = x < bodyEnd ? body8(p, q) : scalar8(p, q);
+            ASSERT_EQ(dst[size_t(y) * (w + 4) + x], e) << (ac4 ? "AC4" : "C3") << " w " << w << " x " << x;
+        }
+        for (int x = w; x < w + 4; ++x) ASSERT_EQ(dst[size_t(y) * (w + 4) + x], 0x5A);
+    }
+}
+
+TEST(Gray8u, MatchesModelWithDefaultAndCallerWeights) {
+    const float mine[3] = {0.2f, 0.5f, 0.3f}, over[3] = {1.0f, 1.0f, 0.0f}, neg[3] = {-0.25f, 0.75f, 0.5f},
+                big[3] = {2.5f, 0.1f, 0.1f};
+    uint32_t seed = 1;
+    for (bool ac4 : {false, true})
+        for (int w : {1, 3, 4, 5, 7, 8, 9, 12, 13, 15, 16, 17, 33, 100})
+            for (int h : {1, 2}) {
+                check8(ac4, w, h, nullptr, true, seed++);
+                check8(ac4, w, h, nullptr, false, seed++);
+                for (const float* c : {mine, over, neg, big}) check8(ac4, w, h, c, false, seed++);
+            }
+}
+
+TEST(Gray8u, WorkedValues) {
+    const uint8_t white[24] = {255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
+                               255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255};
+    uint8_t out[8];
+    ASSERT_EQ(celiRGBToGray_8u_C3C1R(white, 24, out, 8, {8, 1}), celStatusOk);
+    EXPECT_EQ(out[0], 255);
+    ASSERT_EQ(celiRGBToGray_8u_C3C1R(white, 3, out, 1, {1, 1}), celStatusOk);
+    EXPECT_EQ(out[0], 255);
+    const float red[3] = {1.0f, 0.0f, 0.0f};
+    ASSERT_EQ(celiColorToGray_8u_C3C1R(white, 24, out, 8, {8, 1}, red), celStatusOk);
+    EXPECT_EQ(out[0], 255);
+    // (1, 1, 0) on (255, 255, 0): the body turns black, the scalar rule wraps to 254
+    uint8_t yellow[24];
+    for (int i = 0; i < 8; ++i) yellow[3 * i] = 255, yellow[3 * i + 1] = 255, yellow[3 * i + 2] = 0;
+    const float over[3] = {1.0f, 1.0f, 0.0f};
+    ASSERT_EQ(celiColorToGray_8u_C3C1R(yellow, 24, out, 8, {8, 1}, over), celStatusOk);
+    EXPECT_EQ(out[0], 0);
+    ASSERT_EQ(celiColorToGray_8u_C3C1R(yellow, 3, out, 1, {1, 1}, over), celStatusOk);
+    EXPECT_EQ(out[0], 254);
+}
+
+// ---- 16-bit and float models ----------------------------------------------------------------------
+float dotF(const float* w, float r, float g, float b) {
+    volatile float p0 = r * w[0], p1 = g * w[1], p2 = b * w[2];
+    volatile float s = p0 + p1;
+    return s + p2;
+}
+
+template <class T>
+void check16(bool ac4, int w, int h, const float* c, bool fixed, bool tailOnly, uint32_t seed) {
+    const bool sgn = std::is_same_v<T, int16_t>;
+    const int n = ac4 ? 4 : 3, off = sgn ? 32768 : 0;
+    std::mt19937 rng(seed);
+    std::vector<T> src(size_t(n) * w * h), dst(size_t(w + 2) * h, T(0x5A5A));
+    for (auto& v : src) v = T(rng());
+    const int ss = n * w * 2, ds = (w + 2) * 2;
+    CelStatus st;
+    if constexpr (sgn)
+        st = fixed ? (ac4 ? celiRGBToGray_16s_AC4C1R(src.data(), ss, dst.data(), ds, {w, h})
+                          : celiRGBToGray_16s_C3C1R(src.data(), ss, dst.data(), ds, {w, h}))
+                   : (ac4 ? celiColorToGray_16s_AC4C1R(src.data(), ss, dst.data(), ds, {w, h}, c)
+                          : celiColorToGray_16s_C3C1R(src.data(), ss, dst.data(), ds, {w, h}, c));
+    else
+        st = fixed ? (ac4 ? celiRGBToGray_16u_AC4C1R(src.data(), ss, dst.data(), ds, {w, h})
+                          : celiRGBToGray_16u_C3C1R(src.data(), ss, dst.data(), ds, {w, h}))
+                   : (ac4 ? celiColorToGray_16u_AC4C1R(src.data(), ss, dst.data(), ds, {w, h}, c)
+                          : celiColorToGray_16u_C3C1R(src.data(), ss, dst.data(), ds, {w, h}, c));
+    ASSERT_EQ(st, celStatusOk);
+    const float* wt = (fixed || !c) ? kDef : c;
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            if (tailOnly && x < w - w % 4) continue;
+            const T* p = &src[size_t(y) * n * w + size_t(n) * x];
+            const float f = dotF(wt, float(p[0] + off), float(p[1] + off), float(p[2] + off));
+            const T e = T(static_cast<uint32_t>(static_cast<int32_t>(std::nearbyint(f)) - off));
+            ASSERT_EQ(dst[size_t(y) * (w + 2) + x], e) << "w " << w << " x " << x;
+        }
+        ASSERT_EQ(dst[size_t(y) * (w + 2) + w], T(0x5A5A));
+    }
+}
+
+TEST(Gray16, MatchesModelInRangeAndTailWithNegativeWeights) {
+    const float mine[3] = {0.25f, 0.5f, 0.25f}, neg[3] = {-0.5f, 0.2f, 0.1f};
+    uint32_t seed = 50;
+    for (bool ac4 : {false, true})
+        for (int w : {1, 3, 4, 5, 7, 8, 9, 17, 33})
+            for (bool fixed : {true, false}) {
+                check16<uint16_t>(ac4, w, 2, mine, fixed, false, seed++);
+                check16<int16_t>(ac4, w, 2, mine, fixed, false, seed++);
+            }
+    // the tail keeps the low 16 bits of a negative result
+    for (int w : {1, 2, 3, 7}) {
+        check16<uint16_t>(false, w, 1, neg, false, true, seed++);
+        check16<int16_t>(false, w, 1, neg, false, true, seed++);
+    }
+}
+
+TEST(Gray32f, MatchesModel) {
+    const float mine[3] = {0.3f, -0.7f, 1.9f};
+    std::mt19937 rng(8);
+    for (bool ac4 : {false, true})
+        for (int w : {1, 3, 4, 5, 8, 11}) {
+            const int n = ac4 ? 4 : 3;
+            std::vector<float> src(size_t(n) * w), dst(w), dst2(w);
+            for (auto& v : src) v = std::uniform_real_distribution<float>(-2, 2)(rng);
+            ASSERT_EQ(ac4 ? celiRGBToGray_32f_AC4C1R(src.data(), 4 * n * w, dst.data(), 4 * w, {w, 1})
+                          : celiRGBToGray_32f_C3C1R(src.data(), 4 * n * w, dst.data(), 4 * w, {w, 1}),
+                      celStatusOk);
+            ASSERT_EQ(ac4 ? celiColorToGray_32f_AC4C1R(src.data(), 4 * n * w, dst2.data(), 4 * w, {w, 1}, mine)
+                          : celiColorToGray_32f_C3C1R(src.data(), 4 * n * w, dst2.data(), 4 * w, {w, 1}, mine),
+                      celStatusOk);
+            for (int x = 0; x < w; ++x) {
+                const float* p = &src[size_t(n) * x];
+                const float e = dotF(kDef, p[0], p[1], p[2]), e2 = dotF(mine, p[0], p[1], p[2]);
+                ASSERT_EQ(0, std::memcmp(&dst[x], &e, 4)) << x;
+                ASSERT_EQ(0, std::memcmp(&dst2[x], &e2, 4)) << x;
+            }
+        }
+}
+
+// ---- 64f ---------------------------------------------------------------------------------------
+double dotD(const double* w, double r, double g, double b, bool reversed) {
+    volatile double p0 = r * w[0], p1 = g * w[1], p2 = b * w[2];
+    if (reversed) {
+        volatile double s = p2 + p1;
+        return s + p0;
+    }
+    volatile double s = p0 + p1;
+    return s + p2;
+}
+
+TEST(Gray64f, PairStepSumsTheOddPixelTheOtherWay) {
+    const double wts[3] = {0.1234567891, 0.7654321987, 0.3333333333};
+    std::mt19937 rng(12);
+    for (bool ac4 : {false, true})
+        for (int offset : {0, 1})  // destination 16-byte aligned or not
+            for (int w : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 14, 15, 16, 17}) {
+                const int n = ac4 ? 4 : 3;
+                std::vector<double> src(size_t(n) * w * 2);
+                alignas(16) static double dstMem[64];
+                for (auto& v : src) v = std::uniform_real_distribution<double>(-3, 3)(rng);
+                double* dst = dstMem + offset;
+                ASSERT_EQ(ac4 ? celiColorToGray_64f_AC4C1R(src.data(), 8 * n * w, dst, 8 * 40, {w, 1}, wts)
+                              : celiColorToGray_64f_C3C1R(src.data(), 8 * n * w, dst, 8 * 40, {w, 1}, wts),
+                          celStatusOk);
+                // positions: one single pixel if unaligned, then 8s, one 4, one pair, one single
+                int x = offset ? 1 : 0;
+                x += (w - x) / 8 * 8;
+                if (w - x >= 4) x += 4;
+                const int pairOdd = (!ac4 && w - x >= 2) ? x + 1 : -1;
+                for (int i = 0; i < w; ++i) {
+                    const double* p = &src[size_t(n) * i];
+                    const double e = dotD(wts, p[0], p[1], p[2], i == pairOdd);
+                    ASSERT_EQ(0, std::memcmp(&dst[i], &e, 8)) << (ac4 ? "AC4" : "C3") << " w " << w << " i " << i;
+                }
+            }
+}
+
+TEST(Gray64f, NullWeightsTakeTheWidenedDefaults) {
+    const double px[3] = {0.5, 0.25, 1.0};
+    double out = 0;
+    ASSERT_EQ(celiColorToGray_64f_C3C1R(px, 24, &out, 8, {1, 1}, nullptr), celStatusOk);
+    const double w[3] = {kDef[0], kDef[1], kDef[2]};
+    EXPECT_EQ(out, dotD(w, 0.5, 0.25, 1.0, false));
+    float f = 0;
+    const float pf[4] = {0.5f, 0.25f, 1.0f, 7.0f};
+    EXPECT_EQ(celiColorToGray_32f_AC4C1R(pf, 16, &f, 4, {1, 1}, nullptr), celStatusOk);
+    EXPECT_EQ(f, dotF(kDef, 0.5f, 0.25f, 1.0f));
+}
+
+// ---- Gray -> RGB ------------------------------------------------------------------------------------
+template <class T>
+void checkReplicate(int w, T alpha) {
+    std::vector<T> src(w), d3(size_t(3) * w + 4, T(7)), d4(size_t(4) * w + 4, T(7));
+    for (int i = 0; i < w; ++i) src[i] = T(i * 37 + 1);
+    CelStatus s3, s4;
+    if constexpr (std::is_same_v<T, uint8_t>) {
+        s3 = celiGrayToRGB_8u_C1C3R(src.data(), w, d3.data(), 3 * w, {w, 1});
+        s4 = celiGrayToRGB_8u_C1C4R(src.data(), w, d4.data(), 4 * w, {w, 1}, alpha);
+    } else if constexpr (std::is_same_v<T, uint16_t>) {
+        s3 = celiGrayToRGB_16u_C1C3R(src.data(), 2 * w, d3.data(), 6 * w, {w, 1});
+        s4 = celiGrayToRGB_16u_C1C4R(src.data(), 2 * w, d4.data(), 8 * w, {w, 1}, alpha);
+    } else {
+        s3 = celiGrayToRGB_32f_C1C3R(src.data(), 4 * w, d3.data(), 12 * w, {w, 1});
+        s4 = celiGrayToRGB_32f_C1C4R(src.data(), 4 * w, d4.data(), 16 * w, {w, 1}, alpha);
+    }
+    ASSERT_EQ(s3, celStatusOk);
+    ASSERT_EQ(s4, celStatusOk);
+    for (int i = 0; i < w; ++i)
+        for (int c = 0; c < 4; ++c) {
+            if (c < 3) ASSERT_EQ(d3[3 * i + c], src[i]) << w;
+            ASSERT_EQ(d4[4 * i + c], c < 3 ? src[i] : alpha) << w;
+        }
+    for (int k = 0; k < 4; ++k) {
+        ASSERT_EQ(d3[3 * w + k], T(7)) << "wrote past the row, w " << w;
+        ASSERT_EQ(d4[4 * w + k], T(7)) << "wrote past the row, w " << w;
+    }
+}
+
+TEST(GrayToRgb, ReplicatesEveryDepthAndWidth) {
+    for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 17, 31}) {
+        checkReplicate<uint8_t>(w, 200);
+        checkReplicate<uint16_t>(w, 60000);
+        checkReplicate<float>(w, 0.75f);
+    }
+}
+
+// ---- Statuses ----------------------------------------------------------------------------------------
+TEST(GrayChecks, PointersThenSizesNothingWritten) {
+    uint8_t s[64] = {}, d[16];
+    std::memset(d, 0x44, sizeof d);
+    EXPECT_EQ(celiRGBToGray_8u_C3C1R(nullptr, 3, d, 1, {0, 0}), celStatusNullPointer);
+    EXPECT_EQ(celiColorToGray_8u_AC4C1R(s, 4, nullptr, 1, {1, 1}, nullptr), celStatusNullPointer);
+    EXPECT_EQ(celiGrayToRGB_8u_C1C4R(s, 1, d, 4, {0, 1}, 0), celStatusBadSize);
+    EXPECT_EQ(celiRGBToGray_8u_C3C1R(s, 3, d, 1, {4, 0}), celStatusBadSize);
+    EXPECT_EQ(celiColorToGray_64f_C3C1R(nullptr, 24, nullptr, 8, {1, 1}, nullptr), celStatusNullPointer);
+    const double w[3] = {1, 1, 1};
+    double dd[2];
+    EXPECT_EQ(celiColorToGray_64f_AC4C1R(reinterpret_cast<const double*>(s), 32, dd, 16, {-1, 1}, w), celStatusBadSize);
+    for (uint8_t v : d) EXPECT_EQ(v, 0x44);
+}
+
+}  // namespace
