@@ -23,9 +23,13 @@ inline __m128i load(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<
 inline void store(uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 inline void storel(uint8_t* p, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
 
-// Row copy of the luma planes: 16-byte blocks, then single bytes.
+// Row copy of the luma planes: 64-byte blocks, 16-byte pieces, then bytes.
 void y8_ownccCopy_8u_C1_M7(const uint8_t* s, uint8_t* d, int len) {
     int i = 0;
+    for (; i + 64 <= len; i += 64) {
+        const __m128i a = load(s + i), b = load(s + i + 16), c = load(s + i + 32), e = load(s + i + 48);
+        store(d + i, a), store(d + i + 16, b), store(d + i + 32, c), store(d + i + 48, e);
+    }
     for (; i + 16 <= len; i += 16) store(d + i, load(s + i));
     for (; i < len; ++i) d[i] = s[i];
 }
@@ -109,7 +113,13 @@ void c2ToC2Row(const uint8_t* s, uint8_t* d, int width) {
 void splitPairsRow(const uint8_t* s, uint8_t* a, uint8_t* b, int n) {
     const __m128i mask = _mm_set1_epi16(0x00FF);
     int i = 0;
-    // body: 8 pairs
+    // body: 16 pairs
+    for (; i + 16 <= n; i += 16) {
+        const __m128i v0 = load(s + 2 * i), v1 = load(s + 2 * i + 16);
+        store(a + i, _mm_packus_epi16(_mm_and_si128(v0, mask), _mm_and_si128(v1, mask)));
+        store(b + i, _mm_packus_epi16(_mm_srli_epi16(v0, 8), _mm_srli_epi16(v1, 8)));
+    }
+    // then 8 pairs
     for (; i + 8 <= n; i += 8) {
         const __m128i v = load(s + 2 * i);
         const __m128i ev = _mm_and_si128(v, mask), od = _mm_srli_epi16(v, 8);
