@@ -12,7 +12,7 @@ if command -v pkg-config >/dev/null 2>&1; then
   PKG_CONFIG_PATH="$work/prefix/lib/pkgconfig:$work/prefix/lib64/pkgconfig"
   export PKG_CONFIG_PATH
   libdir=$(pkg-config --variable=libdir celcc)
-  cc "$src/examples/quickstart.c" -o "$work/qs_pc" $(pkg-config --cflags --libs celcc)
+  LD_LIBRARY_PATH="$libdir" cc "$src/examples/quickstart.c" -o "$work/qs_pc" $(pkg-config --cflags --libs celcc)
   LD_LIBRARY_PATH="$libdir" "$work/qs_pc" >/dev/null
   echo "pkg-config: ok"
 fi
