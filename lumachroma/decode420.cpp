@@ -124,7 +124,7 @@ struct Folded {
     static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) { dec::folded_px<S>(Y, Cb, Cr, r, g, b); }
 };
 
-// The Part-2.2 style recipes work on differences: chroma minus 128 and luma
+// The full-resolution decoder recipes work on differences: chroma minus 128 and luma
 // minus 16, all << 7; the chroma is duplicated before the recipe runs.
 template <void (*Dec)(__m128i, __m128i, __m128i, __m128i&, __m128i&, __m128i&), const dec::ScalarSet& Tail>
 struct Offset {

@@ -190,7 +190,7 @@ void rowRGBToYCbCrP3(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8
 }  // namespace
 
 // ---------------------------------------------------------------------------
-// Tier functions: argument checks in the documented order, then the row loop.
+// Tier functions: argument checks in their fixed order, then the row loop.
 
 extern "C" CelStatus y8_celiRGBToYCbCr_8u_C3R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
                                              CelSize roiSize) {

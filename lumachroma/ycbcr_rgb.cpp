@@ -283,7 +283,7 @@ CelStatus tierYCbCrToC3_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t*
 }  // namespace
 
 // ---------------------------------------------------------------------------
-// Tier functions: argument checks in the documented order, then the rows.
+// Tier functions: argument checks in their fixed order, then the rows.
 
 extern "C" CelStatus y8_celiYCbCrToRGB_8u_C3R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
                                              CelSize roiSize) {
