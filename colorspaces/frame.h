@@ -89,4 +89,65 @@ inline void join4x4fKeepAlpha(float* p, __m128 c0, __m128 c1, __m128 c2) {
     _mm_storeu_ps(p + 12, _mm_blend_ps(d, _mm_loadu_ps(p + 12), 8));
 }
 
+// ---- 16-bit pixels ------------------------------------------------------------------
+// Four pixels of three or four 16-bit channels -> the first three channels
+// as four 32-bit lanes each, widened with or without sign.
+template <int N, bool Signed>
+inline void split16x4(const uint16_t* p, __m128i& c0, __m128i& c1, __m128i& c2) {
+    __m128i a, b;  // channel-grouped words: a = c0 (4) c1 (4), b = c2 (4)
+    if constexpr (N == 3) {
+        // 12 words: load 8 + 4; gather each channel's words into the low half
+        const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i hi = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 8));
+        // words 0..7 in lo, 8..11 in hi: c0 at 0,3,6,9; c1 at 1,4,7,10; c2 at 2,5,8,11
+        const __m128i fromLo = _mm_setr_epi8(0, 1, 6, 7, 12, 13, -1, -1, 2, 3, 8, 9, 14, 15, -1, -1);
+        const __m128i fromHi = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1, -1, -1, 4, 5);
+        a = _mm_or_si128(_mm_shuffle_epi8(lo, fromLo), _mm_shuffle_epi8(hi, fromHi));
+        const __m128i c2Lo = _mm_setr_epi8(4, 5, 10, 11, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+        const __m128i c2Hi = _mm_setr_epi8(-1, -1, -1, -1, 0, 1, 6, 7, -1, -1, -1, -1, -1, -1, -1, -1);
+        b = _mm_or_si128(_mm_shuffle_epi8(lo, c2Lo), _mm_shuffle_epi8(hi, c2Hi));
+    } else {
+        // 16 words in two loads of two pixels: group by channel, then combine
+        const __m128i byCh = _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
+        const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), byCh);
+        const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8)), byCh);
+        a = _mm_unpacklo_epi32(s0, s1);  // c0 0-3, c1 0-3
+        b = _mm_unpackhi_epi32(s0, s1);  // c2 0-3, c3 0-3
+    }
+    if constexpr (Signed) {
+        c0 = _mm_cvtepi16_epi32(a);
+        c1 = _mm_cvtepi16_epi32(_mm_srli_si128(a, 8));
+        c2 = _mm_cvtepi16_epi32(b);
+    } else {
+        c0 = _mm_cvtepu16_epi32(a);
+        c1 = _mm_cvtepu16_epi32(_mm_srli_si128(a, 8));
+        c2 = _mm_cvtepu16_epi32(b);
+    }
+}
+
+// Three vectors of four words (low halves) -> four pixels of three words,
+// or of four words with the old fourth word kept.
+template <int N>
+inline void join16x4(uint16_t* p, __m128i c0, __m128i c1, __m128i c2) {
+    if constexpr (N == 3) {
+        const __m128i c01 = _mm_unpacklo_epi64(c0, c1);  // c0 0-3, c1 0-3
+        // out words 0..7: c0_0 c1_0 c2_0 c0_1 c1_1 c2_1 c0_2 c1_2; 8..11: c2_2 c0_3 c1_3 c2_3
+        const __m128i lo = _mm_or_si128(
+            _mm_shuffle_epi8(c01, _mm_setr_epi8(0, 1, 8, 9, -1, -1, 2, 3, 10, 11, -1, -1, 4, 5, 12, 13)),
+            _mm_shuffle_epi8(c2, _mm_setr_epi8(-1, -1, -1, -1, 0, 1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1)));
+        const __m128i hi = _mm_or_si128(
+            _mm_shuffle_epi8(c01, _mm_setr_epi8(-1, -1, 6, 7, 14, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1)),
+            _mm_shuffle_epi8(c2, _mm_setr_epi8(4, 5, -1, -1, -1, -1, 6, 7, -1, -1, -1, -1, -1, -1, -1, -1)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), lo);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p + 8), hi);
+    } else {
+        const __m128i c01 = _mm_unpacklo_epi16(c0, c1), c23 = _mm_unpacklo_epi16(c2, _mm_setzero_si128());
+        const __m128i px01 = _mm_unpacklo_epi32(c01, c23), px23 = _mm_unpackhi_epi32(c01, c23);
+        const __m128i old01 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i old23 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_blend_epi16(px01, old01, 0x88));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 8), _mm_blend_epi16(px23, old23, 0x88));
+    }
+}
+
 }  // namespace cel::cs

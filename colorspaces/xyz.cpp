@@ -101,9 +101,9 @@ template <class T>
 struct Depth16 {
     static constexpr bool kSigned = std::is_same_v<T, int16_t>;
     static float in(T v) { return static_cast<float>(static_cast<int32_t>(v) + (kSigned ? 32768 : 0)); }
-    static __m128 in4(T a, T b, T c, T e) {
-        const int o = kSigned ? 32768 : 0;
-        return _mm_cvtepi32_ps(_mm_setr_epi32(a + o, b + o, c + o, e + o));
+    // Four widened samples (32-bit lanes) -> floats in the offset domain.
+    static __m128 in4(__m128i v) {
+        return _mm_cvtepi32_ps(kSigned ? _mm_add_epi32(v, _mm_set1_epi32(32768)) : v);
     }
     // truncate, subtract 32768, saturate to signed 16 bits (16u: add 32768 back)
     static T out(float f) {
@@ -127,15 +127,19 @@ void kernel16(const T* s, T* d, int width, int channels) {
     int x = 0;
     // body: float matrix, 4 pixels
     for (; x + 4 <= width; x += 4) {
-        const T* p = s + n * x;
-        const __m128 a = D::in4(p[0], p[n], p[2 * n], p[3 * n]);
-        const __m128 b = D::in4(p[1], p[n + 1], p[2 * n + 1], p[3 * n + 1]);
-        const __m128 c = D::in4(p[2], p[n + 2], p[2 * n + 2], p[3 * n + 2]);
-        alignas(16) T o[3][8];
-        for (int k = 0; k < 3; ++k)
-            _mm_store_si128(reinterpret_cast<__m128i*>(o[k]), D::out4(dot3(m[k], a, b, c)));
-        for (int i = 0; i < 4; ++i)
-            for (int k = 0; k < 3; ++k) d[n * (x + i) + k] = o[k][i];
+        __m128i c0, c1, c2;
+        const auto* p = reinterpret_cast<const uint16_t*>(s + n * x);
+        if (n == 4)
+            cel::cs::split16x4<4, D::kSigned>(p, c0, c1, c2);
+        else
+            cel::cs::split16x4<3, D::kSigned>(p, c0, c1, c2);
+        const __m128 a = D::in4(c0), b = D::in4(c1), c = D::in4(c2);
+        const __m128i o0 = D::out4(dot3(m[0], a, b, c)), o1 = D::out4(dot3(m[1], a, b, c)), o2 = D::out4(dot3(m[2], a, b, c));
+        auto* q = reinterpret_cast<uint16_t*>(d + n * x);
+        if (n == 4)
+            cel::cs::join16x4<4>(q, o0, o1, o2);
+        else
+            cel::cs::join16x4<3>(q, o0, o1, o2);
     }
     // tail: the same arithmetic one pixel at a time
     for (; x < width; ++x) {

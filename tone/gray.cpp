@@ -183,11 +183,15 @@ void kernel16(const T* s, T* d, int width, int channels, const WF& k) {
     int x = 0;
     // body: 4 pixels
     for (; x + 4 <= width; x += 4) {
-        const T* p = s + n * x;
-        const auto ch = [&](int c) {
-            return _mm_cvtepi32_ps(_mm_setr_epi32(p[c] + off, p[n + c] + off, p[2 * n + c] + off, p[3 * n + c] + off));
-        };
-        __m128i v = _mm_cvtps_epi32(grayF(ch(0), ch(1), ch(2), k));
+        __m128i c0, c1, c2;
+        const auto* p = reinterpret_cast<const uint16_t*>(s + n * x);
+        if (n == 4)
+            cel::cs::split16x4<4, kSigned>(p, c0, c1, c2);
+        else
+            cel::cs::split16x4<3, kSigned>(p, c0, c1, c2);
+        const __m128i o = _mm_set1_epi32(off);
+        __m128i v = _mm_cvtps_epi32(grayF(_mm_cvtepi32_ps(_mm_add_epi32(c0, o)), _mm_cvtepi32_ps(_mm_add_epi32(c1, o)),
+                                          _mm_cvtepi32_ps(_mm_add_epi32(c2, o)), k));
         if (kSigned)
             v = _mm_packs_epi32(_mm_sub_epi32(v, _mm_set1_epi32(32768)), v);
         else
