@@ -10,7 +10,7 @@
 // a relocation that the loader fills when the library is loaded.
 #include "frame/tier.h"
 
-#define CEL_EXPORT(ret, name, params, args)                                              \
+#define CEL_EXPORT(ret, name, params, args, doc)                                              \
     extern "C" {                                                                             \
     __attribute__((visibility("hidden"), used, section(".data.rel.celcc_slots"))) ret(*name##_arraddr) \
         params = &y8_##name;                                                                 \
@@ -18,7 +18,7 @@
 #include "celcc/exports.inc"
 #undef CEL_EXPORT
 
-#define CEL_EXPORT(ret, name, params, args)               \
+#define CEL_EXPORT(ret, name, params, args, doc)               \
     __asm__(".text\n"                                     \
             ".globl " #name "\n"                          \
             ".type " #name ", @function\n"                \

@@ -5,7 +5,7 @@
 
 #include "celcc.h"
 
-#define CEL_EXPORT(ret, name, params, args) \
+#define CEL_EXPORT(ret, name, params, args, doc) \
     extern "C" __attribute__((visibility("hidden"))) ret y8_##name params;
 #include "celcc/exports.inc"
 #undef CEL_EXPORT

@@ -87,7 +87,7 @@ typedef enum CelDitherMode {
  * (celcc/exports.inc); each entry there carries a line saying what the
  * function computes.
  */
-#define CEL_EXPORT(ret, name, params, args) ret name params;
+#define CEL_EXPORT(ret, name, params, args, doc) ret name params;
 #include "celcc/exports.inc"
 #undef CEL_EXPORT
 

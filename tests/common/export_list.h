@@ -13,7 +13,7 @@ namespace celtest {
 
 inline const std::vector<std::string>& exportNames() {
     static const std::vector<std::string> names = {
-#define CEL_EXPORT(ret, name, params, args) #name,
+#define CEL_EXPORT(ret, name, params, args, doc) #name,
 #include "celcc/exports.inc"
 #undef CEL_EXPORT
     };
@@ -34,14 +34,15 @@ int callWithZeros(R (*f)(A...)) {
 
 struct ExportEntry {
     const char* name;
+    const char* doc;
     const void* address;
     int (*callZeros)();
 };
 
 inline const std::vector<ExportEntry>& exportEntries() {
     static const std::vector<ExportEntry> entries = {
-#define CEL_EXPORT(ret, name, params, args) \
-    {#name, reinterpret_cast<const void*>(&name), [] { return callWithZeros(&name); }},
+#define CEL_EXPORT(ret, name, params, args, doc) \
+    {#name, doc, reinterpret_cast<const void*>(&name), [] { return callWithZeros(&name); }},
 #include "celcc/exports.inc"
 #undef CEL_EXPORT
     };

@@ -70,6 +70,16 @@ TEST(Exports, SharedObjectExportsExactlyTheList) {
     EXPECT_TRUE(extra.empty()) << "exported but not in the list: " << ::testing::PrintToString(extra);
 }
 
+// Every export carries one line of reference text: the header, the command
+// line tool and the Python binding show it.
+TEST(Exports, EveryExportHasOneDocLine) {
+    for (const auto& e : celtest::exportEntries()) {
+        const std::string doc = e.doc;
+        EXPECT_GE(doc.size(), 12u) << e.name << " has no doc line";
+        EXPECT_EQ(doc.find('\n'), std::string::npos) << e.name << ": the doc line must be one line";
+    }
+}
+
 // Each export is a single indirect jump through a RIP-relative slot:
 // FF 25 disp32, i.e. jmp *slot(%rip).
 TEST(Exports, EveryStubIsOneIndirectJump) {
