@@ -3,6 +3,7 @@
 # and UndefinedBehaviorSanitizer) and runs the whole suite in both builds.
 set -eu
 cd "$(dirname "$0")/.."
+./tools/install_deps.sh
 JOBS="${JOBS:-$(nproc 2>/dev/null || echo 2)}"
 
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
