@@ -1,0 +1,502 @@
+// The front ends' table of conversions: format geometry and lookup, the
+// route finder, every edge against a direct call of its export, and the
+// placement of samples in each format checked on solid colours.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+#include "celcc_formats.h"
+
+namespace {
+
+const CelFmtFormat& fmt(int id) { return *celccfmt_format(id); }
+
+// A test image: planes with canary guards (32 bytes each side of a row and a
+// guard row above and below), steps either positive or negative.
+struct TestImage {
+    CelFmtImage im{};
+    std::vector<std::vector<uint8_t>> mem;
+    std::vector<int64_t> rowBytes, rows, step;
+    static constexpr int kPad = 32;
+    static constexpr uint8_t kCanary = 0xA5;
+
+    TestImage(int format, int w, int h, bool negative = false) {
+        im.format = format;
+        im.width = w;
+        im.height = h;
+        const CelFmtFormat& f = fmt(format);
+        for (int i = 0; i < f.planeCount; ++i) {
+            const CelFmtPlane& p = f.plane[i];
+            const int64_t units = (w + p.unitWidth - 1) / p.unitWidth, r = (h + p.unitHeight - 1) / p.unitHeight;
+            rowBytes.push_back(units * p.unitBytes);
+            rows.push_back(r);
+            step.push_back(rowBytes.back() + 2 * kPad);
+            mem.emplace_back(size_t(step.back() * (r + 2)), kCanary);
+            uint8_t* first = mem.back().data() + step.back() + kPad;
+            if (negative) {
+                im.plane[i] = first + (r - 1) * step.back();
+                im.step[i] = -int32_t(step.back());
+            } else {
+                im.plane[i] = first;
+                im.step[i] = int32_t(step.back());
+            }
+        }
+    }
+    uint8_t* row(int plane, int64_t y) { return im.plane[plane] + y * im.step[plane]; }
+    void randomize(uint32_t seed) {
+        std::mt19937 rng(seed);
+        for (size_t i = 0; i < mem.size(); ++i)
+            for (int64_t y = 0; y < rows[i]; ++y)
+                for (int64_t x = 0; x < rowBytes[i]; ++x) row(int(i), y)[x] = uint8_t(rng() >> 24);
+        // Float formats: keep samples in 0..1 so that conversions are defined.
+        if (fmt(im.format).sample == celFmtSample32f) {
+            for (size_t i = 0; i < mem.size(); ++i)
+                for (int64_t y = 0; y < rows[i]; ++y)
+                    for (int64_t x = 0; x + 4 <= rowBytes[i]; x += 4) {
+                        const float v = float(rng() % 1001) / 1000.0f;
+                        std::memcpy(row(int(i), y) + x, &v, 4);
+                    }
+        }
+    }
+    void fill(uint8_t v) {
+        for (size_t i = 0; i < mem.size(); ++i)
+            for (int64_t y = 0; y < rows[i]; ++y) std::memset(row(int(i), y), v, size_t(rowBytes[i]));
+    }
+    bool intact() const {
+        for (size_t i = 0; i < mem.size(); ++i)
+            for (int64_t k = 0; k < int64_t(mem[i].size()); ++k) {
+                const int64_t r = k / step[i] - 1, c = k % step[i] - kPad;
+                if (!(r >= 0 && r < rows[i] && c >= 0 && c < rowBytes[i]) && mem[i][size_t(k)] != kCanary) return false;
+            }
+        return true;
+    }
+    bool sameRegion(TestImage& o) {
+        for (size_t i = 0; i < mem.size(); ++i)
+            for (int64_t y = 0; y < rows[i]; ++y)
+                if (std::memcmp(row(int(i), y), o.row(int(i), y), size_t(rowBytes[i])) != 0) return false;
+        return true;
+    }
+};
+
+// ---- Formats ---------------------------------------------------------------------
+
+TEST(Formats, LookupByNameAndAliasInAnyCase) {
+    EXPECT_EQ(celccfmt_format_find("I420"), celFmt_I420);
+    EXPECT_EQ(celccfmt_format_find("i420"), celFmt_I420);
+    EXPECT_EQ(celccfmt_format_find("yuv420p"), celFmt_I420);
+    EXPECT_EQ(celccfmt_format_find("nv21"), celFmt_NV21);
+    EXPECT_EQ(celccfmt_format_find("Yuyv"), celFmt_YUY2);
+    EXPECT_EQ(celccfmt_format_find("rgb"), celFmt_RGB24);
+    EXPECT_EQ(celccfmt_format_find("i42"), -1);
+    EXPECT_EQ(celccfmt_format_find(""), -1);
+    EXPECT_EQ(celccfmt_format_find(nullptr), -1);
+    for (int i = 0; i < celccfmt_format_count(); ++i) EXPECT_EQ(celccfmt_format_find(fmt(i).name), i);
+    EXPECT_EQ(celccfmt_format(-1), nullptr);
+    EXPECT_EQ(celccfmt_format(celccfmt_format_count()), nullptr);
+}
+
+TEST(Formats, PlaneGeometryOfOddSizes) {
+    int32_t pw, ph;
+    int64_t rb;
+    ASSERT_EQ(celccfmt_plane_size(celFmt_I420, 5, 3, 0, &pw, &ph, &rb), 0);
+    EXPECT_EQ(pw, 5); EXPECT_EQ(ph, 3); EXPECT_EQ(rb, 5);
+    ASSERT_EQ(celccfmt_plane_size(celFmt_I420, 5, 3, 2, &pw, &ph, &rb), 0);
+    EXPECT_EQ(pw, 3); EXPECT_EQ(ph, 2); EXPECT_EQ(rb, 3);
+    ASSERT_EQ(celccfmt_plane_size(celFmt_NV12, 5, 3, 1, &pw, &ph, &rb), 0);
+    EXPECT_EQ(pw, 3); EXPECT_EQ(ph, 2); EXPECT_EQ(rb, 6);
+    ASSERT_EQ(celccfmt_plane_size(celFmt_YUY2, 5, 1, 0, &pw, &ph, &rb), 0);
+    EXPECT_EQ(pw, 3); EXPECT_EQ(ph, 1); EXPECT_EQ(rb, 12);
+    ASSERT_EQ(celccfmt_plane_size(celFmt_I411, 9, 2, 1, &pw, &ph, &rb), 0);
+    EXPECT_EQ(pw, 3); EXPECT_EQ(ph, 2); EXPECT_EQ(rb, 3);
+    ASSERT_EQ(celccfmt_plane_size(celFmt_RGB48, 7, 2, 0, &pw, &ph, &rb), 0);
+    EXPECT_EQ(rb, 42);
+    EXPECT_EQ(celccfmt_plane_size(celFmt_I420, 5, 3, 3, &pw, &ph, &rb), celFmtBadImage);
+    EXPECT_EQ(celccfmt_plane_size(celFmt_RGB24, 0, 3, 0, &pw, &ph, &rb), celFmtBadImage);
+    EXPECT_EQ(celccfmt_plane_size(-1, 5, 3, 0, &pw, &ph, &rb), celFmtBadFormat);
+    EXPECT_EQ(celccfmt_image_bytes(celFmt_I420, 5, 3), 15 + 6 + 6);
+    EXPECT_EQ(celccfmt_image_bytes(celFmt_NV11, 8, 2), 16 + 8);
+    EXPECT_EQ(celccfmt_image_bytes(celFmt_RGB24, 0, 2), -1);
+
+    std::vector<uint8_t> buf(size_t(celccfmt_image_bytes(celFmt_NV21, 6, 4)));
+    CelFmtImage im;
+    ASSERT_EQ(celccfmt_image_layout(celFmt_NV21, 6, 4, buf.data(), &im), 0);
+    EXPECT_EQ(im.plane[0], buf.data());
+    EXPECT_EQ(im.step[0], 6);
+    EXPECT_EQ(im.plane[1], buf.data() + 24);
+    EXPECT_EQ(im.step[1], 6);
+}
+
+TEST(Formats, StatusNames) {
+    EXPECT_STREQ(celccfmt_status_name(celStatusBadSize), "celStatusBadSize");
+    EXPECT_STREQ(celccfmt_status_name(celStatusOddSize), "celStatusOddSize");
+    EXPECT_STREQ(celccfmt_status_name(celFmtNoRoute), "celFmtNoRoute");
+}
+
+TEST(Formats, ExportListWithDocLines) {
+    ASSERT_GT(celccfmt_export_count(), 100);
+    bool found = false;
+    for (int i = 0; i < celccfmt_export_count(); ++i) {
+        ASSERT_NE(celccfmt_export_doc(i), nullptr);
+        EXPECT_GT(std::strlen(celccfmt_export_doc(i)), 5u) << celccfmt_export_name(i);
+        if (std::string(celccfmt_export_name(i)) == "celiRGBToYCbCr_8u_C3R") found = true;
+    }
+    EXPECT_TRUE(found);
+    EXPECT_EQ(celccfmt_export_name(-1), nullptr);
+}
+
+// ---- Routes ----------------------------------------------------------------------
+
+TEST(Routes, DirectEdgeIsTakenWhenThereIsOne) {
+    int32_t e[CELFMT_MAX_ROUTE];
+    ASSERT_EQ(celccfmt_route(celFmt_RGB24, celFmt_I420, e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiRGBToYCbCr420_8u_C3P3R");
+    ASSERT_EQ(celccfmt_route(celFmt_UYVY, celFmt_YUY2, e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiCbYCr422ToYCbCr422_8u_C2R");
+    EXPECT_EQ(celccfmt_route(celFmt_NV12, celFmt_NV12, e), 0);
+    EXPECT_EQ(celccfmt_route(celFmt_NV12, 999, e), celFmtBadFormat);
+    EXPECT_EQ(celccfmt_route(celFmt_GRAYF32, celFmt_NV11, e), celFmtNoRoute);
+}
+
+TEST(Routes, LosslessIntermediateIsPreferred) {
+    // I420 to YV12 has no export of its own; both two-plane layouts are
+    // lossless intermediates, and no colour conversion may be taken.
+    int32_t e[CELFMT_MAX_ROUTE];
+    ASSERT_EQ(celccfmt_route(celFmt_I420, celFmt_YV12, e), 2);
+    EXPECT_EQ(celccfmt_edge(e[0])->lossy + celccfmt_edge(e[1])->lossy, 0);
+    char text[256];
+    const int n = celccfmt_route_text(celFmt_I420, celFmt_YV12, text, sizeof text);
+    EXPECT_EQ(n, int(std::strlen(text)));
+    EXPECT_EQ(std::string(text).rfind("I420 -> NV", 0), 0u) << text;
+    EXPECT_NE(std::string(text).find("-> YV12 (celi"), std::string::npos) << text;
+    celccfmt_route_text(celFmt_GRAYF32, celFmt_NV11, text, sizeof text);
+    EXPECT_STREQ(text, "GRAYF32 -> NV11: no route");
+}
+
+// Brute force over every pair: the route connects, a direct edge wins and is
+// the cheapest one, and no other two-edge chain is better.
+TEST(Routes, EveryPairGetsTheBestRoute) {
+    const int nf = celccfmt_format_count(), ne = celccfmt_edge_count();
+    for (int a = 0; a < nf; ++a)
+        for (int b = 0; b < nf; ++b) {
+            int32_t e[CELFMT_MAX_ROUTE];
+            const int n = celccfmt_route(a, b, e);
+            int direct = -1;
+            for (int i = 0; i < ne; ++i)
+                if (celccfmt_edge(i)->from == a && celccfmt_edge(i)->to == b &&
+                    (direct < 0 || celccfmt_edge(i)->cost < celccfmt_edge(direct)->cost))
+                    direct = i;
+            if (a == b) {
+                EXPECT_EQ(n, 0);
+                continue;
+            }
+            if (direct >= 0) {
+                ASSERT_EQ(n, 1) << fmt(a).name << " " << fmt(b).name;
+                EXPECT_EQ(celccfmt_edge(e[0])->cost, celccfmt_edge(direct)->cost);
+                continue;
+            }
+            bool any = false;
+            int bestL = 1 << 20, bestC = 1 << 20;
+            for (int i = 0; i < ne; ++i)
+                for (int j = 0; j < ne; ++j) {
+                    const CelFmtEdge *x = celccfmt_edge(i), *y = celccfmt_edge(j);
+                    if (x->from != a || y->to != b || x->to != y->from) continue;
+                    any = true;
+                    const int l = x->lossy + y->lossy, c = x->cost + y->cost;
+                    if (l < bestL || (l == bestL && c < bestC)) bestL = l, bestC = c;
+                }
+            if (!any) {
+                EXPECT_EQ(n, celFmtNoRoute) << fmt(a).name << " " << fmt(b).name;
+                continue;
+            }
+            ASSERT_EQ(n, 2) << fmt(a).name << " " << fmt(b).name;
+            const CelFmtEdge *x = celccfmt_edge(e[0]), *y = celccfmt_edge(e[1]);
+            EXPECT_EQ(x->from, a);
+            EXPECT_EQ(x->to, y->from);
+            EXPECT_EQ(y->to, b);
+            EXPECT_EQ(x->lossy + y->lossy, bestL);
+            EXPECT_EQ(x->cost + y->cost, bestC);
+        }
+}
+
+// ---- Edges against direct calls --------------------------------------------------
+//
+// The test's own account of how an edge hands planes to its export: the
+// planes in the format's memory order, the second and third exchanged on the
+// side the edge names, the opaque alpha of the argument's type.
+
+struct Planes {
+    uint8_t* p[3];
+    int s[3];
+};
+Planes planesOf(const CelFmtImage& im, bool exchange) {
+    Planes x{{im.plane[0], im.plane[1], im.plane[2]}, {im.step[0], im.step[1], im.step[2]}};
+    if (exchange) std::swap(x.p[1], x.p[2]), std::swap(x.s[1], x.s[2]);
+    return x;
+}
+template <class A> A opaqueAlpha() { return A(255); }
+template <> uint16_t opaqueAlpha<uint16_t>() { return 65535; }
+template <> float opaqueAlpha<float>() { return 1.0f; }
+
+// Each call shape, by the function pointer's type.
+template <class S, class D>
+CelStatus direct(CelStatus (*f)(const S*, int, D*, int, CelSize), Planes s, Planes d, CelSize z) {
+    return f((const S*)s.p[0], s.s[0], (D*)d.p[0], d.s[0], z);
+}
+template <class S, class D, class A>
+CelStatus direct(CelStatus (*f)(const S*, int, D*, int, CelSize, A), Planes s, Planes d, CelSize z) {
+    return f((const S*)s.p[0], s.s[0], (D*)d.p[0], d.s[0], z, opaqueAlpha<A>());
+}
+CelStatus direct(CelStatus (*f)(const uint8_t*, int, uint8_t**, int, CelSize), Planes s, Planes d, CelSize z) {
+    return f(s.p[0], s.s[0], d.p, d.s[0], z);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t* const*, int, uint8_t*, int, CelSize), Planes s, Planes d, CelSize z) {
+    return f(s.p, s.s[0], d.p[0], d.s[0], z);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t* const*, int, uint8_t*, int, CelSize, uint8_t), Planes s, Planes d,
+                 CelSize z) {
+    return f(s.p, s.s[0], d.p[0], d.s[0], z, 255);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t*, int, uint8_t**, int*, CelSize), Planes s, Planes d, CelSize z) {
+    return f(s.p[0], s.s[0], d.p, d.s, z);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t* const*, int*, uint8_t*, int, CelSize), Planes s, Planes d, CelSize z) {
+    return f(s.p, s.s, d.p[0], d.s[0], z);
+}
+template <class A>
+CelStatus direct(CelStatus (*f)(const uint8_t* const*, int*, uint8_t*, int, CelSize, A), Planes s, Planes d,
+                 CelSize z) {
+    return f(s.p, s.s, d.p[0], d.s[0], z, A(255));
+}
+CelStatus direct(CelStatus (*f)(const uint8_t*, int, uint8_t*, int, uint8_t*, int, CelSize), Planes s, Planes d,
+                 CelSize z) {
+    return f(s.p[0], s.s[0], d.p[0], d.s[0], d.p[1], d.s[1], z);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t*, int, const uint8_t*, int, uint8_t*, int, CelSize), Planes s, Planes d,
+                 CelSize z) {
+    return f(s.p[0], s.s[0], s.p[1], s.s[1], d.p[0], d.s[0], z);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t*, int, const uint8_t*, int, uint8_t*, int, CelSize, uint8_t), Planes s,
+                 Planes d, CelSize z) {
+    return f(s.p[0], s.s[0], s.p[1], s.s[1], d.p[0], d.s[0], z, 255);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t*, int, const uint8_t*, int, uint8_t**, int*, CelSize), Planes s,
+                 Planes d, CelSize z) {
+    return f(s.p[0], s.s[0], s.p[1], s.s[1], d.p, d.s, z);
+}
+CelStatus direct(CelStatus (*f)(const uint8_t* const*, int*, uint8_t*, int, uint8_t*, int, CelSize), Planes s,
+                 Planes d, CelSize z) {
+    return f(s.p, s.s, d.p[0], d.s[0], d.p[1], d.s[1], z);
+}
+
+enum { KEEP, SWAP_SRC, SWAP_DST };
+struct DirectEdge {
+    const char* name;
+    int order;
+    CelStatus (*call)(const CelFmtImage&, const CelFmtImage&, int order);
+};
+const DirectEdge kDirect[] = {
+#define CEL_EDGE(from, to, exp, adapter, order, cost, lossy)                                               \
+    {#exp, order, [](const CelFmtImage& s, const CelFmtImage& d, int o) {                                 \
+         return direct(&exp, planesOf(s, o == SWAP_SRC), planesOf(d, o == SWAP_DST), CelSize{s.width, s.height}); \
+     }},
+#include "edges.inc"
+#undef CEL_EDGE
+};
+
+TEST(Edges, EveryEdgeEqualsADirectCallOfItsExport) {
+    ASSERT_EQ(int(sizeof kDirect / sizeof kDirect[0]), celccfmt_edge_count());
+    const int sizes[][2] = {{1, 1}, {2, 2}, {7, 3}, {16, 4}, {33, 5}, {64, 6}};
+    for (int i = 0; i < celccfmt_edge_count(); ++i) {
+        const CelFmtEdge& e = *celccfmt_edge(i);
+        ASSERT_STREQ(e.exportName, kDirect[i].name);
+        for (const auto& sz : sizes)
+            for (bool negative : {false, true}) {
+                SCOPED_TRACE(std::string(e.exportName) + " " + fmt(e.from).name + "->" + fmt(e.to).name + " " +
+                             std::to_string(sz[0]) + "x" + std::to_string(sz[1]) + (negative ? " negative" : ""));
+                TestImage src(e.from, sz[0], sz[1], negative), a(e.to, sz[0], sz[1], negative),
+                    b(e.to, sz[0], sz[1], negative);
+                src.randomize(uint32_t(i * 31 + sz[0]));
+                a.fill(0x3C);
+                b.fill(0x3C);
+                const int st = celccfmt_run_edge(i, &src.im, &a.im);
+                const int want = kDirect[i].call(src.im, b.im, kDirect[i].order);
+                EXPECT_EQ(st, want);
+                EXPECT_TRUE(a.sameRegion(b));
+                EXPECT_TRUE(a.intact());
+            }
+    }
+}
+
+TEST(Edges, RunEdgeRefusesImagesThatDoNotFit) {
+    TestImage rgb(celFmt_RGB24, 4, 4), yuv(celFmt_I420, 4, 4), small(celFmt_I420, 2, 2);
+    int32_t e[CELFMT_MAX_ROUTE];
+    ASSERT_EQ(celccfmt_route(celFmt_RGB24, celFmt_I420, e), 1);
+    EXPECT_EQ(celccfmt_run_edge(e[0], &yuv.im, &rgb.im), celFmtBadEdge);
+    EXPECT_EQ(celccfmt_run_edge(e[0], &rgb.im, &small.im), celFmtSizeMismatch);
+    EXPECT_EQ(celccfmt_run_edge(-1, &rgb.im, &yuv.im), celFmtBadEdge);
+    EXPECT_EQ(celccfmt_run_edge(e[0], nullptr, &yuv.im), celFmtBadImage);
+    CelFmtImage broken = yuv.im;
+    broken.plane[2] = nullptr;
+    EXPECT_EQ(celccfmt_run_edge(e[0], &rgb.im, &broken), celFmtBadImage);
+}
+
+// ---- Convert -----------------------------------------------------------------------
+
+TEST(Convert, TwoStepRouteEqualsTheTwoExportsInSequence) {
+    // RGB24 -> NV21 goes through I420 (encoder, then a repack).
+    TestImage src(celFmt_RGB24, 34, 6), out(celFmt_NV21, 34, 6), mid(celFmt_I420, 34, 6), ref(celFmt_NV21, 34, 6);
+    src.randomize(7);
+    CelFmtReport rep;
+    ASSERT_EQ(celccfmt_convert(&src.im, &out.im, &rep), 0);
+    ASSERT_EQ(rep.count, 2);
+    EXPECT_STREQ(rep.call[0].exportName, "celiRGBToYCbCr420_8u_C3P3R");
+    EXPECT_STREQ(rep.call[1].exportName, "celiYCbCr420_8u_P3P2R");
+    EXPECT_EQ(rep.call[0].status, 0);
+    uint8_t* m[3] = {mid.im.plane[0], mid.im.plane[1], mid.im.plane[2]};
+    ASSERT_EQ(celiRGBToYCbCr420_8u_C3P3R(src.im.plane[0], src.im.step[0], m, mid.im.step, CelSize{34, 6}), 0);
+    const uint8_t* sw[3] = {mid.im.plane[0], mid.im.plane[2], mid.im.plane[1]};
+    int ss[3] = {mid.im.step[0], mid.im.step[2], mid.im.step[1]};
+    ASSERT_EQ(celiYCbCr420_8u_P3P2R(sw, ss, ref.im.plane[0], ref.im.step[0], ref.im.plane[1], ref.im.step[1],
+                                    CelSize{34, 6}), 0);
+    EXPECT_TRUE(out.sameRegion(ref));
+    EXPECT_TRUE(out.intact());
+}
+
+TEST(Convert, WarningIsReportedAndTheRouteGoesOn) {
+    TestImage src(celFmt_RGB24, 6, 5), out(celFmt_NV21, 6, 5);
+    src.randomize(3);
+    CelFmtReport rep;
+    EXPECT_EQ(celccfmt_convert(&src.im, &out.im, &rep), celStatusOddSize);
+    ASSERT_EQ(rep.count, 2);
+    EXPECT_EQ(rep.call[0].status, celStatusOddSize);
+}
+
+TEST(Convert, ErrorStopsTheRouteAndIsReturned) {
+    // A 1x1 image is below the minimum of the BGR 4:2:0 encoders.
+    TestImage src(celFmt_BGR24, 1, 1), out(celFmt_NV21, 1, 1);
+    src.randomize(3);
+    out.fill(0x11);
+    CelFmtReport rep;
+    EXPECT_EQ(celccfmt_convert(&src.im, &out.im, &rep), celStatusBadSize);
+    ASSERT_EQ(rep.count, 1);
+    EXPECT_EQ(rep.call[0].status, celStatusBadSize);
+    EXPECT_EQ(out.row(0, 0)[0], 0x11);
+}
+
+TEST(Convert, RefusesWhatItCannotDo) {
+    TestImage a(celFmt_GRAYF32, 4, 4), b(celFmt_NV11, 4, 4), c(celFmt_RGB24, 4, 2);
+    CelFmtReport rep;
+    EXPECT_EQ(celccfmt_convert(&a.im, &b.im, &rep), celFmtNoRoute);
+    EXPECT_EQ(rep.count, 0);
+    TestImage d(celFmt_I420, 4, 4);
+    EXPECT_EQ(celccfmt_convert(&c.im, &d.im, nullptr), celFmtSizeMismatch);
+    EXPECT_EQ(celccfmt_convert(nullptr, &d.im, nullptr), celFmtBadImage);
+}
+
+TEST(Convert, SameFormatCopiesTheRows) {
+    TestImage a(celFmt_NV12, 9, 5), b(celFmt_NV12, 9, 5, true);
+    a.randomize(5);
+    b.fill(0);
+    CelFmtReport rep;
+    EXPECT_EQ(celccfmt_convert(&a.im, &b.im, &rep), 0);
+    EXPECT_EQ(rep.count, 0);
+    EXPECT_TRUE(a.sameRegion(b));
+    EXPECT_TRUE(b.intact());
+}
+
+// ---- Where the samples sit ----------------------------------------------------------
+//
+// Solid colours through the table, read back by the test's own knowledge of
+// each layout: red is Y 82, Cb 90, Cr 240 in studio-range BT.601.
+
+struct Ycc {
+    int y, cb, cr;
+};
+Ycc readYcc(const std::string& name, TestImage& t) {
+    auto p = [&](int plane, int x) { return int(t.row(plane, 0)[x]); };
+    if (name == "I420" || name == "I422" || name == "I444" || name == "I411") return {p(0, 0), p(1, 0), p(2, 0)};
+    if (name == "YV12") return {p(0, 0), p(2, 0), p(1, 0)};
+    if (name == "NV12" || name == "NV11") return {p(0, 0), p(1, 0), p(1, 1)};
+    if (name == "NV21") return {p(0, 0), p(1, 1), p(1, 0)};
+    if (name == "YUY2") return {p(0, 0), p(0, 1), p(0, 3)};
+    if (name == "UYVY") return {p(0, 1), p(0, 0), p(0, 2)};
+    if (name == "YVYU") return {p(0, 0), p(0, 3), p(0, 1)};
+    if (name == "YUV24") return {p(0, 0), p(0, 1), p(0, 2)};
+    ADD_FAILURE() << "the test does not know " << name;
+    return {0, 0, 0};
+}
+
+TEST(Layouts, RedLandsInTheRightPlaceOfEveryYCbCrFormat) {
+    for (int f = 0; f < celccfmt_format_count(); ++f) {
+        if (fmt(f).model != celFmtModelYCbCr) continue;
+        for (int from : {int(celFmt_RGB24), int(celFmt_BGR24), int(celFmt_RGBA), int(celFmt_BGRA)}) {
+            if (celccfmt_route(from, f, nullptr) < 0) continue;
+            SCOPED_TRACE(std::string(fmt(from).name) + " -> " + fmt(f).name);
+            TestImage src(from, 8, 4), out(f, 8, 4);
+            const bool bgr = fmt(from).model == celFmtModelBGR;
+            const int bpp = fmt(from).channels;
+            for (int y = 0; y < 4; ++y)
+                for (int x = 0; x < 8; ++x) {
+                    uint8_t* px = src.row(0, y) + x * bpp;
+                    px[0] = bgr ? 0 : 255;
+                    px[1] = 0;
+                    px[2] = bgr ? 255 : 0;
+                    if (bpp == 4) px[3] = 255;
+                }
+            ASSERT_GE(celccfmt_convert(&src.im, &out.im, nullptr), 0);
+            const Ycc v = readYcc(fmt(f).name, out);
+            EXPECT_NEAR(v.y, 82, 2);
+            EXPECT_NEAR(v.cb, 90, 2);
+            EXPECT_NEAR(v.cr, 240, 2);
+        }
+    }
+}
+
+TEST(Layouts, EveryYCbCrFormatDecodesRedAsRed) {
+    // Encode red into each format that can be reached, decode to every RGB
+    // format that can be reached from it, and look at the channels.
+    for (int f = 0; f < celccfmt_format_count(); ++f) {
+        if (fmt(f).model != celFmtModelYCbCr || celccfmt_route(celFmt_RGB24, f, nullptr) < 0) continue;
+        TestImage src(celFmt_RGB24, 8, 4), mid(f, 8, 4);
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 8; ++x) src.row(0, y)[3 * x] = 255, src.row(0, y)[3 * x + 1] = 0, src.row(0, y)[3 * x + 2] = 0;
+        ASSERT_GE(celccfmt_convert(&src.im, &mid.im, nullptr), 0);
+        for (int to : {int(celFmt_RGB24), int(celFmt_BGR24), int(celFmt_RGBA), int(celFmt_BGRA)}) {
+            if (celccfmt_route(f, to, nullptr) < 0) continue;
+            SCOPED_TRACE(std::string(fmt(f).name) + " -> " + fmt(to).name);
+            TestImage out(to, 8, 4);
+            ASSERT_GE(celccfmt_convert(&mid.im, &out.im, nullptr), 0);
+            const uint8_t* px = out.row(0, 1) + 3 * fmt(to).channels;
+            const bool bgr = fmt(to).model == celFmtModelBGR;
+            EXPECT_NEAR(px[bgr ? 2 : 0], 255, 3);
+            EXPECT_NEAR(px[1], 0, 3);
+            EXPECT_NEAR(px[bgr ? 0 : 2], 0, 3);
+            if (fmt(to).channels == 4) EXPECT_EQ(px[3], 255);
+        }
+    }
+}
+
+TEST(Layouts, RepackRoundTripsAreExact) {
+    const int groups[][4] = {{celFmt_YUY2, celFmt_UYVY, celFmt_YVYU, celFmt_I422},
+                             {celFmt_I420, celFmt_YV12, celFmt_NV12, celFmt_NV21},
+                             {celFmt_I411, celFmt_NV11, -1, -1}};
+    for (const auto& g : groups)
+        for (int a : g)
+            for (int b : g) {
+                if (a < 0 || b < 0 || a == b) continue;
+                if (celccfmt_route(a, b, nullptr) < 0 || celccfmt_route(b, a, nullptr) < 0) continue;
+                SCOPED_TRACE(std::string(fmt(a).name) + " <-> " + fmt(b).name);
+                TestImage x(a, 16, 4), y(b, 16, 4), z(a, 16, 4);
+                x.randomize(11);
+                ASSERT_EQ(celccfmt_convert(&x.im, &y.im, nullptr), 0);
+                ASSERT_EQ(celccfmt_convert(&y.im, &z.im, nullptr), 0);
+                EXPECT_TRUE(x.sameRegion(z));
+            }
+}
+
+}  // namespace
