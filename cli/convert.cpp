@@ -1,0 +1,209 @@
+// celcc convert: files in, files out, every pixel through the table.
+#include <algorithm>
+#include <atomic>
+#include <numeric>
+
+#include "cli.h"
+
+namespace celcli {
+
+namespace {
+
+int findFormat(const std::string& name, const char* option) {
+    const int f = celccfmt_format_find(name.c_str());
+    if (f < 0) fail(option, "unknown pixel format '" + name + "' (see `celcc list --formats`)");
+    return f;
+}
+
+// The format an output of this kind gets when no --pix-fmt names one.
+int defaultTarget(Kind kind, int in, const std::string& path) {
+    const CelFmtFormat& f = *celccfmt_format(in);
+    switch (kind) {
+    case Kind::Png:
+    case Kind::Pnm:
+        if (pngCanHold(in)) return in;
+        if (f.model == celFmtModelGray) return celFmt_GRAY8;
+        if (f.sample == celFmtSample16u) return f.channels == 4 ? celFmt_RGBA64 : celFmt_RGB48;
+        return f.channels == 4 ? celFmt_RGBA : celFmt_RGB24;
+    case Kind::Y4m: return y4mCanHold(in) ? in : celFmt_I420;
+    case Kind::Raw: {
+        const size_t dot = path.rfind('.');
+        const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
+        const int named = celccfmt_format_find(ext.c_str());
+        if (named >= 0) return named;
+        return f.model == celFmtModelYCbCr ? in : celFmt_I420;
+    }
+    default: return -1;
+    }
+}
+
+void checkTarget(Kind kind, int target, const std::string& path) {
+    const bool ok = kind == Kind::Raw || (kind == Kind::Y4m ? y4mCanHold(target) : pngCanHold(target));
+    if (!ok) {
+        const char* what = kind == Kind::Y4m ? "Y4M holds I420, I422, I444, I411 and GRAY8"
+                                             : "PNG and PNM hold GRAY8, GRAY16, RGB24, RGBA, RGB48, RGBA64, XYZ24, XYZ48";
+        fail(path, formatName(target) + " cannot be written in this file type (" + what + ")");
+    }
+}
+
+int lcm(int a, int b) { return a / std::gcd(a, b) * b; }
+
+// The picture cut down to a size both formats accept, or a refusal.
+const Picture& fitted(const Picture& in, int target, bool crop, Picture& scratch, const std::string& file) {
+    const CelFmtFormat &a = in.info(), &b = *celccfmt_format(target);
+    const int aw = lcm(a.alignWidth, b.alignWidth), ah = lcm(a.alignHeight, b.alignHeight);
+    if (in.width % aw == 0 && in.height % ah == 0) return in;
+    if (!crop)
+        fail(file, std::to_string(in.width) + "x" + std::to_string(in.height) + " does not fit " +
+                       formatName(in.format) + " -> " + formatName(target) + " (width a multiple of " +
+                       std::to_string(aw) + ", height of " + std::to_string(ah) + "); --crop cuts the last columns and rows");
+    const int w = in.width - in.width % aw, h = in.height - in.height % ah;
+    if (w < 1 || h < 1) fail(file, "too small to crop to a multiple of " + std::to_string(aw) + "x" + std::to_string(ah));
+    scratch.alloc(in.format, w, h, file);
+    const CelFmtImage s = in.image(), d = scratch.image();
+    for (int i = 0; i < a.planeCount; ++i) {
+        int32_t pw, ph;
+        int64_t rb;
+        celccfmt_plane_size(in.format, w, h, i, &pw, &ph, &rb);
+        for (int32_t y = 0; y < ph; ++y)
+            std::copy_n(s.plane[i] + int64_t(y) * s.step[i], rb, d.plane[i] + int64_t(y) * d.step[i]);
+    }
+    return scratch;
+}
+
+struct Job {
+    std::string in, out;
+    Kind kind;
+};
+
+// One input file into one output name; frames spread over `jobs` threads.
+void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, int outFmt, int jobs, bool showFrames) {
+    std::unique_ptr<Source> src = openSource(job.in, raw);
+    const int64_t count = src->frameCount();
+    std::unique_ptr<Progress> frames;
+    if (showFrames && count > 1) frames = std::make_unique<Progress>(count, "frames", o.quiet);
+    std::unique_ptr<Sink> sink;
+    int target = -1;
+    int64_t index = 0;
+    const int batch = std::max(1, jobs) * 2;
+    for (bool more = true; more;) {
+        std::vector<Picture> in;
+        for (int i = 0; i < batch; ++i) {
+            Picture p;
+            if (!src->next(p)) {
+                more = false;
+                break;
+            }
+            in.push_back(std::move(p));
+        }
+        if (in.empty()) break;
+        if (target < 0) {
+            target = outFmt >= 0 ? outFmt : defaultTarget(job.kind, in[0].format, job.out);
+            if (target < 0) fail(job.out, "cannot tell the output format");
+            checkTarget(job.kind, target, job.out);
+            sink = std::make_unique<Sink>(job.out, job.kind, o.force, count);
+        }
+        std::vector<Picture> out(in.size());
+        parallelFor(int64_t(in.size()), jobs, [&](int64_t i) {
+            const std::string where = count > 1 ? job.in + " (frame " + std::to_string(index + i + 1) + ")" : job.in;
+            Picture scratch;
+            const Picture& fit = fitted(in[size_t(i)], target, o.crop, scratch, where);
+            out[size_t(i)].alloc(target, fit.width, fit.height, where);
+            out[size_t(i)].y4mTags = in[size_t(i)].y4mTags;
+            convertPicture(fit, out[size_t(i)], where, o.verbose && index + i == 0);
+        });
+        for (size_t i = 0; i < out.size(); ++i) {
+            sink->put(out[i]);
+            if (frames) frames->done(job.in + " frame " + std::to_string(index + int64_t(i) + 1));
+        }
+        index += int64_t(in.size());
+    }
+    if (!sink) fail(job.in, "no frame to convert");
+    sink->commit();
+}
+
+bool rawByName(const std::string& path) {
+    const size_t dot = path.rfind('.'), slash = path.rfind('/');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return false;
+    std::string e = path.substr(dot + 1);
+    std::transform(e.begin(), e.end(), e.begin(), ::tolower);
+    return e == "yuv" || e == "raw" || e == "bin" || celccfmt_format_find(e.c_str()) >= 0;
+}
+
+std::string stemOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+    const size_t dot = base.rfind('.');
+    return dot == std::string::npos || dot == 0 ? base : base.substr(0, dot);
+}
+
+}  // namespace
+
+int runConvert(const ConvertOptions& o) {
+    if (o.jobs < 1 || o.jobs > 256) fail("--jobs", "must be 1 to 256");
+    RawSpec raw;
+    if (!o.size.empty() && !parseSize(o.size, &raw.width, &raw.height))
+        fail("--size", "'" + o.size + "' is not WIDTHxHEIGHT");
+    if (!o.size.empty()) checkSize(raw.width, raw.height, "--size");
+
+    // The jobs: inputs and their output names.
+    std::vector<Job> jobs;
+    if (o.outDir.empty()) {
+        if (o.inputs.size() != 2) fail("convert", "give IN OUT, or several inputs with --out-dir DIR");
+        jobs.push_back({o.inputs[0], o.inputs[1], kindOfOutput(o.inputs[1])});
+    } else {
+        if (o.inputs.empty()) fail("convert", "no input files");
+        std::string ext = o.to;
+        if (!ext.empty() && ext[0] == '.') ext.erase(0, 1);
+        for (const std::string& in : o.inputs) {
+            const std::string out = o.outDir + "/" + stemOf(in) + "." + ext;
+            for (const Job& j : jobs)
+                if (j.out == out) fail(in, "has the same output name as " + j.in + " (" + out + ")");
+            jobs.push_back({in, out, kindOfOutput(out)});
+        }
+    }
+    for (const Job& j : jobs)
+        if (j.kind == Kind::Unknown)
+            fail(j.out, "unknown output type (png, pgm/ppm/pnm/pam, y4m, yuv, or a pixel format name as extension)");
+
+    // --pix-fmt names the raw side: the input when it is raw, else the output.
+    const bool rawIn = std::all_of(jobs.begin(), jobs.end(), [](const Job& j) { return rawByName(j.in); });
+    int inFmt = o.inPixFmt.empty() ? -1 : findFormat(o.inPixFmt, "--in-pix-fmt");
+    int outFmt = o.outPixFmt.empty() ? -1 : findFormat(o.outPixFmt, "--out-pix-fmt");
+    if (!o.pixFmt.empty()) {
+        const int f = findFormat(o.pixFmt, "--pix-fmt");
+        if (rawIn && inFmt < 0) inFmt = f;
+        else if (outFmt < 0) outFmt = f;
+        else fail("--pix-fmt", "both sides already have a format (--in-pix-fmt, --out-pix-fmt)");
+    }
+    raw.format = inFmt;
+    if (raw.format >= 0 && raw.width <= 0) fail("--pix-fmt", "a raw input also needs --size WxH");
+    if (raw.width > 0 && raw.format < 0) fail("--size", "a raw input also needs --pix-fmt");
+    if (raw.width > 0 && !rawIn) fail("--size", "only raw inputs take --size and --pix-fmt");
+
+    std::atomic<int> failures{0};
+    if (jobs.size() == 1) {
+        try {
+            convertFile(o, jobs[0], raw, outFmt, o.jobs, true);
+            if (!o.quiet) say("celcc: " + jobs[0].in + " -> " + jobs[0].out);
+        } catch (const Failure& e) {
+            say(std::string("celcc: ") + e.what());
+            return 1;
+        }
+        return 0;
+    }
+    Progress progress(int64_t(jobs.size()), "files", o.quiet);
+    parallelFor(int64_t(jobs.size()), o.jobs, [&](int64_t i) {
+        try {
+            convertFile(o, jobs[size_t(i)], raw, outFmt, 1, false);
+            progress.done(jobs[size_t(i)].in + " -> " + jobs[size_t(i)].out);
+        } catch (const Failure& e) {
+            say(std::string("celcc: ") + e.what());
+            ++failures;
+            progress.done(jobs[size_t(i)].in + ": failed");
+        }
+    });
+    return failures ? 1 : 0;
+}
+
+}  // namespace celcli
