@@ -297,7 +297,9 @@ Kind kindOfInput(const std::string& file) {
     if (!f) fail(file, std::string("cannot open: ") + std::strerror(errno));
     unsigned char m[10] = {0};
     const size_t n = std::fread(m, 1, sizeof m, f);
+    const int readError = std::ferror(f) ? errno : 0;
     std::fclose(f);
+    if (readError) fail(file, std::string("cannot read: ") + std::strerror(readError));
     const std::string e = lowerExt(file);
     if (n >= 8 && std::memcmp(m, "\x89PNG\r\n\x1a\n", 8) == 0) return Kind::Png;
     if (n >= 3 && m[0] == 0xFF && m[1] == 0xD8 && m[2] == 0xFF) return Kind::Jpeg;

@@ -25,7 +25,16 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
         if (f.model == celFmtModelGray) return celFmt_GRAY8;
         if (f.sample == celFmtSample16u) return f.channels == 4 ? celFmt_RGBA64 : celFmt_RGB48;
         return f.channels == 4 ? celFmt_RGBA : celFmt_RGB24;
-    case Kind::Y4m: return y4mCanHold(in) ? in : celFmt_I420;
+    case Kind::Y4m:
+        // Keep the chroma sampling of a YCbCr source; RGB becomes 4:2:0.
+        if (y4mCanHold(in)) return in;
+        if (f.model == celFmtModelGray && f.sample == celFmtSample8u) return celFmt_GRAY8;
+        if (f.model == celFmtModelYCbCr) {
+            if (f.alignWidth == 2 && f.alignHeight == 1) return celFmt_I422;
+            if (f.alignWidth == 4 && f.alignHeight == 1) return celFmt_I411;
+            if (f.alignWidth == 1 && f.alignHeight == 1) return celFmt_I444;
+        }
+        return celFmt_I420;
     case Kind::Raw: {
         const size_t dot = path.rfind('.');
         const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
@@ -177,9 +186,9 @@ int runConvert(const ConvertOptions& o) {
         else fail("--pix-fmt", "both sides already have a format (--in-pix-fmt, --out-pix-fmt)");
     }
     raw.format = inFmt;
+    if (raw.width > 0 && !rawIn) fail("--size", "only raw inputs take --size and --pix-fmt");
     if (raw.format >= 0 && raw.width <= 0) fail("--pix-fmt", "a raw input also needs --size WxH");
     if (raw.width > 0 && raw.format < 0) fail("--size", "a raw input also needs --pix-fmt");
-    if (raw.width > 0 && !rawIn) fail("--size", "only raw inputs take --size and --pix-fmt");
 
     std::atomic<int> failures{0};
     if (jobs.size() == 1) {

@@ -54,7 +54,7 @@ Picture readPng(const std::string& file) {
     spng_set_chunk_limits(ctx.get(), size_t(64) << 20, size_t(64) << 20);
     spng_set_png_buffer(ctx.get(), bytes.data(), bytes.size());
     spng_ihdr ih;
-    if (int e = spng_get_ihdr(ctx.get(), &ih)) fail(file, std::string("not a valid PNG: ") + spng_strerror(e));
+    if (int e = spng_get_ihdr(ctx.get(), &ih)) fail(file, std::string("corrupt or truncated PNG: ") + spng_strerror(e));
     checkSize(ih.width, ih.height, file);
     spng_trns trns;
     const bool hasTrns = spng_get_trns(ctx.get(), &trns) == 0;
@@ -80,7 +80,8 @@ Picture readPng(const std::string& file) {
     Picture p;
     p.alloc(fmt, int(ih.width), int(ih.height), file);
     size_t len = 0;
-    if (int e = spng_decoded_image_size(ctx.get(), sfmt, &len)) fail(file, std::string("cannot decode: ") + spng_strerror(e));
+    if (int e = spng_decoded_image_size(ctx.get(), sfmt, &len))
+        fail(file, std::string("corrupt or truncated PNG: ") + spng_strerror(e));
     if (len != p.bytes()) fail(file, "unexpected decoded size");
     if (int e = spng_decode_image(ctx.get(), p.data.data(), len, sfmt, flags))
         fail(file, std::string("corrupt or truncated PNG: ") + spng_strerror(e));
