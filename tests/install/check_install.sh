@@ -24,3 +24,11 @@ cmake --build "$work/consumer" >/dev/null
 "$work/consumer/quickstart_shared" >/dev/null
 "$work/consumer/quickstart_static" >/dev/null
 echo "find_package: ok"
+
+# The command-line tool, when it was built: it runs from the prefix and finds
+# the library beside it.
+if [ -f "$build/cli/celcc" ]; then
+  "$work/prefix/bin/celcc" list celiRGBToYCbCr_8u_C3R | grep -q "C3 RGB -> C3 YCbCr"
+  "$work/prefix/bin/celcc" route rgb24 i420 | grep -q celiRGBToYCbCr420_8u_C3P3R
+  echo "celcc: ok"
+fi
