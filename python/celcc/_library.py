@@ -1,0 +1,68 @@
+"""Finding and loading libcelccy8.
+
+Tried in this order, first hit wins:
+1. the environment variable CELCC_LIBRARY (a path to the shared library);
+2. the path recorded when the package was built or installed by CMake
+   (``_config.LIBRARY``), if that file exists;
+3. ``libcelccy8.so`` beside this package (a copy made by a packager);
+4. the system's search (``ctypes.util.find_library("celccy8")``, then the
+   plain file name, which the dynamic loader looks up in its usual places).
+
+ctypes.CDLL functions release the global interpreter lock for the length
+of each call, so threads that call the library run at the same time.
+"""
+import ctypes
+import ctypes.util
+import os
+
+try:
+    from . import _config
+except ImportError:  # installed by pip alone: no path was recorded
+    _config = None
+
+__all__ = ["load", "library_path"]
+
+_lib = None
+_path = None
+
+
+def _candidates():
+    env = os.environ.get("CELCC_LIBRARY")
+    if env:
+        yield env
+        return
+    recorded = getattr(_config, "LIBRARY", None)
+    if recorded and os.path.exists(recorded):
+        yield recorded
+    here = os.path.dirname(os.path.abspath(__file__))
+    for name in sorted(os.listdir(here)):
+        if name.startswith("libcelccy8.so"):
+            yield os.path.join(here, name)
+    found = ctypes.util.find_library("celccy8")
+    if found:
+        yield found
+    yield "libcelccy8.so"
+
+
+def load():
+    """The loaded library (a ctypes.CDLL), loaded on first use."""
+    global _lib, _path
+    if _lib is None:
+        errors = []
+        for cand in _candidates():
+            try:
+                _lib = ctypes.CDLL(cand)
+                _path = cand
+                break
+            except OSError as e:
+                errors.append("%s: %s" % (cand, e))
+        if _lib is None:
+            raise ImportError("celcc: cannot load libcelccy8 (set CELCC_LIBRARY to its path). Tried:\n  "
+                              + "\n  ".join(errors))
+    return _lib
+
+
+def library_path():
+    """The path or name the library was loaded from."""
+    load()
+    return _path

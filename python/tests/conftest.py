@@ -1,0 +1,158 @@
+"""Shared pieces of the binding's tests.
+
+The tests read the export list straight from include/celcc/exports*.inc
+(not from the generated module the binding is made of), and they build
+their reference calls by hand: their own reading of each parameter list,
+their own plane geometry, pointers and steps computed from the arrays.
+"""
+import ctypes
+import os
+import re
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+import celcc
+
+ROOT = Path(__file__).resolve().parents[2]
+INCLUDE = ROOT / "include" / "celcc"
+
+_ENTRY = re.compile(
+    r'CEL_EXPORT\(\s*(?P<ret>[^,]+?)\s*,\s*(?P<name>\w+)\s*,\s*\((?P<params>[^)]*)\)\s*,\s*\((?P<args>[^)]*)\)\s*,'
+    r'\s*(?P<doc>(?:"(?:[^"\\]|\\.)*"\s*)+)\)', re.S)
+
+
+def _strip_comments(text):
+    return re.sub(r"/\*.*?\*/", "", text, flags=re.S)
+
+
+def list_entries():
+    """[(ret, name, params text, doc)] of every export, read from the .inc
+    files that exports.inc includes, in its order."""
+    top = (INCLUDE / "exports.inc").read_text()
+    files = re.findall(r'#include\s+"([^"]+)"', _strip_comments(top))
+    out = []
+    for f in files:
+        text = _strip_comments((INCLUDE / f).read_text())
+        for m in _ENTRY.finditer(text):
+            doc = "".join(re.findall(r'"((?:[^"\\]|\\.)*)"', m.group("doc")))
+            params = " ".join(m.group("params").split())
+            out.append((m.group("ret").strip(), m.group("name"), params, doc))
+    return out
+
+
+ENTRIES = list_entries()
+
+# ---- The tests' own reading of a parameter list ---------------------------------
+
+_SAMPLE = {"uint8_t": np.uint8, "uint16_t": np.uint16, "int16_t": np.int16, "int32_t": np.int32,
+           "uint32_t": np.uint32, "float": np.float32, "double": np.float64}
+
+
+class P:
+    def __init__(self, text):
+        m = re.match(r"^(.*?)(\w+)\s*(?:\[(\d*)\])?$", text.strip())
+        self.text = text.strip()
+        self.type = " ".join(m.group(1).split())
+        self.name = m.group(2)
+        self.length = int(m.group(3)) if m.group(3) else None
+        self.stars = self.type.count("*") + (1 if self.length else 0)
+        base = re.sub(r"const|\*", " ", self.type).split()
+        self.base = base[0] if base else ""
+        self.const_data = self.type.startswith("const")
+
+
+def read_params(params):
+    return [P(t) for t in params.split(",")] if params.strip() not in ("", "void") else []
+
+
+def image_params(ps):
+    names = {p.name for p in ps}
+    return [p for p in ps if p.stars >= 1 and p.name + "Step" in names]
+
+
+def shape_key(params):
+    """The signature shape of a parameter list: which kinds of argument
+    stand in which order, whatever the sample types."""
+    ps = read_params(params)
+    imgs = {p.name for p in image_params(ps)}
+    steps = {n + "Step" for n in imgs}
+    key = []
+    for p in ps:
+        if p.name in imgs:
+            key.append(("const " if p.const_data else "") + ("planes" if p.stars == 2 else "image"))
+        elif p.name in steps:
+            key.append("steps" if p.length else "step")
+        elif p.base in ("CelSize", "CelRect"):
+            key.append(p.base + ":" + p.name)
+        elif p.stars:
+            key.append("pointer:" + p.name)
+        else:
+            key.append("value:" + p.name)
+    return tuple(key)
+
+
+# ---- Geometry, written for the tests -------------------------------------------------
+
+def name_parts(name):
+    """(source model, destination model, [layout tokens])."""
+    parts = name.split("_")
+    if parts[-1] == "L":
+        parts = parts[:-1]
+    op = parts[0][4:] if parts[0].startswith("celi") else parts[0]
+    tokens = re.findall(r"AC4|AP4|C\d|P\d", parts[-1]) if len(parts) > 1 else []
+    if "To" in op and re.search(r"To[A-Z0-9]", op):
+        i = re.search(r"To[A-Z0-9]", op).start()
+        return op[:i], op[i + 2:], tokens
+    return op, op, tokens
+
+
+def plane_shapes(token, model, h, w):
+    sub = re.findall(r"422|420|411|1620", model)
+    s = sub[0] if sub else ("422" if token == "C2" else None)
+    cw = {"420": (w + 1) // 2, "422": (w + 1) // 2, "411": (w + 3) // 4, "1620": (w + 3) // 4}.get(s, w)
+    ch = {"420": (h + 1) // 2, "1620": (h + 3) // 4}.get(s, h)
+    if token == "C1":
+        return [(h, w)]
+    if token in ("C2", "C3", "C4", "AC4"):
+        return [(h, w, {"C2": 2, "C3": 3, "C4": 4, "AC4": 4}[token])]
+    if token == "P2":
+        return [(h, w), (ch, cw, 2)]
+    if token == "P3":
+        return [(h, w), (ch, cw), (ch, cw)]
+    if token in ("P4", "AP4"):
+        return [(h, w), (ch, cw), (ch, cw), (h, w)]
+    raise AssertionError("layout token %r unknown to the tests" % token)
+
+
+def random_array(rng, shape, dtype):
+    dt = np.dtype(dtype)
+    if dt.kind == "f":
+        return rng.random(shape, dtype=np.float64).astype(dt)
+    info = np.iinfo(dt)
+    return rng.integers(info.min, int(info.max) + 1, size=shape, dtype=dt)
+
+
+def embedded(rng, shape, dtype, flip, fill=None):
+    """A view of `shape` inside a larger array (two rows and three pixels
+    of margin), rows reversed when `flip`; returns (view, whole)."""
+    big_shape = (shape[0] + 4, shape[1] + 6) + tuple(shape[2:])
+    whole = random_array(rng, big_shape, dtype) if fill is None else np.full(big_shape, fill, dtype)
+    view = whole[2:2 + shape[0], 3:3 + shape[1]]
+    if flip:
+        view = view[::-1]
+    return view, whole
+
+
+def pointer(a):
+    return a.__array_interface__["data"][0]
+
+
+@pytest.fixture(scope="session")
+def ref_lib():
+    """A second handle on the library for the reference calls."""
+    return ctypes.CDLL(celcc.library_path())
+
+
+SANITIZED = os.environ.get("CELCC_SANITIZED") == "1"

@@ -1,0 +1,62 @@
+"""The short forms pick the right export and pass its arguments on."""
+import numpy as np
+import pytest
+
+import celcc
+
+
+def _rng():
+    return np.random.default_rng(5)
+
+
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16])
+@pytest.mark.parametrize("pattern,grid", [("BGGR", 0), ("RGGB", 1), ("gbrg", 2), ("GRBG", 3)])
+def test_demosaic_is_the_bilinear_export(dtype, pattern, grid):
+    raw = _rng().integers(0, np.iinfo(dtype).max, (24, 31), dtype=dtype)
+    got = celcc.demosaic(raw, pattern)
+    name = "celiCFAToRGB_%s_C1C3R" % ("8u" if dtype == np.uint8 else "16u")
+    want = getattr(celcc, name)(raw, grid=grid)
+    assert got.shape == (24, 31, 3) and got.dtype == dtype
+    assert got.tobytes() == want.tobytes()
+
+
+def test_demosaic_region_and_out():
+    raw = _rng().integers(0, 255, (20, 30), dtype=np.uint8)
+    full = celcc.demosaic(raw, "RGGB")
+    out = np.zeros((8, 10, 3), np.uint8)
+    res = celcc.demosaic(raw, "RGGB", roi=(4, 6, 10, 8), out=out)
+    assert res is out
+    assert out.tobytes() == full[6:14, 4:14].tobytes()
+
+
+def test_demosaic_refuses_float():
+    with pytest.raises(TypeError):
+        celcc.demosaic(np.zeros((8, 8), np.float32), "RGGB")
+
+
+@pytest.mark.parametrize("shape,layout", [((9, 17), "C1"), ((9, 17, 3), "C3"), ((9, 17, 4), "C4")])
+@pytest.mark.parametrize("dither,mode", [("none", 0), ("ordered", 4)])
+def test_reduce_bits_is_the_export(shape, layout, dither, mode):
+    img = _rng().integers(0, 256, shape, dtype=np.uint8)
+    got = celcc.reduce_bits(img, 6, dither=dither)
+    want = getattr(celcc, "celiReduceBits_8u_%sR" % layout)(img, noise=0, ditherMode=mode, levels=6)
+    assert got.tobytes() == want.tobytes()
+    assert len(np.unique(got)) <= 6
+
+
+def test_reduce_bits_types_and_alpha():
+    img = _rng().random((7, 9, 4), dtype=np.float32)
+    got = celcc.reduce_bits(img, 4, dither="ordered", noise=20)
+    assert got.dtype == np.uint8
+    want = celcc.celiReduceBits_32f8u_C4R(img, noise=20, ditherMode=4, levels=4)
+    assert got.tobytes() == want.tobytes()
+    out = np.full((7, 9, 4), 77, np.uint8)
+    celcc.reduce_bits(img, 4, keep_alpha=True, out=out)
+    assert (out[..., 3] == 77).all()
+    wide = celcc.reduce_bits(np.ascontiguousarray(img[..., :3]), 10, dtype=np.uint16)
+    assert wide.dtype == np.uint16 and wide.shape == (7, 9, 3)
+
+
+def test_reduce_bits_unknown_form():
+    with pytest.raises(TypeError, match="no form"):
+        celcc.reduce_bits(np.zeros((4, 4), np.uint8), 4, dtype=np.float32)

@@ -1,0 +1,77 @@
+"""Every export of the list is reachable from Python, with its doc line."""
+import ctypes
+import inspect
+import pydoc
+
+import pytest
+
+import celcc
+from conftest import ENTRIES
+
+NAMES = [e[1] for e in ENTRIES]
+
+
+def test_the_list_was_read():
+    assert len(NAMES) >= 100
+    assert len(set(NAMES)) == len(NAMES)
+
+
+def test_binding_has_exactly_the_list():
+    assert celcc.exports() == NAMES
+
+
+@pytest.mark.parametrize("ret,name,params,doc", ENTRIES, ids=NAMES)
+def test_export_reachable(ret, name, params, doc, ref_lib):
+    fn = getattr(celcc, name, None)
+    assert callable(fn), "%s is not bound" % name
+    assert name in celcc.__all__
+    # help() shows the list's doc line and the C parameters.
+    assert doc in fn.__doc__
+    assert name + "(" in fn.__doc__
+    text = pydoc.render_doc(fn, renderer=pydoc.plaintext)
+    assert doc in text
+    # Bound with roles, not as a raw call in C order.
+    assert not fn.spec.raw, "%s fell back to a raw call: %s" % (name, fn.spec.why_raw)
+    # The symbol resolves and its stub reaches the tier function: with
+    # every pointer null and every number zero, an image function returns
+    # an error status (a null pointer, or its family's earlier check).
+    cfunc = getattr(ref_lib, name)
+    cfunc.argtypes = fn.c_function.argtypes
+    cfunc.restype = fn.c_function.restype
+    args = [t() for t in cfunc.argtypes]
+    result = cfunc(*args)
+    if ret == "CelStatus":
+        assert result < 0, "%s with null pointers returned %d" % (name, result)
+    else:
+        assert result  # the version record
+
+
+def test_module_help_lists_exports():
+    text = pydoc.render_doc(celcc, renderer=pydoc.plaintext)
+    for name in NAMES[:5] + NAMES[-5:]:
+        assert name in text
+
+
+def test_signature_shows_keywords():
+    sig = inspect.signature(celcc.celiGrayToRGB_8u_C1C4R)
+    assert list(sig.parameters)[:2] == ["src", "dst"]
+    assert sig.parameters["alphaValue"].kind is inspect.Parameter.KEYWORD_ONLY
+
+
+def test_version_record():
+    v = celcc.version()
+    assert v["tierTag"] == "y8"
+    assert v["releaseMajor"] == 2019
+    assert isinstance(v["versionLabel"], bytes) or isinstance(v["versionLabel"], str)
+
+
+def test_status_table_from_header():
+    assert celcc.STATUS["celStatusOk"] == 0
+    assert celcc.STATUS["celStatusNullPointer"] == -8
+    assert celcc.STATUS["celStatusOddSize"] == 35
+
+
+def test_gil_released():
+    # ctypes.CDLL (not PyDLL) functions drop the interpreter lock in the call.
+    fn = celcc.celiRGBToYCbCr_8u_C3R.c_function
+    assert not (fn._flags_ & ctypes._FUNCFLAG_PYTHONAPI)
