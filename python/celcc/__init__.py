@@ -28,13 +28,15 @@ reduce_bits().
 from ._binding import STATUS, Error, StatusWarning, bind_all, exports, spec
 from ._library import library_path
 
+Error.__module__ = StatusWarning.__module__ = "celcc"
+
 _bound = bind_all()
 globals().update(_bound)
 
-from ._api import convert, demosaic, formats, reduce_bits  # noqa: E402
+from ._api import convert, demosaic, formats, reduce_bits, route  # noqa: E402
 
 __all__ = ["Error", "StatusWarning", "STATUS", "exports", "spec", "library_path", "version",
-           "convert", "demosaic", "reduce_bits", "formats"] + list(_bound)
+           "convert", "demosaic", "reduce_bits", "formats", "route"] + list(_bound)
 
 
 def version():

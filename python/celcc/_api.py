@@ -3,11 +3,14 @@
 The exports are picked by name from the bound list, so a new type or
 layout form of a family is used as soon as it is in the export list.
 """
+import ctypes
+import warnings
+
 import numpy as np
 
-from . import _binding
+from . import _binding, _library
 
-__all__ = ["convert", "demosaic", "reduce_bits", "formats"]
+__all__ = ["convert", "demosaic", "reduce_bits", "formats", "route"]
 
 _TYPE_TOKENS = {np.dtype(np.uint8): "8u", np.dtype(np.uint16): "16u", np.dtype(np.int16): "16s",
                 np.dtype(np.int32): "32s", np.dtype(np.float32): "32f", np.dtype(np.float64): "64f"}
@@ -80,12 +83,197 @@ def reduce_bits(img, levels, dither="none", *, noise=0, dtype=None, keep_alpha=F
     return funcs[name](img, out, noise=noise, ditherMode=dither, levels=levels)
 
 
+# ---- convert(): routes of the front ends' table of conversions -------------------
+#
+# The formats, the exports that join them and the route finder live in
+# libcelccfmt (formats/); these are its C structures, as celcc_formats.h
+# declares them.
+
+class _Plane(ctypes.Structure):
+    _fields_ = [("unitBytes", ctypes.c_int32), ("unitWidth", ctypes.c_int32), ("unitHeight", ctypes.c_int32)]
+
+
+class _Format(ctypes.Structure):
+    _fields_ = [("name", ctypes.c_char_p), ("aliases", ctypes.c_char_p), ("doc", ctypes.c_char_p),
+                ("sample", ctypes.c_int32), ("sampleBytes", ctypes.c_int32), ("model", ctypes.c_int32),
+                ("channels", ctypes.c_int32), ("alignWidth", ctypes.c_int32), ("alignHeight", ctypes.c_int32),
+                ("planeCount", ctypes.c_int32), ("plane", _Plane * 3)]
+
+
+class _Image(ctypes.Structure):
+    _fields_ = [("format", ctypes.c_int32), ("width", ctypes.c_int32), ("height", ctypes.c_int32),
+                ("plane", ctypes.c_void_p * 3), ("step", ctypes.c_int32 * 3)]
+
+
+class _Call(ctypes.Structure):
+    _fields_ = [("exportName", ctypes.c_char_p), ("status", ctypes.c_int32)]
+
+
+class _Report(ctypes.Structure):
+    _fields_ = [("count", ctypes.c_int32), ("call", _Call * 2)]
+
+
+_fmt_lib = None
+
+
+def _table():
+    global _fmt_lib
+    if _fmt_lib is None:
+        lib = _library.load_formats()
+        if lib is None:
+            raise RuntimeError("celcc.convert: libcelccfmt (the table of conversions) was not found; "
+                               "set CELCCFMT_LIBRARY to its path")
+        lib.celccfmt_format_count.restype = ctypes.c_int
+        lib.celccfmt_format.restype = ctypes.POINTER(_Format)
+        lib.celccfmt_format.argtypes = [ctypes.c_int]
+        lib.celccfmt_format_find.restype = ctypes.c_int
+        lib.celccfmt_format_find.argtypes = [ctypes.c_char_p]
+        lib.celccfmt_plane_size.restype = ctypes.c_int
+        lib.celccfmt_plane_size.argtypes = [ctypes.c_int] * 4 + [ctypes.POINTER(ctypes.c_int32)] * 2 + [
+            ctypes.POINTER(ctypes.c_int64)]
+        lib.celccfmt_route.restype = ctypes.c_int
+        lib.celccfmt_route.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_int32 * 2]
+        lib.celccfmt_route_text.restype = ctypes.c_int
+        lib.celccfmt_route_text.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_char_p, ctypes.c_size_t]
+        lib.celccfmt_convert.restype = ctypes.c_int
+        lib.celccfmt_convert.argtypes = [ctypes.POINTER(_Image), ctypes.POINTER(_Image), ctypes.POINTER(_Report)]
+        lib.celccfmt_status_name.restype = ctypes.c_char_p
+        lib.celccfmt_status_name.argtypes = [ctypes.c_int]
+        _fmt_lib = lib
+    return _fmt_lib
+
+
+_SAMPLE_DTYPES = {1: np.dtype(np.uint8), 2: np.dtype(np.uint16), 3: np.dtype(np.float32)}
+
+
 def formats():
-    """The pixel formats convert() knows (empty until the front ends' table
-    of conversions is present)."""
-    return []
+    """{name: (aliases, doc)} of the pixel formats convert() knows, from the
+    table of conversions."""
+    lib = _table()
+    out = {}
+    for i in range(lib.celccfmt_format_count()):
+        f = lib.celccfmt_format(i).contents
+        out[f.name.decode()] = (f.aliases.decode(), f.doc.decode())
+    return out
+
+
+def _format_id(lib, name):
+    fid = lib.celccfmt_format_find(str(name).encode())
+    if fid < 0:
+        raise ValueError("convert: unknown pixel format %r; the table knows %s" % (name, ", ".join(formats())))
+    return fid
+
+
+def _plane_shapes(lib, fid, fmt, w, h):
+    """The array shape of every plane of a w x h image: plane 0 by pixels
+    ((H, W) or (H, W, samples a pixel)), the others by units of the plane
+    ((rows, units) or (rows, units, samples a unit))."""
+    shapes = []
+    for p in range(fmt.planeCount):
+        pw, ph, rb = ctypes.c_int32(), ctypes.c_int32(), ctypes.c_int64()
+        st = lib.celccfmt_plane_size(fid, w, h, p, ctypes.byref(pw), ctypes.byref(ph), ctypes.byref(rb))
+        if st != 0:
+            raise ValueError("convert: %s has no %d x %d image (%s)" % (
+                fmt.name.decode(), w, h, lib.celccfmt_status_name(st).decode()))
+        across = w if p == 0 else pw.value
+        samples = rb.value // fmt.sampleBytes
+        if across <= 0 or samples % across:
+            raise ValueError("convert: width %d does not fit the layout of %s" % (w, fmt.name.decode()))
+        per = samples // across
+        shapes.append((ph.value, across) if per == 1 else (ph.value, across, per))
+    return shapes
+
+
+def _planes(v, fmt, what):
+    if fmt.planeCount == 1:
+        if not isinstance(v, np.ndarray):
+            raise TypeError("convert: %s of %s must be a numpy.ndarray" % (what, fmt.name.decode()))
+        return [v]
+    if isinstance(v, np.ndarray):
+        raise TypeError("convert: %s of %s takes a sequence of %d planes" % (what, fmt.name.decode(),
+                                                                            fmt.planeCount))
+    planes = list(v)
+    if len(planes) != fmt.planeCount:
+        raise ValueError("convert: %s of %s takes %d planes, got %d" % (what, fmt.name.decode(), fmt.planeCount,
+                                                                       len(planes)))
+    return planes
+
+
+def _image(fid, fmt, w, h, planes):
+    img = _Image()
+    img.format, img.width, img.height = fid, w, h
+    for i, a in enumerate(planes):
+        img.plane[i] = a.ctypes.data
+        img.step[i] = int(a.strides[0])
+    return img
 
 
 def convert(img, src_format, dst_format, out=None):
-    """Converts an image between two pixel formats of the front ends' table."""
-    raise NotImplementedError("convert: the table of conversions is not part of this build")
+    """Converts an image between two pixel formats of the front ends' table
+    of conversions (formats/), by the route the table finds: one export, or
+    two through an intermediate image.
+
+    src_format, dst_format: format names or aliases, any case ("RGB24" or
+    "RGB", "I420", "NV12", "YUY2", "GRAY8", "XYZ48", ...; celcc.formats()
+    lists them).  img: one array for a one-plane format, (H, W) or
+    (H, W, samples a pixel) (packed 4:2:2 is (H, W, 2)); a sequence of
+    planes otherwise, chroma planes by their units ((H/2, W/2) for I420,
+    (H/2, W/2, 2) for NV12).  Rows may be any slice (negative steps too);
+    samples must be contiguous within a row.  out: destination planes to
+    write into; allocated when omitted.  Returns the destination (an array,
+    or a tuple of planes).
+
+    A negative status raises celcc.Error naming the status and the export
+    (or the table's own status, such as celFmtNoRoute); a positive one is a
+    celcc.StatusWarning.  celcc.route(src, dst) tells the route taken.
+    """
+    lib = _table()
+    sid, did = _format_id(lib, src_format), _format_id(lib, dst_format)
+    sf, df = lib.celccfmt_format(sid).contents, lib.celccfmt_format(did).contents
+    src = _planes(img, sf, "the source")
+    a0 = src[0]
+    if not isinstance(a0, np.ndarray) or a0.ndim < 2:
+        raise TypeError("convert: the source's first plane must be a 2-D or 3-D numpy.ndarray")
+    h, w = int(a0.shape[0]), int(a0.shape[1])
+    for f in (sf, df):
+        if w % f.alignWidth or h % f.alignHeight:
+            raise ValueError("convert: %s needs a width that is a multiple of %d and a height of %d, not %d x %d"
+                             % (f.name.decode(), f.alignWidth, f.alignHeight, w, h))
+    sshapes = _plane_shapes(lib, sid, sf, w, h)
+    dshapes = _plane_shapes(lib, did, df, w, h)
+    sdt, ddt = _SAMPLE_DTYPES[sf.sample], _SAMPLE_DTYPES[df.sample]
+    for i, (a, shape) in enumerate(zip(src, sshapes)):
+        _binding._check_array(a, shape, sdt, "convert", "source plane %d" % i, False)
+    if out is None:
+        dst = [np.zeros(shape, ddt) for shape in dshapes]
+    else:
+        dst = _planes(out, df, "the destination")
+    for i, (a, shape) in enumerate(zip(dst, dshapes)):
+        _binding._check_array(a, shape, ddt, "convert", "destination plane %d" % i, True)
+    si, di = _image(sid, sf, w, h, src), _image(did, df, w, h, dst)
+    report = _Report()
+    st = lib.celccfmt_convert(ctypes.byref(si), ctypes.byref(di), ctypes.byref(report))
+    calls = [(report.call[i].exportName.decode(), report.call[i].status) for i in range(report.count)]
+    if st < 0:
+        failed = [n for n, s in calls if s == st]
+        raise _binding.Error(st, failed[0] if failed else "celccfmt_convert (%s -> %s)" % (
+            sf.name.decode(), df.name.decode()), lib.celccfmt_status_name(st).decode())
+    for n, s in calls:
+        if s > 0:
+            warnings.warn(_binding.StatusWarning(s, n), stacklevel=2)
+    return dst[0] if len(dst) == 1 else tuple(dst)
+
+
+def route(src_format, dst_format):
+    """The route convert() takes, as the table writes it, e.g.
+    "RGB24 -> I420 (celiRGBToYCbCr420_8u_C3P3R)"."""
+    lib = _table()
+    sid, did = _format_id(lib, src_format), _format_id(lib, dst_format)
+    edges = (ctypes.c_int32 * 2)()
+    n = lib.celccfmt_route(sid, did, edges)
+    if n < 0:
+        raise _binding.Error(n, "celccfmt_route (%s -> %s)" % (src_format, dst_format),
+                             lib.celccfmt_status_name(n).decode())
+    buf = ctypes.create_string_buffer(1024)
+    lib.celccfmt_route_text(sid, did, buf, 1024)
+    return buf.value.decode()

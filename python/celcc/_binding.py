@@ -60,11 +60,14 @@ class Error(Exception):
     """A negative status: nothing was written.  ``status`` is the number,
     ``name`` its name in celcc.h, ``export`` the function that returned it."""
 
-    def __init__(self, status, export):
+    def __init__(self, status, export, name=None):
         self.status = status
-        self.name = _STATUS_NAME.get(status, "unknown status")
+        self.name = name or _STATUS_NAME.get(status, "unknown status")
         self.export = export
-        super().__init__(_describe(status, export))
+        if name and status not in _STATUS_NAME:
+            super().__init__("%s: %s (%d)" % (export, name, status))
+        else:
+            super().__init__(_describe(status, export))
 
 
 class StatusWarning(UserWarning):

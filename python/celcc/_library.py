@@ -20,7 +20,7 @@ try:
 except ImportError:  # installed by pip alone: no path was recorded
     _config = None
 
-__all__ = ["load", "library_path"]
+__all__ = ["load", "library_path", "load_formats"]
 
 _lib = None
 _path = None
@@ -66,3 +66,36 @@ def library_path():
     """The path or name the library was loaded from."""
     load()
     return _path
+
+
+_fmt = None
+
+
+def load_formats():
+    """libcelccfmt, the front ends' table of conversions, or None when it
+    cannot be found.  Looked up as the image library is: CELCCFMT_LIBRARY,
+    the recorded path, beside the package, the system's search."""
+    global _fmt
+    if _fmt is None:
+        load()  # the table's library needs libcelccy8 loaded first
+        cands = []
+        env = os.environ.get("CELCCFMT_LIBRARY")
+        if env:
+            cands.append(env)
+        recorded = getattr(_config, "FORMATS_LIBRARY", None)
+        if recorded and os.path.exists(recorded):
+            cands.append(recorded)
+        if _path and os.path.dirname(_path):
+            here = os.path.dirname(_path)
+            cands += [os.path.join(here, n) for n in sorted(os.listdir(here)) if n.startswith("libcelccfmt.so")]
+        found = ctypes.util.find_library("celccfmt")
+        if found:
+            cands.append(found)
+        cands.append("libcelccfmt.so")
+        for cand in cands:
+            try:
+                _fmt = ctypes.CDLL(cand)
+                break
+            except OSError:
+                continue
+    return _fmt
