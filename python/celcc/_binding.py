@@ -353,6 +353,8 @@ class Spec:
                 continue
             step = by_name.get(p.name + "Step")
             target = p.pointee()
+            if step is not None and p.name in _SCRATCH_NAMES and not p.abi["const"]:
+                continue  # rows of scratch, see below
             if step is not None and (target["kind"] != "pointer" or p.pointee(2)["kind"] != "pointer"):
                 images.append((p, step))
                 steps_used.add(step.name)
@@ -362,6 +364,12 @@ class Spec:
                 role = "image"
             elif p.name in steps_used:
                 role = "step"
+            elif p.is_pointer and p.name in _SCRATCH_NAMES and p.name + "Step" in by_name:
+                if _np_dtype(p.pointee()) is None:
+                    raise _Unbindable("scratch rows of no number type")
+                role = "scratch rows"
+            elif p.name.endswith("Step") and self.roles.get(p.name[:-4]) == "scratch rows":
+                role = "scratch step"
             elif p.abi["kind"] == "struct":
                 fields = len(STRUCTS.get(p.type_name, [])) or None
                 if p.name == "roiSize":
@@ -441,6 +449,10 @@ class Spec:
                 out.append((p.name, inspect.Parameter.empty, p.text + "; a tuple of its fields"))
             elif role == "scratch":
                 out.append((p.name, None, p.text + "; None: allocated for the call"))
+            elif role == "scratch rows":
+                out.append((p.name, inspect.Parameter.empty,
+                            p.text + "; a writeable 2-D %s array of scratch rows (its size: see the doc line); "
+                            "the step comes from its strides" % _np_dtype(p.pointee()).name))
         return out
 
 
@@ -566,7 +578,7 @@ def _make_function(spec, cfunc, lib_funcs):
             if v is None:
                 if s.role != "dst":
                     raise TypeError("%s: the source image %s is required" % (name, s.name))
-                planes = [np.zeros(shape, s.dtype) for shape in shapes]
+                planes = [_allocate(shape, s.dtype) for shape in shapes]
             else:
                 planes = [v] if s.nplanes == 1 else _seq(v, s, name)
             for i, (a, shape) in enumerate(zip(planes, shapes)):
@@ -635,6 +647,17 @@ def _make_function(spec, cfunc, lib_funcs):
                     raise TypeError("%s: %s must be a writeable contiguous numpy.ndarray" % (name, p.name))
                 kwargs["_keep_" + p.name] = v
                 cargs.append(v.ctypes.data)
+            elif role == "scratch rows":
+                v = kwargs.get(p.name)
+                dt = _np_dtype(p.pointee())
+                if not isinstance(v, np.ndarray) or v.ndim != 2 or v.dtype != dt:
+                    raise TypeError("%s: %s must be a 2-D numpy.ndarray of %s" % (name, p.name, dt.name))
+                if not v.flags.writeable or (v.shape[1] > 1 and v.strides[1] != v.itemsize):
+                    raise ValueError("%s: %s must be writeable with contiguous rows" % (name, p.name))
+                cargs.append(v.ctypes.data)
+            elif role == "scratch step":
+                v = kwargs.get(p.name[:-4])
+                cargs.append(int(v.strides[0]))
             elif role == "output":
                 dt = _np_dtype(p.pointee()) or np.dtype(np.uint8)
                 out = np.zeros(p.length or 1, dt)
@@ -657,6 +680,19 @@ def _make_function(spec, cfunc, lib_funcs):
         return results[0] if len(results) == 1 else tuple(results)
 
     return call
+
+
+_SLACK_ROWS = 8
+
+
+def _allocate(shape, dtype):
+    """A zeroed, contiguous destination of `shape`, viewed on a buffer with
+    a few spare rows behind it: a family whose documented writes reach a
+    little past its region (the demosaicers' border strips) then writes into
+    memory that belongs to the array's base, never outside the allocation."""
+    row = int(np.prod(shape[1:])) if len(shape) > 1 else 1
+    base = np.zeros((shape[0] + _SLACK_ROWS) * row, dtype)
+    return base[:shape[0] * row].reshape(shape)
 
 
 def _scalar_out(arr):

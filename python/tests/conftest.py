@@ -15,7 +15,8 @@ import pytest
 
 import celcc
 
-ROOT = Path(__file__).resolve().parents[2]
+# The source tree whose export list is read (another checkout for a cross-check).
+ROOT = Path(os.environ.get("CELCC_SOURCE_DIR") or Path(__file__).resolve().parents[2])
 INCLUDE = ROOT / "include" / "celcc"
 
 _ENTRY = re.compile(
@@ -67,9 +68,14 @@ def read_params(params):
     return [P(t) for t in params.split(",")] if params.strip() not in ("", "void") else []
 
 
+SCRATCH_NAMES = {"scratch", "buffer", "pBuffer", "pScratch"}
+
+
 def image_params(ps):
+    """Pointers with a step, less rows of scratch (a buffer with a step)."""
     names = {p.name for p in ps}
-    return [p for p in ps if p.stars >= 1 and p.name + "Step" in names]
+    return [p for p in ps if p.stars >= 1 and p.name + "Step" in names
+            and not (p.name in SCRATCH_NAMES and not p.const_data)]
 
 
 def shape_key(params):
@@ -84,7 +90,7 @@ def shape_key(params):
             key.append(("const " if p.const_data else "") + ("planes" if p.stars == 2 else "image"))
         elif p.name in steps:
             key.append("steps" if p.length else "step")
-        elif p.base in ("CelSize", "CelRect"):
+        elif p.base.startswith(("CelSize", "CelRect")):
             key.append(p.base + ":" + p.name)
         elif p.stars:
             key.append("pointer:" + p.name)

@@ -17,7 +17,7 @@ import numpy as np
 import pytest
 
 import celcc
-from conftest import (ENTRIES, embedded, image_params, name_parts, plane_shapes, pointer, random_array,
+from conftest import (ENTRIES, SCRATCH_NAMES, embedded, image_params, name_parts, plane_shapes, pointer, random_array,
                       read_params, shape_key)
 
 IMAGE_ENTRIES = [e for e in ENTRIES if image_params(read_params(e[2]))]
@@ -41,13 +41,20 @@ def _sides(name, params):
     imgs = image_params(ps)
     src_model, dst_model, tokens = name_parts(name)
     srcs = [p for p in imgs if p.const_data]
-    dsts = [p for p in imgs if not p.const_data]
+    inout = [p for p in imgs if p.name.startswith("srcDst")]
+    dsts = [p for p in imgs if not p.const_data and p not in inout]
     out = []
     if srcs:
         out.append(("src", tokens[0], src_model, srcs))
+    if inout:
+        out.append(("inout", tokens[0], src_model, inout))
     if dsts:
         out.append(("dst", tokens[-1], dst_model, dsts))
     return out
+
+
+def _written(sides):
+    return sides["dst"] if "dst" in sides else sides["inout"]
 
 
 def _sample_dtype(p):
@@ -60,7 +67,7 @@ def _make_inputs(rng, name, params, h, w, view):
     (for frame-based exports) and the keywords."""
     ps = read_params(params)
     names = {p.name for p in ps}
-    frame = "srcSize" in names and any(p.base == "CelRect" for p in ps)
+    frame = "srcSize" in names and any(p.base.startswith("CelRect") for p in ps)
     rect = (1, 2, w - 3, h - 4) if (frame and view) else (0, 0, w, h)
     sides = {}
     for role, token, model, plist in _sides(name, params):
@@ -82,15 +89,22 @@ def _make_inputs(rng, name, params, h, w, view):
                     seed = int(rng.integers(1 << 30))
                     a1, w1 = embedded(np.random.default_rng(seed), shape, dt, flip=True)
                     a2, w2 = embedded(np.random.default_rng(seed), shape, dt, flip=True)
+                elif role == "inout":
+                    a1 = w1 = random_array(rng, shape, dt)
+                    a2 = w2 = a1.copy()
                 else:
                     a1 = w1 = None
                     a2 = w2 = np.zeros(shape, dt)
                 arrays.append((a1, w1, (a2, w2)))
         sides[role] = (token, plist, dt, arrays)
     kw = {}
-    dst_dt = sides["dst"][2] if "dst" in sides else None
+    dst_dt = _written(sides)[2]
     for p in ps:
-        if p.stars == 0 and p.base not in ("CelSize", "CelRect") and not p.name.endswith("Step"):
+        # Rows of scratch: generous, as the doc lines size them by the width.
+        if p.name in SCRATCH_NAMES and p.name + "Step" in names and p.stars == 1:
+            kw[p.name] = np.zeros((64, 4 * (w + 64)), _sample_dtype(p))
+    for p in ps:
+        if p.stars == 0 and not p.base.startswith(("CelSize", "CelRect")) and not p.name.endswith("Step"):
             kw[p.name] = SCALARS.get(p.name, lambda rng, dt: 0)(rng, dst_dt)
         if p.stars == 1 and p.const_data and p.name + "Step" not in names and p.name in NUMBERS:
             kw[p.name] = NUMBERS[p.name]
@@ -121,7 +135,13 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
 
     for p, ctype in zip(ps, cfunc.argtypes):
         owner = P_named(ps, p.name[:-4]) if p.name.endswith("Step") else None
-        if owner is not None and planes_of(owner) is not None:
+        if p.name in SCRATCH_NAMES and owner is None and P_named(ps, p.name + "Step") is not None:
+            rows = np.zeros_like(kw[p.name])
+            keep.append(rows)
+            args.append(pointer(rows))
+        elif owner is not None and owner.name in SCRATCH_NAMES and owner.name in kw:
+            args.append(kw[owner.name].strides[0])
+        elif owner is not None and planes_of(owner) is not None:
             planes = planes_of(owner)
             if p.length:
                 arr = (ctypes.c_int * len(planes))(*[a.strides[0] for a in planes])
@@ -137,9 +157,9 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
                 args.append(ctypes.addressof(arr))
             else:
                 args.append(pointer(planes[0]))
-        elif p.base == "CelSize":
+        elif p.base.startswith("CelSize"):
             args.append(ctype(w, h))
-        elif p.base == "CelRect":
+        elif p.base.startswith("CelRect"):
             args.append(ctype(*rect))
         elif p.name in kw and p.stars == 0:
             args.append(kw[p.name])
@@ -165,10 +185,10 @@ def P_named(ps, name):
 
 def _python_call(name, sides, kw, given):
     fn = getattr(celcc, name)
-    token, plist, dt, arrays = sides["src"]
+    token, plist, dt, arrays = sides["src"] if "src" in sides else sides["inout"]
     src = arrays[0][0] if len(arrays) == 1 else [a for a, _, _ in arrays]
     args = [src]
-    if given:
+    if given and "dst" in sides:
         token, plist, dt, arrays = sides["dst"]
         args.append(arrays[0][0] if len(arrays) == 1 else [a for a, _, _ in arrays])
     with warnings.catch_warnings(record=True) as caught:
@@ -193,7 +213,7 @@ def test_allocated_destination_equals_c(ret, name, params, doc, size, ref_lib):
     if expected_status < 0:
         return
     outs = [result] if isinstance(result, np.ndarray) else list(result)
-    refs = [a_ref[0] for _, _, a_ref in sides["dst"][3]]
+    refs = [a_ref[0] for _, _, a_ref in _written(sides)[3]]
     assert len(outs) == len(refs)
     for got, want in zip(outs, refs):
         assert got.shape == want.shape and got.dtype == want.dtype
@@ -206,18 +226,18 @@ def test_regions_with_offsets_and_negative_steps_equal_c(ret, name, params, doc,
     h, w = size
     rng = np.random.default_rng(zlib.crc32(name.encode()) + 7 * h)
     sides, rect, kw = _make_inputs(rng, name, params, h, w, view=True)
-    before = [w1.copy() for _, w1, _ in sides["dst"][3]]
+    before = [w1.copy() for _, w1, _ in _written(sides)[3]]
     expected_status = _reference(ref_lib, name, params, sides, h, w, rect, kw)
     result, status = _python_call(name, sides, kw, given=True)
     # Exports that refuse negative steps refuse them from Python too.
     assert status == expected_status
-    for (view, whole, (ref_view, ref_whole)), orig in zip(sides["dst"][3], before):
+    for (view, whole, (ref_view, ref_whole)), orig in zip(_written(sides)[3], before):
         assert whole.tobytes() == ref_whole.tobytes(), "%s: region or its margin differs from C" % name
         if expected_status < 0:
             assert whole.tobytes() == orig.tobytes()
     if expected_status >= 0:
         outs = [result] if isinstance(result, np.ndarray) else list(result)
-        for got, (view, _, _) in zip(outs, sides["dst"][3]):
+        for got, (view, _, _) in zip(outs, _written(sides)[3]):
             assert got is view
 
 
