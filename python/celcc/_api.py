@@ -28,22 +28,58 @@ def _token(dtype):
     return _TYPE_TOKENS[dt]
 
 
-def demosaic(raw, pattern, *, roi=None, out=None):
-    """Bayer mosaic (H, W) of uint8 or uint16 -> interleaved R, G, B (h, w, 3)
-    by the bilinear demosaicer (edge-directed green inside the frame).
+# The demosaicers by algorithm: export name pattern (sample token filled
+# in), channel order of its destination.
+_DEMOSAICERS = {
+    "bilinear": ("celiCFAToRGB_%s_C1C3R", "RGB"),
+    "vng": ("celiCFAToBGRA_VNG_%s_C1C4R_L", "BGRA"),
+    "ahd": ("celiDemosaicAHD_%s_C1C3R", "RGB"),
+}
+
+
+def demosaic(raw, pattern, *, algorithm="bilinear", roi=None, out=None):
+    """Bayer mosaic (H, W) of uint8 or uint16 -> interleaved R, G, B (h, w, 3).
 
     pattern: the frame's top-left 2x2 block, "RGGB", "BGGR", "GRBG" or
-    "GBRG" (or its CelBayerGrid number).  roi: (x, y, width, height) of the
-    region to convert, in frame coordinates; the whole frame when omitted.
-    out: a destination array of shape (height, width, 3) to write into.
+    "GBRG" (or its CelBayerGrid number).  algorithm: "bilinear" (edge-directed
+    green inside the frame), "vng" (threshold-based variable number of
+    gradients) or "ahd" (adaptive homogeneity-directed), where the library
+    has that export.  roi: (x, y, width, height) of the region to convert,
+    in frame coordinates; the whole frame when omitted.  out: a destination
+    of shape (height, width, 3) to write into (bilinear only; the others
+    give a new array).  VNG's B, G, R, A result is returned as R, G, B; AHD's
+    scratch rows and the columns its border strips may write past the
+    region are allocated here.
     """
     if not isinstance(raw, np.ndarray):
         raise TypeError("demosaic: raw must be a numpy.ndarray")
-    name = "celiCFAToRGB_%s_C1C3R" % _token(raw.dtype)
+    if algorithm not in _DEMOSAICERS:
+        raise ValueError("demosaic: algorithm must be one of %s" % ", ".join(_DEMOSAICERS))
+    pattern_name, order = _DEMOSAICERS[algorithm]
+    name = pattern_name % _token(raw.dtype)
     funcs = _functions()
     if name not in funcs:
-        raise TypeError("demosaic: no bilinear demosaicer for %s samples" % raw.dtype)
-    return funcs[name](raw, out, grid=pattern, srcRoi=roi)
+        raise TypeError("demosaic: no %s demosaicer for %s samples in this library (%s)" % (
+            algorithm, raw.dtype, name))
+    fn = funcs[name]
+    if algorithm == "bilinear":
+        return fn(raw, out, grid=pattern, srcRoi=roi)
+    if out is not None:
+        raise TypeError("demosaic: out is taken by the bilinear demosaicer only")
+    h, w = raw.shape[:2]
+    x, y, rw, rh = (0, 0, w, h) if roi is None else (int(v) for v in roi)
+    if algorithm == "vng":
+        bgra = fn(raw, grid=pattern, srcRoi=(x, y, rw, rh))
+        return np.ascontiguousarray(bgra[..., 2::-1])
+    # AHD: 30 scratch rows of (max(width, 5) + 6) samples and 16 bytes, and
+    # a destination wide and high enough for the strips' overshoot, cut to
+    # the region afterwards.
+    item = raw.dtype.itemsize
+    buffer = np.zeros((30, max(rw, 5) + 6 + -(-16 // item)), raw.dtype)
+    margin = 8
+    wide = np.zeros((rh + margin, rw + margin, 3), raw.dtype)
+    fn(raw, wide[:rh, :rw], grid=pattern, srcRoi=(x, y, rw, rh), buffer=buffer)
+    return np.ascontiguousarray(wide[:rh, :rw])
 
 
 _CHANNEL_LAYOUTS = {1: "C1", 3: "C3", 4: "C4"}

@@ -60,3 +60,29 @@ def test_reduce_bits_types_and_alpha():
 def test_reduce_bits_unknown_form():
     with pytest.raises(TypeError, match="no form"):
         celcc.reduce_bits(np.zeros((4, 4), np.uint8), 4, dtype=np.float32)
+
+
+@pytest.mark.parametrize("algorithm", ["vng", "ahd"])
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16])
+def test_demosaic_other_algorithms(algorithm, dtype):
+    raw = _rng().integers(0, np.iinfo(dtype).max, (26, 34), dtype=dtype)
+    try:
+        got = celcc.demosaic(raw, "GRBG", algorithm=algorithm)
+    except TypeError as e:
+        if "no %s demosaicer" % algorithm in str(e):
+            pytest.skip(str(e))
+        raise
+    assert got.shape == (26, 34, 3) and got.dtype == dtype and got.flags.c_contiguous
+    part = celcc.demosaic(raw, "GRBG", algorithm=algorithm, roi=(8, 6, 12, 10))
+    assert part.shape == (10, 12, 3)
+    if algorithm == "vng":
+        bgra = celcc.celiCFAToBGRA_VNG_8u_C1C4R_L(raw, grid=3) if dtype == np.uint8 else \
+            celcc.celiCFAToBGRA_VNG_16u_C1C4R_L(raw, grid=3)
+        assert got.tobytes() == np.ascontiguousarray(bgra[..., 2::-1]).tobytes()
+    # Away from the frame's rim a region gives the whole frame's pixels.
+    assert part[2:-2, 2:-2].tobytes() == got[8:14, 10:18].tobytes()
+
+
+def test_demosaic_unknown_algorithm():
+    with pytest.raises(ValueError, match="bilinear"):
+        celcc.demosaic(np.zeros((8, 8), np.uint8), "RGGB", algorithm="nearest")

@@ -31,6 +31,8 @@ SCALARS = {
     "noise": lambda rng, dt: 0,
     "ditherMode": lambda rng, dt: 4,
     "levels": lambda rng, dt: 5,
+    "vMin": lambda rng, dt: 0.0,
+    "vMax": lambda rng, dt: 1.0,
 }
 NUMBERS = {"coeffs": [0.25, 0.5, 0.25]}
 
