@@ -3,7 +3,8 @@
 Tried in this order, first hit wins:
 1. the environment variable CELCC_LIBRARY (a path to the shared library);
 2. the path recorded when the package was built or installed by CMake
-   (``_config.LIBRARY``), if that file exists;
+   (``_config``: absolute in the build tree, relative to the package once
+   installed), if that file exists;
 3. ``libcelccy8.so`` beside this package (a copy made by a packager);
 4. the system's search (``ctypes.util.find_library("celccy8")``, then the
    plain file name, which the dynamic loader looks up in its usual places).
@@ -31,10 +32,10 @@ def _candidates():
     if env:
         yield env
         return
-    recorded = getattr(_config, "LIBRARY", None)
-    if recorded and os.path.exists(recorded):
-        yield recorded
     here = os.path.dirname(os.path.abspath(__file__))
+    recorded = _recorded("LIBRARY")
+    if recorded:
+        yield recorded
     for name in sorted(os.listdir(here)):
         if name.startswith("libcelccy8.so"):
             yield os.path.join(here, name)
@@ -42,6 +43,17 @@ def _candidates():
     if found:
         yield found
     yield "libcelccy8.so"
+
+
+def _recorded(key):
+    """The path CMake recorded: absolute in the build tree, relative to
+    this folder once installed; None when it does not exist."""
+    here = os.path.dirname(os.path.abspath(__file__))
+    for path in (getattr(_config, key, None),
+                 getattr(_config, key + "_RELATIVE", None) and os.path.join(here, getattr(_config, key + "_RELATIVE"))):
+        if path and os.path.exists(path):
+            return os.path.normpath(path)
+    return None
 
 
 def load():
@@ -82,8 +94,8 @@ def load_formats():
         env = os.environ.get("CELCCFMT_LIBRARY")
         if env:
             cands.append(env)
-        recorded = getattr(_config, "FORMATS_LIBRARY", None)
-        if recorded and os.path.exists(recorded):
+        recorded = _recorded("FORMATS_LIBRARY")
+        if recorded:
             cands.append(recorded)
         if _path and os.path.dirname(_path):
             here = os.path.dirname(_path)

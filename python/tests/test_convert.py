@@ -107,3 +107,12 @@ def test_no_route_names_the_status(table):
                 celcc.convert(rgb, "RGB24", name)
             return
     pytest.skip("every format is reachable from RGB24")
+
+
+def test_library_layout_names_are_aliases(table):
+    rgb = _rgb()
+    got = celcc.convert(rgb, "RGB", "YCbCr420")
+    want = celcc.celiRGBToYCbCr420_8u_C3P3R(rgb)
+    assert [g.tobytes() for g in got] == [w.tobytes() for w in want]
+    yv12 = celcc.convert(rgb, "rgb", "ycrcb420")
+    assert yv12[1].tobytes() == want[2].tobytes() and yv12[2].tobytes() == want[1].tobytes()

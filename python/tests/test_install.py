@@ -1,0 +1,61 @@
+"""The package installs: with the library by `cmake --install`, and on its
+own by `pip install ./python`, offline."""
+import os
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+from conftest import ROOT, SANITIZED
+
+BUILD = os.environ.get("CELCC_BUILD_DIR")
+CHECK = ("import numpy as np, celcc; "
+         "y = celcc.celiRGBToGray_8u_C3C1R(np.full((4, 6, 3), 200, np.uint8)); "
+         "print(celcc.library_path()); print(int(y[0, 0]))")
+
+pytestmark = pytest.mark.skipif(SANITIZED, reason="an installed package is used without the sanitizers")
+
+
+def _clean_env():
+    env = dict(os.environ)
+    for k in ("PYTHONPATH", "CELCC_LIBRARY", "CELCCFMT_LIBRARY", "LD_PRELOAD"):
+        env.pop(k, None)
+    return env
+
+
+@pytest.mark.skipif(not BUILD, reason="needs the build directory (CELCC_BUILD_DIR)")
+def test_cmake_install_puts_a_working_package_under_the_prefix(tmp_path):
+    prefix = tmp_path / "prefix"
+    subprocess.run(["cmake", "--install", BUILD, "--prefix", str(prefix)], check=True, capture_output=True)
+    inits = list(prefix.glob("lib*/python3*/*-packages/celcc/__init__.py"))
+    assert len(inits) == 1, "package not installed under %s" % prefix
+    env = _clean_env()
+    env["PYTHONPATH"] = str(inits[0].parent.parent)
+    out = subprocess.run([sys.executable, "-c", CHECK], env=env, check=True, capture_output=True, text=True,
+                         cwd=str(tmp_path)).stdout.split()
+    # the installed library, found from the package, not the build's
+    assert Path(out[0]).resolve().is_relative_to(prefix.resolve())
+    assert int(out[1]) == 200
+
+
+def test_pip_install_offline(tmp_path):
+    try:
+        subprocess.run([sys.executable, "-m", "venv", "--system-site-packages", str(tmp_path / "venv")],
+                       check=True, capture_output=True)
+    except subprocess.CalledProcessError as e:
+        pytest.skip("no venv for %s: %s" % (sys.executable, e.stderr.decode()[-200:]))
+    py = tmp_path / "venv" / "bin" / "python"
+    src = tmp_path / "src"
+    shutil.copytree(ROOT / "python", src / "python", ignore=shutil.ignore_patterns("__pycache__", "build",
+                                                                                   "*.egg-info"))
+    shutil.copytree(ROOT / "include", src / "include")
+    r = subprocess.run([str(py), "-m", "pip", "install", "--no-index", "--no-build-isolation", str(src / "python")],
+                       capture_output=True, text=True)
+    assert r.returncode == 0, r.stdout[-2000:] + r.stderr[-2000:]
+    env = _clean_env()
+    env["CELCC_LIBRARY"] = os.environ["CELCC_LIBRARY"]
+    out = subprocess.run([str(py), "-c", CHECK], env=env, check=True, capture_output=True, text=True,
+                         cwd=str(tmp_path)).stdout.split()
+    assert int(out[1]) == 200
