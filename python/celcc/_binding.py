@@ -502,184 +502,247 @@ def _check_array(a, shape, dtype, export, what, writeable):
         raise ValueError("%s: %s is read-only" % (export, what))
 
 
-def _fits(value, ctype):
-    c = ctype(value).value
-    return c == value
-
-
 # ---- Building the function ------------------------------------------------------------
 
 def _make_function(spec, cfunc, lib_funcs):
+    """The Python function of one export.  The work per parameter is chosen
+    here, once: a call runs one small function per C parameter."""
     if spec.raw:
         return _make_raw(spec, cfunc)
     name = spec.name
     params = spec.params
     roles = spec.roles
     sides = spec.sides
+    nsides = len(sides)
     src_sides = [s for s in sides if s.role in ("src", "inout")]
     dst_sides = [s for s in sides if s.role == "dst"]
     first = src_sides[0] if src_sides else None
+    first_index = sides.index(first) if first is not None else -1
     has_frame = "frame" in roles.values()
+    rect_name = _rect_name(spec)
     kw_spec = spec.keywords()
-    kw_names = [k for k, _, _ in kw_spec]
+    kw_names = frozenset(k for k, _, _ in kw_spec)
     required_kw = [k for k, d, _ in kw_spec if d is inspect.Parameter.empty]
-    side_of = {}
-    for s in sides:
-        for i, p in enumerate(s.pointers):
-            side_of[p.name] = (s, i)
-    step_of = {}
-    for s in sides:
-        for i, st in enumerate(s.steps):
-            step_of[st.name] = (s, i)
+    side_names = [s.name for s in sides]
+    returned = [i for i, s in enumerate(sides) if s.role in ("dst", "inout")]
+    outputs = [p.name for p in params if roles[p.name] == "output"]
     buffer_size = _buffer_size_function(spec, lib_funcs)
+    ops = [_param_op(spec, p, sides, dst_sides, buffer_size) for p in params]
+    checks = [(i, s, s.role != "src", s.nplanes == 1, has_frame and s.role != "src") for i, s in enumerate(sides)]
 
     def call(*args, **kwargs):
-        # Sides from positional arguments and keywords of their C names.
-        values = {}
         nargs = len(args)
-        if nargs > len(sides):
-            raise TypeError("%s takes at most %d image arguments (%d given)" % (name, len(sides), nargs))
-        for i, s in enumerate(sides):
-            v = args[i] if i < nargs else kwargs.pop(s.name, None)
-            values[s.name] = v
-        unknown = [k for k in kwargs if k not in kw_names]
-        if unknown:
-            raise TypeError("%s got unexpected keyword %s; it takes %s" % (name, ", ".join(unknown),
-                                                                            ", ".join(kw_names) or "none"))
+        if nargs > nsides:
+            raise TypeError("%s takes at most %d image arguments (%d given)" % (name, nsides, nargs))
+        values = list(args) + [None] * (nsides - nargs)
+        if kwargs:
+            for i in range(nargs, nsides):
+                values[i] = kwargs.pop(side_names[i], None)
+            for k in kwargs:
+                if k not in kw_names:
+                    raise TypeError("%s got unexpected keyword %s; it takes %s" % (
+                        name, k, ", ".join(sorted(kw_names)) or "none"))
         for k in required_kw:
             if k not in kwargs:
                 raise TypeError("%s needs the keyword argument %s" % (name, k))
         # The region: from the first source's first plane.
         h = w = 0
         if first is not None:
-            v0 = values[first.name]
+            v0 = values[first_index]
             if v0 is None:
                 raise TypeError("%s: the source image %s is required" % (name, first.name))
             a0 = v0 if first.nplanes == 1 else _seq(v0, first, name)[0]
             if not isinstance(a0, np.ndarray) or a0.ndim < 2:
                 raise TypeError("%s: %s must be a 2-D or 3-D numpy.ndarray" % (name, first.name))
-            h, w = int(a0.shape[0]), int(a0.shape[1])
+            h, w = a0.shape[0], a0.shape[1]
         rect = None
         if has_frame:
-            r = kwargs.get(_rect_name(spec))
+            r = kwargs.get(rect_name)
             rect = (0, 0, w, h) if r is None else tuple(int(x) for x in r)
             if len(rect) != 4:
                 raise ValueError("%s: the region must be (x, y, width, height)" % name)
             if rect[2] < 0 or rect[3] < 0:
                 raise ValueError("%s: the region's width and height must not be negative" % name)
         # Arrays: checked, allocated where omitted.
-        arrays = {}
-        for s in sides:
-            if has_frame and s.role != "src":
-                shapes = s.shapes(rect[3], rect[2])
-            else:
-                shapes = s.shapes(h, w)
-            v = values[s.name]
+        arrays = []
+        for i, s, writes, single, by_rect in checks:
+            shapes = s.shapes(rect[3], rect[2]) if by_rect else s.shapes(h, w)
+            v = values[i]
             if v is None:
                 if s.role != "dst":
                     raise TypeError("%s: the source image %s is required" % (name, s.name))
                 planes = [_allocate(shape, s.dtype) for shape in shapes]
             else:
-                planes = [v] if s.nplanes == 1 else _seq(v, s, name)
-            for i, (a, shape) in enumerate(zip(planes, shapes)):
-                what = s.name if s.nplanes == 1 else "%s[%d]" % (s.name, i)
-                _check_array(a, shape, s.dtype, name, what, s.role != "src")
-            arrays[s.name] = planes
-        # Arguments in C order.
-        cargs = []
-        for p in params:
-            role = roles[p.name]
-            if role == "image":
-                s, i = side_of[p.name]
-                planes = arrays[s.name]
-                if s.planar_array:
-                    cargs.append(ctypes.cast((ctypes.c_void_p * s.nplanes)(*[a.ctypes.data for a in planes]),
-                                             ctypes.c_void_p))
-                else:
-                    cargs.append(planes[i].ctypes.data)
-            elif role == "step":
-                s, i = step_of[p.name]
-                planes = arrays[s.name]
-                ct = ctypes.c_int64 if p.pointee() is not None and p.pointee()["size"] == 8 else ctypes.c_int32
-                if p.is_pointer:
-                    steps = [int(a.strides[0]) for a in planes]
-                    for st in steps:
-                        if not _fits(st, ct):
-                            raise ValueError("%s: the row step %d of %s does not fit %s" % (name, st, s.name, p.text))
-                    cargs.append(ctypes.cast((ct * len(steps))(*steps), ctypes.c_void_p))
-                else:
-                    steps = {int(a.strides[0]) for a in (planes if s.planar_array else planes[i:i + 1])}
-                    if len(steps) > 1:
-                        raise ValueError("%s: the planes of %s must share one row step (%s)" % (
-                            name, s.name, sorted(steps)))
-                    st = steps.pop()
-                    if not _fits(st, p.ctype):
-                        raise ValueError("%s: the row step %d of %s does not fit %s" % (name, st, s.name, p.text))
-                    cargs.append(st)
-            elif role in ("roi", "frame") and sides:
-                cargs.append(p.ctype(w, h))
-            elif role == "rect":
-                cargs.append(p.ctype(*rect))
-            elif role == "scalar":
-                v = kwargs.get(p.name)
-                if v is None and p.name == "alphaValue":
-                    v = _opaque(dst_sides[0].dtype) if dst_sides else 0
-                if p.abi["kind"] == "enum":
-                    v = _enum_value(v, p.type_name, p.name, name)
-                cargs.append(v)
-            elif role == "numbers":
-                v = kwargs.get(p.name)
-                if v is None:
-                    cargs.append(None)
-                else:
-                    dt = _np_dtype(p.pointee())
-                    arr = np.ascontiguousarray(np.asarray(v, dtype=dt).ravel())
-                    if p.length and arr.size != p.length:
-                        raise ValueError("%s: %s needs %d numbers, got %d" % (name, p.name, p.length, arr.size))
-                    kwargs["_keep_" + p.name] = arr
-                    cargs.append(arr.ctypes.data)
-            elif role == "scratch":
-                v = kwargs.get(p.name)
-                if v is None:
-                    size = buffer_size(cargs_by_name(params, cargs, kwargs, w, h)) if buffer_size else 0
-                    v = np.zeros(max(size, 1), np.uint8)
-                elif not isinstance(v, np.ndarray) or not v.flags.writeable or not v.flags.c_contiguous:
-                    raise TypeError("%s: %s must be a writeable contiguous numpy.ndarray" % (name, p.name))
-                kwargs["_keep_" + p.name] = v
-                cargs.append(v.ctypes.data)
-            elif role == "scratch rows":
-                v = kwargs.get(p.name)
-                dt = _np_dtype(p.pointee())
-                if not isinstance(v, np.ndarray) or v.ndim != 2 or v.dtype != dt:
-                    raise TypeError("%s: %s must be a 2-D numpy.ndarray of %s" % (name, p.name, dt.name))
-                if not v.flags.writeable or (v.shape[1] > 1 and v.strides[1] != v.itemsize):
-                    raise ValueError("%s: %s must be writeable with contiguous rows" % (name, p.name))
-                cargs.append(v.ctypes.data)
-            elif role == "scratch step":
-                v = kwargs.get(p.name[:-4])
-                cargs.append(int(v.strides[0]))
-            elif role == "output":
-                dt = _np_dtype(p.pointee()) or np.dtype(np.uint8)
-                out = np.zeros(p.length or 1, dt)
-                kwargs["_out_" + p.name] = out
-                cargs.append(out.ctypes.data)
-            else:
-                v = kwargs.get(p.name)
-                cargs.append(p.ctype(*v) if p.abi["kind"] == "struct" else v)
+                planes = [v] if single else _seq(v, s, name)
+                for j, a in enumerate(planes):
+                    _check_array(a, shapes[j], s.dtype, name, s.name if single else "%s[%d]" % (s.name, j), writes)
+            arrays.append(planes)
+        # Arguments in C order; `keep` holds what must outlive the call.
+        keep = {}
+        ctx = (arrays, kwargs, w, h, rect, keep)
+        cargs = [op(ctx) for op in ops]
         status = cfunc(*cargs)
-        if spec.returns_status:
-            if status < 0:
+        if status:
+            if not spec.returns_status:
+                pass
+            elif status < 0:
                 raise Error(status, name)
-            if status > 0:
+            else:
                 warnings.warn(StatusWarning(status, name), stacklevel=2)
-        results = [arrays[s.name][0] if s.nplanes == 1 else tuple(arrays[s.name])
-                   for s in sides if s.role in ("dst", "inout")]
-        results += [_scalar_out(kwargs["_out_" + p.name]) for p in params if roles[p.name] == "output"]
+        results = [arrays[i][0] if sides[i].nplanes == 1 else tuple(arrays[i]) for i in returned]
+        if outputs:
+            results += [_scalar_out(keep[o]) for o in outputs]
         if not results:
             return None
         return results[0] if len(results) == 1 else tuple(results)
 
     return call
+
+
+def _address(a, _from_buffer=ctypes.c_char.from_buffer, _addressof=ctypes.addressof):
+    """Address of an array's first element (the cheaper road for the common
+    contiguous, writeable array; ``ctypes.data`` for the rest)."""
+    flags = a.flags
+    if flags.c_contiguous and flags.writeable and a.size:
+        return _addressof(_from_buffer(a))
+    return a.ctypes.data
+
+
+def _step_limits(ctype):
+    bits = 8 * ctypes.sizeof(ctype)
+    return -(1 << (bits - 1)), (1 << (bits - 1)) - 1
+
+
+def _param_op(spec, p, sides, dst_sides, buffer_size):
+    """The function that makes the C argument of parameter `p` from the
+    call's context (arrays, keywords, w, h, region, kept objects)."""
+    name = spec.name
+    role = spec.roles[p.name]
+    where = None
+    for si, s in enumerate(sides):
+        for i, q in enumerate(s.pointers):
+            if q is p:
+                where = (si, i, s)
+        for i, q in enumerate(s.steps):
+            if q is p:
+                where = (si, i, s)
+    if role == "image":
+        si, i, s = where
+        if s.planar_array:
+            arr_t = ctypes.c_void_p * s.nplanes
+
+            def op(c):
+                return ctypes.cast(arr_t(*[_address(a) for a in c[0][si]]), ctypes.c_void_p)
+            return op
+        return lambda c: _address(c[0][si][i])
+    if role == "step":
+        si, i, s = where
+        if p.is_pointer:
+            ct = ctypes.c_int64 if p.pointee()["size"] == 8 else ctypes.c_int32
+            lo, hi = _step_limits(ct)
+
+            def op(c):
+                steps = [a.strides[0] for a in c[0][si]]
+                for st in steps:
+                    if not lo <= st <= hi:
+                        raise ValueError("%s: the row step %d of %s does not fit %s" % (name, st, s.name, p.text))
+                return ctypes.cast((ct * len(steps))(*steps), ctypes.c_void_p)
+            return op
+        lo, hi = _step_limits(p.ctype)
+        shared = s.planar_array
+
+        def op(c):
+            planes = c[0][si]
+            st = planes[i].strides[0] if not shared else planes[0].strides[0]
+            if shared:
+                for a in planes:
+                    if a.strides[0] != st:
+                        raise ValueError("%s: the planes of %s must share one row step (%s)" % (
+                            name, s.name, sorted({b.strides[0] for b in planes})))
+            if not lo <= st <= hi:
+                raise ValueError("%s: the row step %d of %s does not fit %s" % (name, st, s.name, p.text))
+            return st
+        return op
+    if role in ("roi", "frame") and sides:
+        ct = p.ctype
+        return lambda c: ct(c[2], c[3])
+    if role == "rect":
+        ct = p.ctype
+        return lambda c: ct(*c[4])
+    if role == "scalar":
+        pname = p.name
+        enum = p.abi["kind"] == "enum"
+        opaque = _opaque(dst_sides[0].dtype) if (pname == "alphaValue" and dst_sides) else 0
+
+        def op(c):
+            v = c[1].get(pname)
+            if v is None and pname == "alphaValue":
+                v = opaque
+            if enum:
+                v = _enum_value(v, p.type_name, pname, name)
+            return v
+        return op
+    if role == "numbers":
+        dt = _np_dtype(p.pointee())
+
+        def op(c):
+            v = c[1].get(p.name)
+            if v is None:
+                return None
+            arr = np.ascontiguousarray(np.asarray(v, dtype=dt).ravel())
+            if p.length and arr.size != p.length:
+                raise ValueError("%s: %s needs %d numbers, got %d" % (name, p.name, p.length, arr.size))
+            c[5][p.name] = arr
+            return arr.ctypes.data
+        return op
+    if role == "scratch":
+        def op(c):
+            v = c[1].get(p.name)
+            if v is None:
+                size = buffer_size(_known_values(spec, c)) if buffer_size else 0
+                v = np.zeros(max(size, 1), np.uint8)
+            elif not isinstance(v, np.ndarray) or not v.flags.writeable or not v.flags.c_contiguous:
+                raise TypeError("%s: %s must be a writeable contiguous numpy.ndarray" % (name, p.name))
+            c[5][p.name] = v
+            return v.ctypes.data
+        return op
+    if role == "scratch rows":
+        dt = _np_dtype(p.pointee())
+
+        def op(c):
+            v = c[1].get(p.name)
+            if not isinstance(v, np.ndarray) or v.ndim != 2 or v.dtype != dt:
+                raise TypeError("%s: %s must be a 2-D numpy.ndarray of %s" % (name, p.name, dt.name))
+            if not v.flags.writeable or (v.shape[1] > 1 and v.strides[1] != v.itemsize):
+                raise ValueError("%s: %s must be writeable with contiguous rows" % (name, p.name))
+            return v.ctypes.data
+        return op
+    if role == "scratch step":
+        owner = p.name[:-4]
+        return lambda c: c[1][owner].strides[0]
+    if role == "output":
+        dt = _np_dtype(p.pointee()) or np.dtype(np.uint8)
+
+        def op(c):
+            out = np.zeros(p.length or 1, dt)
+            c[5][p.name] = out
+            return out.ctypes.data
+        return op
+    if p.abi["kind"] == "struct":
+        return lambda c: p.ctype(*c[1][p.name])
+    return lambda c: c[1].get(p.name)
+
+
+def _known_values(spec, c):
+    """The values a family's GetBufferSize export may want, by C name: the
+    call's keywords, with the enums resolved, and the region's size."""
+    out = {}
+    for p in spec.params:
+        if spec.roles.get(p.name) == "scalar" and p.name in c[1]:
+            v = c[1][p.name]
+            out[p.name] = _enum_value(v, p.type_name, p.name, spec.name) if p.abi["kind"] == "enum" else v
+    out["_size"] = (c[2], c[3])
+    return out
 
 
 _SLACK_ROWS = 8
@@ -720,13 +783,6 @@ def _opaque(dtype):
     if dtype.kind == "f":
         return 1.0
     return int(np.iinfo(dtype).max)
-
-
-def cargs_by_name(params, cargs, kwargs, w, h):
-    """The values known so far for a call, by C parameter name."""
-    out = {p.name: v for p, v in zip(params, cargs)}
-    out["_size"] = (w, h)
-    return out
 
 
 _CHANNEL_CODES = {"C1": 1, "C3": 3, "C4": 4, "AC4": 9}
