@@ -183,14 +183,11 @@ int runDemosaic(const DemosaicOptions& o) {
 
     Picture rgb;
     method->run(mosaic, grid, rgb, o.input, o.verbose);
-    if (o.outDepth == 8 && rgb.format == celFmt_RGB48) {
-        // 16 to 8 bits through the library's bit-depth reduction, no dither.
+    if (o.outDepth == 8 && rgb.info().sample == celFmtSample16u) {
+        // 16 to 8 bits through the table (the library's reduction, no dither).
         Picture narrow;
-        narrow.alloc(celFmt_RGB24, rgb.width, rgb.height, o.input);
-        const CelFmtImage s = rgb.image(), d = narrow.image();
-        checkStatus(celiReduceBits_16u8u_C3R(reinterpret_cast<const uint16_t*>(s.plane[0]), s.step[0], d.plane[0],
-                                              d.step[0], CelSize{rgb.width, rgb.height}, 0, celDitherOff, 256, nullptr),
-                    "celiReduceBits_16u8u_C3R", o.input, o.verbose);
+        narrow.alloc(rgb.info().channels == 4 ? celFmt_RGBA : celFmt_RGB24, rgb.width, rgb.height, o.input);
+        convertPicture(rgb, narrow, o.input, o.verbose);
         rgb = std::move(narrow);
     }
     writeImage(rgb, o.output, o.force);

@@ -130,6 +130,15 @@ CelStatus PLANES_TWOPLANE(CelStatus (*f)(const uint8_t* const*, int*, uint8_t*, 
     return f(sp, ss, d.p[0], d.s[0], d.p[1], d.s[1], z);
 }
 
+// (src, srcStep, dst, dstStep, size, noise, mode, levels, scratch): no noise
+// and no dither need no scratch; every value of the destination type is a level.
+template <class S, class D>
+CelStatus REDUCE_BITS(CelStatus (*f)(const S*, int, D*, int, CelSize, int, CelDitherMode, int, uint8_t*),
+                      const Side& s, const Side& d, CelSize z) {
+    const int levels = sizeof(D) == 1 ? 256 : 65536;
+    return f(in<S>(s, 0), s.s[0], out<D>(d, 0), d.s[0], z, 0, celDitherOff, levels, nullptr);
+}
+
 // ---- Edges ---------------------------------------------------------------------
 
 enum { KEEP = 0, SWAP_SRC = 1, SWAP_DST = 2 };

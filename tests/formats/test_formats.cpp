@@ -3,6 +3,7 @@
 // placement of samples in each format checked on solid colours.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <set>
@@ -293,6 +294,12 @@ CelStatus direct(CelStatus (*f)(const uint8_t* const*, int*, uint8_t*, int, uint
     return f(s.p, s.s, d.p[0], d.s[0], d.p[1], d.s[1], z);
 }
 
+template <class S, class D>
+CelStatus direct(CelStatus (*f)(const S*, int, D*, int, CelSize, int, CelDitherMode, int, uint8_t*), Planes s,
+                 Planes d, CelSize z) {
+    return f((const S*)s.p[0], s.s[0], (D*)d.p[0], d.s[0], z, 0, celDitherOff, sizeof(D) == 1 ? 256 : 65536, nullptr);
+}
+
 enum { KEEP, SWAP_SRC, SWAP_DST };
 struct DirectEdge {
     const char* name;
@@ -479,6 +486,26 @@ TEST(Layouts, EveryYCbCrFormatDecodesRedAsRed) {
             if (fmt(to).channels == 4) EXPECT_EQ(px[3], 255);
         }
     }
+}
+
+TEST(Layouts, SixteenBitsBecomeEightByRounding) {
+    // Every 16-bit word through GRAY16 -> GRAY8: the nearest 8-bit value.
+    TestImage a(celFmt_GRAY16, 65536, 1), b(celFmt_GRAY8, 65536, 1);
+    for (int i = 0; i < 65536; ++i) {
+        const uint16_t w = uint16_t(i);
+        std::memcpy(a.row(0, 0) + 2 * i, &w, 2);
+    }
+    CelFmtReport rep;
+    ASSERT_EQ(celccfmt_convert(&a.im, &b.im, &rep), 0);
+    EXPECT_STREQ(rep.call[0].exportName, "celiReduceBits_16u8u_C1R");
+    for (int i = 0; i < 65536; ++i) ASSERT_LE(std::fabs(b.row(0, 0)[i] - i / 257.0), 0.5) << i;
+    // RGB48 goes the same way, channel by channel.
+    TestImage c(celFmt_RGB48, 2, 1), d(celFmt_RGB24, 2, 1);
+    const uint16_t words[6] = {0, 65535, 128, 129, 65406, 65407};
+    std::memcpy(c.row(0, 0), words, sizeof words);
+    ASSERT_EQ(celccfmt_convert(&c.im, &d.im, nullptr), 0);
+    const uint8_t want[6] = {0, 255, 0, 1, 254, 255};
+    EXPECT_EQ(std::memcmp(d.row(0, 0), want, 6), 0);
 }
 
 TEST(Layouts, RepackRoundTripsAreExact) {
