@@ -88,7 +88,7 @@ def main():
         t = best(lambda: cfn(sp, step, dp, step, sz), calls)
         rows.append(("ctypes call, arguments prepared", t))
         if args.c_helper:
-            ce, cm = c_times(args.c_helper, args.export, src, calls * 5)
+            ce, cm = c_times(args.c_helper, args.export, src, calls)
             rows.append(("C, direct call", ce * 1e-9))
             rows.append(("C, memcpy of the same bytes", cm * 1e-9))
         print("%dx%d:" % (w, h))

@@ -891,10 +891,13 @@ def _doc(spec):
         elif s.role == "inout":
             lines.append("%s: source and destination, %s, changed in place." % (s.name, s.describe()))
         else:
+            text = s.describe()
+            if "frame" in spec.roles.values():
+                text = text.replace("(H, W", "(h, w")
             lines.append("%s: destination, %s; written in place when given, allocated when omitted." % (
-                s.name, s.describe()))
+                s.name, text))
     if "frame" in spec.roles.values():
-        lines.append("The source is the whole frame; the destination covers the region.")
+        lines.append("The source is the whole frame (H, W); the destination covers the region (h, w).")
     elif spec.sides:
         lines.append("H, W: the rows and columns of the first source; its row steps come from the strides.")
     for k, _, hint in spec.keywords():
