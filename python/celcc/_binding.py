@@ -276,9 +276,9 @@ class Side:
                 raise _Unbindable("planes and pointers do not match")
         else:
             raise _Unbindable("no layout token")
-        for s in steps:
-            if s is None:
-                raise _Unbindable("an image without a step")
+        self.contiguous = all(s is None for s in steps)
+        if not self.contiguous and any(s is None for s in steps):
+            raise _Unbindable("images with and without steps on one side")
 
     def shapes(self, h, w):
         """The shapes this side's arrays must have for an h x w region."""
@@ -358,6 +358,15 @@ class Spec:
             if step is not None and (target["kind"] != "pointer" or p.pointee(2)["kind"] != "pointer"):
                 images.append((p, step))
                 steps_used.add(step.name)
+            elif step is None and p.name.startswith(("src", "dst")) and not p.name.endswith("Step") and tokens:
+                # An image whose steps the export derives from the width
+                # (the forms without a trailing R): contiguous arrays.
+                base = p.pointee(2) if target["kind"] == "pointer" else target
+                if base is None or _np_dtype(base) is None:
+                    raise _Unbindable("image %s of no number type" % p.name)
+                images.append((p, None))
+        if images and "v210" in self.name:
+            raise _Unbindable("v210 words: a packing the binding does not model")
         for p in self.params:
             role = None
             if any(p is q for q, _ in images):
@@ -384,6 +393,8 @@ class Spec:
                 t = p.pointee()
                 if t["kind"] == "pointer" or t["kind"] == "void" or t["kind"] == "struct":
                     raise _Unbindable("pointer parameter %s of no known role" % p.name)
+                if p.name.startswith(("src", "dst")) and not p.name.endswith("Step"):
+                    raise _Unbindable("image %s without a layout token" % p.name)
                 if not p.abi["const"] and p.name in _SCRATCH_NAMES:
                     role = "scratch"
                 elif not p.abi["const"]:
@@ -576,6 +587,11 @@ def _make_function(spec, cfunc, lib_funcs):
                 planes = [v] if single else _seq(v, s, name)
                 for j, a in enumerate(planes):
                     _check_array(a, shapes[j], s.dtype, name, s.name if single else "%s[%d]" % (s.name, j), writes)
+                    if s.contiguous and not a.flags.c_contiguous:
+                        raise ValueError("%s: %s must be contiguous: this form derives its steps from the width" % (
+                            name, s.name))
+            if s.contiguous and s.sampling == "420" and w % 2:
+                raise ValueError("%s: this form derives the chroma step from width / 2: give an even width" % name)
             arrays.append(planes)
         # Arguments in C order; `keep` holds what must outlive the call.
         keep = {}
