@@ -184,7 +184,7 @@ struct Ycc4 {
 inline Ycc4 ycc4V(__m128i r, __m128i g, __m128i b) {
     const __m128i rg = _mm_unpacklo_epi16(r, g);
     const __m128i b1 = _mm_unpacklo_epi16(b, _mm_set1_epi16(1));
-    const auto pair = [](int16_t lo, int16_t hi) { return _mm_set1_epi32(int32_t(uint16_t(lo)) | (int32_t(hi) << 16)); };
+    const auto pair = [](int lo, int hi) { return _mm_set1_epi32(static_cast<int32_t>(uint32_t(uint16_t(lo)) | (uint32_t(uint16_t(hi)) << 16))); };
     const __m128i y = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(rg, pair(kYcc.yr, kYcc.yg)),
                                                    _mm_madd_epi16(b1, pair(kYcc.yb, kYccRound))), 8);
     const __m128i cb = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(rg, pair(kYcc.cbr, kYcc.cbg)),
