@@ -114,6 +114,11 @@ struct Interior8 : Interior<uint8_t> {
         return ycc4V(load4u8(s.plane(k, kR, dir) + j), load4u8(s.green(k, dir) + j), load4u8(s.plane(k, kB, dir) + j));
     }
 
+    void homogeneity2(int r) const {
+        homogeneity(r);
+        homogeneity(r + 1);
+    }
+
     // Stages 3 and 4 on row r: four pixels a step.
     void homogeneity(int r) const {
         const int k = ring(r), end = w + 4;
@@ -250,32 +255,49 @@ void yccRow16(const uint16_t* r, const uint16_t* g, const uint16_t* b, int n, in
 }
 
 struct Interior16 : Interior<uint16_t> {
-    // Stages 3 and 4 on row r, in blocks of columns: luma-chroma of the
-    // block's three rows into stack rows, then the count pixel by pixel.
-    void homogeneity(int r) const {
-        constexpr int kBlock = 64;
+    // Stages 3 and 4 on rows r and r + 1, in blocks of columns: luma-chroma
+    // of the block's four rows into stack rows, then the count pixel by pixel.
+    void homogeneity2(int r) const {
+        constexpr int kBlock = 62;  // with the columns on both sides, 64: whole vector steps
         const int k = ring(r), end = w + 4;
-        int16_t* d = s.diff(k);
-        // [candidate][row above, row, row below][column from j0 - 1]
-        alignas(16) int32_t Y[2][3][kBlock + 2], Cb[2][3][kBlock + 2], Cr[2][3][kBlock + 2];
+        int16_t* d[2] = {s.diff(k), s.diff(k + 1)};
+        // [candidate V, H][rows r - 1 .. r + 2][column j0 - 1 + i]
+        alignas(16) int32_t Y[2][4][kBlock + 2], Cb[2][4][kBlock + 2], Cr[2][4][kBlock + 2];
         for (int j0 = 2; j0 < end; j0 += kBlock) {
             const int n = end - j0 < kBlock ? end - j0 : kBlock;
             for (int dir = 0; dir < 2; ++dir)
-                for (int i = 0; i < 3; ++i) {
-                    const int kk = k - 1 + i;
-                    // the middle row also takes the columns on both sides
-                    const int first = i == 1 ? j0 - 1 : j0, count = i == 1 ? n + 2 : n, at = i == 1 ? 0 : 1;
+                for (int i = 0; i < 4; ++i) {
+                    const int kk = k - 1 + i, first = j0 - 1;
                     yccRow16(s.plane(kk, kR, dir) + first, s.green(kk, dir) + first, s.plane(kk, kB, dir) + first,
-                             count, &Y[dir][i][at], &Cb[dir][i][at], &Cr[dir][i][at]);
+                             n + 2, Y[dir][i], Cb[dir][i], Cr[dir][i]);
                 }
-            for (int i = 1; i <= n; ++i) {
-                const auto at = [&](int dir, int row, int col) {
-                    return Ycc{Y[dir][row][col], Cb[dir][row][col], Cr[dir][row][col]};
-                };
-                const Ycc nH[4] = {at(1, 1, i - 1), at(1, 1, i + 1), at(1, 0, i), at(1, 2, i)};
-                const Ycc nV[4] = {at(0, 1, i - 1), at(0, 1, i + 1), at(0, 0, i), at(0, 2, i)};
-                d[j0 + i - 1] = static_cast<int16_t>(homogeneityPx(at(1, 1, i), nH, at(0, 1, i), nV));
+            // distances between neighbours, each pair once: along rows r and
+            // r + 1 (between columns i and i + 1), and between the four rows
+            alignas(16) int32_t hl[2][2][kBlock + 1], hc[2][2][kBlock + 1];  // [dir][row][i]
+            alignas(16) int32_t vl[2][3][kBlock + 2], vc[2][3][kBlock + 2];  // [dir][rows p, p + 1][i]
+            for (int dir = 0; dir < 2; ++dir) {
+                const auto at = [&](int rr, int col) { return Ycc{Y[dir][rr][col], Cb[dir][rr][col], Cr[dir][rr][col]}; };
+                for (int row = 0; row < 2; ++row)
+                    for (int i = 0; i <= n; ++i) {
+                        hl[dir][row][i] = lumaDist(at(row + 1, i + 1), at(row + 1, i));
+                        hc[dir][row][i] = chromaDist(at(row + 1, i + 1), at(row + 1, i));
+                    }
+                for (int p = 0; p < 3; ++p)
+                    for (int i = 1; i <= n; ++i) {
+                        vl[dir][p][i] = lumaDist(at(p + 1, i), at(p, i));
+                        vc[dir][p][i] = chromaDist(at(p + 1, i), at(p, i));
+                    }
             }
+            // count: each pixel's distances to its four neighbours in both
+            // candidates, against the limits built crosswise
+            for (int row = 0; row < 2; ++row)
+                for (int i = 1; i <= n; ++i) {
+                    const int32_t lH[4] = {hl[1][row][i - 1], hl[1][row][i], vl[1][row][i], vl[1][row + 1][i]};
+                    const int32_t cH[4] = {hc[1][row][i - 1], hc[1][row][i], vc[1][row][i], vc[1][row + 1][i]};
+                    const int32_t lV[4] = {hl[0][row][i - 1], hl[0][row][i], vl[0][row][i], vl[0][row + 1][i]};
+                    const int32_t cV[4] = {hc[0][row][i - 1], hc[0][row][i], vc[0][row][i], vc[0][row + 1][i]};
+                    d[row][j0 + i - 1] = static_cast<int16_t>(homogeneityCountPx(lH, cH, lV, cV));
+                }
         }
     }
 
@@ -283,22 +305,27 @@ struct Interior16 : Interior<uint16_t> {
 };
 
 // The schedule of demosaic/ahd_rows.h, two source rows a pass so that each
-// row's phase is known at compile time: at ring position k the green of row
-// y - 3 + k (a red row when k is odd), the colours of the row before, D of
-// the row before that, and the output of the row three before.
+// row's phase is known at compile time: at ring positions k and k + 1 (k
+// even) the green of rows y - 3 + k and the next (a blue row, then a red
+// one), the colours of the two rows before each, D of the two rows before
+// those, and the output of the rows three before.  Every row's inputs are
+// complete when it is made, and the rings still hold them.
 template <class Kernel, class T>
 void runInterior(const Kernel& in, int h, T* dst, int dstStep) {
-    const auto pass = [&](auto kOdd, int k) {
-        constexpr bool redGreenRow = decltype(kOdd)::value;
-        const int r = in.y - 3 + k;
-        in.template green<redGreenRow>(r);
-        if (k >= 2) in.template colours<!redGreenRow>(r - 1);
-        if (k >= 4) in.homogeneity(r - 2);
-        if (k >= 6) in.select(r - 3, cel::rowAt(dst, r - 3 - in.y, dstStep * static_cast<int>(sizeof(T))));
-    };
+    const auto out = [&](int r) { return cel::rowAt(dst, r - in.y, dstStep * static_cast<int>(sizeof(T))); };
     for (int k = 0; k < h + 6; k += 2) {
-        pass(std::false_type{}, k);
-        pass(std::true_type{}, k + 1);
+        const int r = in.y - 3 + k;
+        in.template green<false>(r);
+        in.template green<true>(r + 1);
+        if (k >= 2) {
+            in.template colours<true>(r - 1);
+            in.template colours<false>(r);
+        }
+        if (k >= 4) in.homogeneity2(r - 2);
+        if (k >= 6) {
+            in.select(r - 3, out(r - 3));
+            in.select(r - 2, out(r - 2));
+        }
     }
 }
 

@@ -82,29 +82,35 @@ inline int32_t chromaDist(const Ycc& n, const Ycc& c) {
 inline int32_t max32(int32_t a, int32_t b) { return a < b ? b : a; }
 inline int32_t min32(int32_t a, int32_t b) { return a < b ? a : b; }
 
-// n[0..3]: left, right, up, down; c: the pixel.  Returns cnt_H - cnt_V.
-inline int homogeneityPx(const Ycc& cH, const Ycc (&nH)[4], const Ycc& cV, const Ycc (&nV)[4]) {
-    int32_t lH[4], cHd[4], lV[4], cVd[4];
-    for (int i = 0; i < 4; ++i) {
-        lH[i] = lumaDist(nH[i], cH);
-        cHd[i] = chromaDist(nH[i], cH);
-        lV[i] = lumaDist(nV[i], cV);
-        cVd[i] = chromaDist(nV[i], cV);
-    }
+// From the distances of a pixel to its neighbours n = left, right, up, down
+// in each candidate (luma l, chroma c): cnt_H - cnt_V, counting the
+// neighbours not above both limits.
+inline int homogeneityCountPx(const int32_t (&lH)[4], const int32_t (&cH)[4], const int32_t (&lV)[4],
+                              const int32_t (&cV)[4]) {
     // limits, crosswise: H along the row, V along the column
     const int32_t eL = min32(max32(lH[0], lH[1]), max32(lV[2], lV[3]));
-    const int32_t eC = min32(max32(cHd[0], cHd[1]), max32(cVd[2], cVd[3]));
+    const int32_t eC = min32(max32(cH[0], cH[1]), max32(cV[2], cV[3]));
     int cnt = 0;
-    for (int i = 0; i < 4; ++i) {
-        cnt += (lH[i] <= eL && cHd[i] <= eC) ? 1 : 0;
-        cnt -= (lV[i] <= eL && cVd[i] <= eC) ? 1 : 0;
-    }
+    for (int i = 0; i < 4; ++i)
+        cnt += static_cast<int>((lH[i] <= eL) & (cH[i] <= eC)) - static_cast<int>((lV[i] <= eL) & (cV[i] <= eC));
     return cnt;
+}
+
+// n[0..3]: left, right, up, down; c: the pixel.  Returns cnt_H - cnt_V.
+inline int homogeneityPx(const Ycc& cH, const Ycc (&nH)[4], const Ycc& cV, const Ycc (&nV)[4]) {
+    int32_t lH[4], kH[4], lV[4], kV[4];
+    for (int i = 0; i < 4; ++i) {
+        lH[i] = lumaDist(nH[i], cH);
+        kH[i] = chromaDist(nH[i], cH);
+        lV[i] = lumaDist(nV[i], cV);
+        kV[i] = chromaDist(nV[i], cV);
+    }
+    return homogeneityCountPx(lH, kH, lV, kV);
 }
 
 // ---- Selection ----------------------------------------------------------------
 // The running decision: true takes the H candidate.  S of zero keeps it.
-inline bool selectPx(int s, bool carry) { return s > 0 ? true : (s < 0 ? false : carry); }
+inline bool selectPx(int s, bool carry) { return (s > 0) | ((s == 0) & carry); }
 
 // ---- Vector twins -------------------------------------------------------------
 // Lanes<T>: a row of samples loaded 16 bytes at a time, with the samples at

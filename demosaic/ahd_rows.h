@@ -174,15 +174,21 @@ struct RowStages {
         return yccPx(s.plane(k, kR, dir)[j], s.green(k, dir)[j], s.plane(k, kB, dir)[j]);
     }
 
-    // Stages 3 and 4: D of row r from colour rows r-1..r+1.
+    // Stages 3 and 4: D of row r from colour rows r-1..r+1.  The pixels of
+    // row r move along, each made once.
     void homogeneity(int r, int j0, int j1) const {
         const int k = ring(r);
         Diff<T>* d = s.diff(k);
+        Ycc left[2] = {ycc(k, 0, j0 - 1), ycc(k, 1, j0 - 1)}, mid[2] = {ycc(k, 0, j0), ycc(k, 1, j0)};
         for (int j = j0; j < j1; ++j) {
-            const Ycc cH = ycc(k, 1, j), cV = ycc(k, 0, j);
-            const Ycc nH[4] = {ycc(k, 1, j - 1), ycc(k, 1, j + 1), ycc(k - 1, 1, j), ycc(k + 1, 1, j)};
-            const Ycc nV[4] = {ycc(k, 0, j - 1), ycc(k, 0, j + 1), ycc(k - 1, 0, j), ycc(k + 1, 0, j)};
-            d[j] = static_cast<Diff<T>>(homogeneityPx(cH, nH, cV, nV));
+            const Ycc right[2] = {ycc(k, 0, j + 1), ycc(k, 1, j + 1)};
+            const Ycc nV[4] = {left[0], right[0], ycc(k - 1, 0, j), ycc(k + 1, 0, j)};
+            const Ycc nH[4] = {left[1], right[1], ycc(k - 1, 1, j), ycc(k + 1, 1, j)};
+            d[j] = static_cast<Diff<T>>(homogeneityPx(mid[1], nH, mid[0], nV));
+            for (int dir = 0; dir < 2; ++dir) {
+                left[dir] = mid[dir];
+                mid[dir] = right[dir];
+            }
         }
     }
 
@@ -192,17 +198,26 @@ struct RowStages {
     bool select(int r, int j0, int j1, bool carry, T* out, int jw0, int jw1) const {
         const int k = ring(r);
         const Diff<T> *du = s.diff(k - 1), *d = s.diff(k), *dd = s.diff(k + 1);
-        for (int j = j0; j < j1; ++j) {
-            int sum = 0;
-            for (int i = -1; i <= 1; ++i) sum += du[j + i] + d[j + i] + dd[j + i];
-            carry = selectPx(sum, carry);
-            if (j < jw0 || j >= jw1) continue;
-            const int dir = carry ? 1 : 0;
-            T* o = out + 3 * (j - jw0);
-            o[0] = s.plane(k, kR, dir)[j];
-            o[1] = s.green(k, dir)[j];
-            o[2] = s.plane(k, kB, dir)[j];
+        const T* cand[2][3] = {{s.plane(k, kR, 0), s.green(k, 0), s.plane(k, kB, 0)},
+                               {s.plane(k, kR, 1), s.green(k, 1), s.plane(k, kB, 1)}};
+        // the 3x3 sum as three column sums moving along
+        int left = du[j0 - 1] + d[j0 - 1] + dd[j0 - 1], mid = du[j0] + d[j0] + dd[j0];
+        const auto next = [&](int j) {
+            const int right = du[j + 1] + d[j + 1] + dd[j + 1];
+            carry = selectPx(left + mid + right, carry);
+            left = mid;
+            mid = right;
+        };
+        int j = j0;
+        for (; j < jw0; ++j) next(j);  // columns before the written ones
+        for (T* o = out; j < jw1; ++j, o += 3) {
+            next(j);
+            const T* const* c = cand[carry ? 1 : 0];
+            o[0] = c[0][j];
+            o[1] = c[1][j];
+            o[2] = c[2][j];
         }
+        for (; j < j1; ++j) next(j);
         return carry;
     }
 };
