@@ -52,7 +52,10 @@ struct Interior {
         const int k = ring(r);
         T *gv = s.green(k, 0), *gh = s.green(k, 1);
         int j = 0;
-        if (RedRow) scalar.green(r, 0, 1), j = 1;
+        if (RedRow) {  // ring column 0 is a green site
+            scalar.green(r, 0, 1);
+            j = 1;
+        }
         // body: the red or blue samples in the low halves, green in the high
         for (; j + kS <= w + 6; j += kS) {
             const __m128i c0 = L::load(p + j), cl = L::load(p + j - 2), cr = L::load(p + j + 2);
@@ -77,7 +80,10 @@ struct Interior {
         const T *p = raw(r), *pu = raw(r - 1), *pd = raw(r + 1);
         const int k = ring(r), end = w + 5;
         int j = 1;
-        if (!RedRow) scalar.colours(r, 1, 2), j = 2;
+        if (!RedRow) {  // ring column 1 is a green site
+            scalar.colours(r, 1, 2);
+            j = 2;
+        }
         // body: sites of the row's colour at even offsets from j
         for (; j + kS <= end; j += kS) {
             const __m128i c0 = L::load(p + j);
