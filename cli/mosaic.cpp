@@ -83,8 +83,30 @@ void bilinear(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::stri
                     "celiCFAToRGB_8u_C1C3R", file, verbose);
 }
 
+// AHD: the scratch is the caller's, 30 rows of (width + 6) samples plus 16
+// bytes (width at least 5).
+void ahd(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::string& file, bool verbose) {
+    const bool wide = m.format == celFmt_GRAY16;
+    rgb.alloc(wide ? celFmt_RGB48 : celFmt_RGB24, m.width, m.height, file);
+    const CelFmtImage s = m.image(), d = rgb.image();
+    const CelRect roi{0, 0, m.width, m.height};
+    const CelSize frame{m.width, m.height};
+    const int bufferStep = (wide ? 2 : 1) * (std::max(m.width, 5) + 6) + 16;
+    std::vector<uint8_t> scratch(size_t(30) * size_t(bufferStep));
+    if (wide)
+        checkStatus(celiDemosaicAHD_16u_C1C3R(reinterpret_cast<const uint16_t*>(s.plane[0]), roi, frame, s.step[0],
+                                              reinterpret_cast<uint16_t*>(d.plane[0]), d.step[0], grid,
+                                              reinterpret_cast<uint16_t*>(scratch.data()), bufferStep),
+                    "celiDemosaicAHD_16u_C1C3R", file, verbose);
+    else
+        checkStatus(celiDemosaicAHD_8u_C1C3R(s.plane[0], roi, frame, s.step[0], d.plane[0], d.step[0], grid,
+                                             scratch.data(), bufferStep),
+                    "celiDemosaicAHD_8u_C1C3R", file, verbose);
+}
+
 const DemosaicMethod kDemosaic[] = {
     {"bilinear", "celiCFAToRGB_*: bilinear, edge-directed green inside, mirrored rim", bilinear},
+    {"ahd", "celiDemosaicAHD_*: adaptive homogeneity-directed, two directional candidates chosen per pixel", ahd},
 };
 
 // ---- Dither methods: names onto the library's modes -----------------------------------

@@ -146,6 +146,24 @@ int runBench(const std::string& pattern, const std::string& size, double seconds
         timed.insert("celiCFAToRGB_16u_C1C3R");
     }
 
+    if (globMatch(pattern, "celiDemosaicAHD_8u_C1C3R") && w >= 5 && h >= 5) {
+        std::vector<uint8_t> m(size_t(w) * h), out(size_t(w) * h * 3), buf(size_t(30) * (w + 6 + 16));
+        std::mt19937 rng(3);
+        for (auto& v : m) v = uint8_t(rng() >> 24);
+        const double t = timeIt([&] { celiDemosaicAHD_8u_C1C3R(m.data(), CelRect{0, 0, w, h}, CelSize{w, h}, w, out.data(), 3 * w, celBayerRGGB, buf.data(), w + 6 + 16); }, seconds);
+        rows.push_back({"celiDemosaicAHD_8u_C1C3R", "Bayer 8u -> RGB24", mpix / t, copyRate(m.size())});
+        timed.insert("celiDemosaicAHD_8u_C1C3R");
+    }
+    if (globMatch(pattern, "celiDemosaicAHD_16u_C1C3R") && w >= 5 && h >= 5) {
+        const int bs = 2 * (w + 6) + 16;
+        std::vector<uint16_t> m(size_t(w) * h), out(size_t(w) * h * 3), buf(size_t(30) * bs / 2);
+        std::mt19937 rng(4);
+        for (auto& v : m) v = uint16_t(rng() >> 16);
+        const double t = timeIt([&] { celiDemosaicAHD_16u_C1C3R(m.data(), CelRect{0, 0, w, h}, CelSize{w, h}, 2 * w, out.data(), 6 * w, celBayerRGGB, buf.data(), bs); }, seconds);
+        rows.push_back({"celiDemosaicAHD_16u_C1C3R", "Bayer 16u -> RGB48", mpix / t, copyRate(m.size() * 2)});
+        timed.insert("celiDemosaicAHD_16u_C1C3R");
+    }
+
     // Bit-depth reduction, 8u and 16u forms, without dither and ordered.
     struct RB {
         const char* name;

@@ -512,6 +512,45 @@ TEST(CliDemosaic, MosaicOfAPhotoEqualsTheExport) {
     }
 }
 
+// --method ahd: the export's bytes, 8-bit from a mosaicked photograph and
+// 16-bit from a raw dump; on the photograph closer to the original than the
+// bilinear method.
+TEST(CliDemosaic, AhdMethodEqualsTheExport) {
+    NEED_PHOTO(src, "astronaut.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    ASSERT_EQ(celcc(dir, "mosaic '" + src + "' m.png --pattern grbg").rc, 0);
+    const Outcome r = celcc(dir, "demosaic m.png a.png --pattern grbg --method ahd -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiDemosaicAHD_8u_C1C3R: celStatusOk"), std::string::npos) << r.err;
+    const Png m = readPng(dir + "/m.png");
+    Bytes ref(size_t(p.w) * p.h * 3);
+    std::vector<uint8_t> buf(size_t(30) * (p.w + 6 + 16));
+    ASSERT_EQ(celiDemosaicAHD_8u_C1C3R(m.px.data(), CelRect{0, 0, p.w, p.h}, CelSize{p.w, p.h}, p.w, ref.data(), p.w * 3,
+                                       celBayerGRBG, buf.data(), p.w + 6 + 16),
+              celStatusOk);
+    const Png a = readPng(dir + "/a.png");
+    EXPECT_TRUE(a.px == ref);
+    ASSERT_EQ(celcc(dir, "demosaic m.png b.png --pattern grbg").rc, 0);
+    const Png b = readPng(dir + "/b.png");
+    EXPECT_LT(diff(a.px.data(), p.px.data(), ref.size()).mean, diff(b.px.data(), p.px.data(), ref.size()).mean);
+
+    const int w = 40, h = 30;
+    std::vector<uint16_t> m16(size_t(w) * h);
+    std::mt19937 rng(6);
+    for (auto& v : m16) v = uint16_t(rng() >> 16);
+    std::ofstream(dir + "/m16.raw", std::ios::binary)
+        .write(reinterpret_cast<const char*>(m16.data()), std::streamsize(m16.size() * 2));
+    ASSERT_EQ(celcc(dir, "demosaic m16.raw d16.png --size 40x30 --depth 16 --pattern bggr --method ahd").rc, 0);
+    std::vector<uint16_t> ref16(m16.size() * 3), buf16(size_t(30) * (w + 6 + 8));
+    ASSERT_EQ(celiDemosaicAHD_16u_C1C3R(m16.data(), CelRect{0, 0, w, h}, CelSize{w, h}, w * 2, ref16.data(), w * 6,
+                                        celBayerBGGR, buf16.data(), 2 * (w + 6) + 16),
+              celStatusOk);
+    const Png d = readPng(dir + "/d16.png");
+    ASSERT_EQ(d.px.size(), ref16.size() * 2);
+    EXPECT_EQ(std::memcmp(d.px.data(), ref16.data(), d.px.size()), 0);
+}
+
 TEST(CliDemosaic, RawDump16) {
     const std::string dir = workDir();
     const int w = 40, h = 30;

@@ -1,0 +1,639 @@
+// Adaptive homogeneity-directed demosaicing: an independent model of the
+// whole algorithm (both candidate images, the homogeneity map, the 3x3 sums,
+// the tie rule along each piece's rows) and of the cut of the region into
+// interior and strips, compared sample for sample with the library on random
+// and smooth-with-edges frames of every grid; regions, scratch bounds,
+// canaries, statuses.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+
+namespace {
+
+// Colours of the top-left 2x2 block per CelBayerGrid: 0 R, 1 G, 2 B.
+const int kGrid[4][2][2] = {{{2, 1}, {1, 0}}, {{0, 1}, {1, 2}}, {{1, 2}, {0, 1}}, {{1, 0}, {2, 1}}};
+
+template <class T>
+constexpr int maxOf() {
+    return sizeof(T) == 1 ? 255 : 65535;
+}
+
+// A frame in memory with margins on every side, so that reads the algorithm
+// makes one sample past a 5-wide or 5-high frame land in defined memory.
+template <class T>
+struct TestFrame {
+    int W, H, stepElems;
+    static constexpr int kMarginRows = 2, kMarginCols = 8;
+    std::vector<T> mem;
+    TestFrame(int w, int h) : W(w), H(h), stepElems(w + 2 * kMarginCols + 1) {
+        mem.assign(static_cast<size_t>(stepElems) * (h + 2 * kMarginRows), T(0));
+    }
+    T* origin() { return mem.data() + kMarginRows * stepElems + kMarginCols; }
+    const T* origin() const { return mem.data() + kMarginRows * stepElems + kMarginCols; }
+    int stepBytes() const { return stepElems * static_cast<int>(sizeof(T)); }
+    // any position within the margins
+    int raw(int r, int c) const { return origin()[static_cast<ptrdiff_t>(r) * stepElems + c]; }
+    void set(int r, int c, int v) { origin()[static_cast<ptrdiff_t>(r) * stepElems + c] = static_cast<T>(v); }
+};
+
+// ---- The model, from the formulas ------------------------------------------------
+template <class T>
+struct Model {
+    const TestFrame<T>& f;
+    int grid;
+    static constexpr int M = maxOf<T>();
+    // Planes over frame rows and columns -4 .. size + 4.
+    static constexpr int kOff = 4;
+    int PW, PH;
+    std::vector<int> gH, gV, rH, rV, bH, bV, dMap;
+
+    int idx(int r, int c) const { return (r + kOff) * PW + (c + kOff); }
+    int P(int r, int c) const {  // mirrored once about the first and last samples
+        const int W1 = f.W - 1, H1 = f.H - 1;
+        r = r < 0 ? -r : (r > H1 ? 2 * H1 - r : r);
+        c = c < 0 ? -c : (c > W1 ? 2 * W1 - c : c);
+        return f.raw(r, c);
+    }
+    int colour(int r, int c) const { return kGrid[grid][r & 1][c & 1]; }
+    static int clampS(int v) { return v < 0 ? 0 : (v > M ? M : v); }
+    static int limit(int e, int l, int t) { return std::min(std::max(e, std::min(l, t)), std::max(l, t)); }
+
+    Model(const TestFrame<T>& frame, int g) : f(frame), grid(g) {
+        PW = f.W + 2 * kOff + 1;
+        PH = f.H + 2 * kOff + 1;
+        const size_t n = static_cast<size_t>(PW) * PH;
+        gH.assign(n, 0), gV.assign(n, 0), rH.assign(n, 0), rV.assign(n, 0), bH.assign(n, 0), bV.assign(n, 0);
+        dMap.assign(n, 0);
+        // stage 1: green along rows and along columns
+        for (int r = -3; r <= f.H + 3; ++r)
+            for (int c = -3; c <= f.W + 3; ++c) {
+                const int s = P(r, c);
+                if (colour(r, c) == 1) {
+                    gH[idx(r, c)] = gV[idx(r, c)] = s;
+                    continue;
+                }
+                const int l = P(r, c - 1), t = P(r, c + 1), u = P(r - 1, c), d = P(r + 1, c);
+                gH[idx(r, c)] = limit(((s - P(r, c - 2) + s - P(r, c + 2)) >> 2) + ((l + t) >> 1), l, t);
+                gV[idx(r, c)] = limit(((s - P(r - 2, c) + s - P(r + 2, c)) >> 2) + ((u + d) >> 1), u, d);
+            }
+        // stage 2: colour planes of each candidate against its own green
+        for (int dir = 0; dir < 2; ++dir) {
+            const std::vector<int>& g = dir ? gH : gV;
+            std::vector<int>& R = dir ? rH : rV;
+            std::vector<int>& B = dir ? bH : bV;
+            const auto diff = [&](int r, int c) { return P(r, c) - g[idx(r, c)]; };
+            for (int r = -2; r <= f.H + 2; ++r)
+                for (int c = -2; c <= f.W + 2; ++c) {
+                    const int site = colour(r, c), i = idx(r, c);
+                    if (site == 1) {
+                        const int lr = clampS(P(r, c) + ((diff(r, c - 1) + diff(r, c + 1)) >> 1));
+                        const int ud = clampS(P(r, c) + ((diff(r - 1, c) + diff(r + 1, c)) >> 1));
+                        (colour(r, c + 1) == 0 ? R : B)[i] = lr;
+                        (colour(r + 1, c) == 0 ? R : B)[i] = ud;
+                    } else {
+                        const int opp = clampS(g[i] + ((diff(r - 1, c - 1) + diff(r - 1, c + 1) + diff(r + 1, c - 1) +
+                                                        diff(r + 1, c + 1)) >> 2));
+                        (site == 0 ? R : B)[i] = P(r, c);
+                        (site == 0 ? B : R)[i] = opp;
+                    }
+                }
+        }
+        // stages 3 and 4: homogeneity difference
+        for (int r = -1; r <= f.H + 1; ++r)
+            for (int c = -1; c <= f.W + 1; ++c) dMap[idx(r, c)] = homogeneity(r, c);
+    }
+
+    struct Ycc {
+        int32_t y, cb, cr;
+    };
+    Ycc ycc(int dir, int r, int c) const {
+        const int i = idx(r, c);
+        const int R = dir ? rH[i] : rV[i], G = dir ? gH[i] : gV[i], B = dir ? bH[i] : bV[i];
+        return {(66 * R + 129 * G + 25 * B + 128) >> 8, (-38 * R - 74 * G + 112 * B + 128) >> 8,
+                (112 * R - 94 * G - 18 * B + 128) >> 8};
+    }
+    int homogeneity(int r, int c) const {
+        const int dr[4] = {0, 0, -1, 1}, dc[4] = {-1, 1, 0, 0};  // left, right, up, down
+        int64_t L[2][4], C[2][4];
+        for (int dir = 0; dir < 2; ++dir) {
+            const Ycc o = ycc(dir, r, c);
+            for (int n = 0; n < 4; ++n) {
+                const Ycc v = ycc(dir, r + dr[n], c + dc[n]);
+                L[dir][n] = std::abs(v.y - o.y);
+                const int64_t sq = int64_t(v.cb - o.cb) * (v.cb - o.cb) + int64_t(v.cr - o.cr) * (v.cr - o.cr);
+                C[dir][n] = static_cast<int32_t>(static_cast<uint32_t>(sq));  // 32-bit signed: wraps past 2^31
+            }
+        }
+        const int64_t eL = std::min(std::max(L[1][0], L[1][1]), std::max(L[0][2], L[0][3]));
+        const int64_t eC = std::min(std::max(C[1][0], C[1][1]), std::max(C[0][2], C[0][3]));
+        int cnt[2] = {0, 0};
+        for (int dir = 0; dir < 2; ++dir)
+            for (int n = 0; n < 4; ++n) cnt[dir] += (L[dir][n] <= eL && C[dir][n] <= eC) ? 1 : 0;
+        return cnt[1] - cnt[0];
+    }
+    int S(int r, int c) const {
+        int s = 0;
+        for (int i = -1; i <= 1; ++i)
+            for (int j = -1; j <= 1; ++j) s += dMap[idx(r + i, c + j)];
+        return s;
+    }
+    // The pixel of the chosen candidate.
+    void pixel(bool h, int r, int c, int out[3]) const {
+        const int i = idx(r, c);
+        out[0] = h ? rH[i] : rV[i];
+        out[1] = h ? gH[i] : gV[i];
+        out[2] = h ? bH[i] : bV[i];
+    }
+};
+
+// ---- The cut, from the frame's rules ------------------------------------------------
+struct Piece {
+    int x, y, w, h;
+};
+struct Cut {
+    int x = 0, y = 0, w = 0, h = 0;  // clamped region
+    bool empty = true;
+    bool interior = false;
+    std::vector<Piece> pieces;  // in the order they run
+};
+
+// Pattern numbers 0 RGGB, 1 GBRG, 2 BGGR, 3 GRBG; from the grid.
+int patternAt(int grid, int c, int r) {
+    static const int fromGrid[4] = {2, 0, 1, 3};
+    int p = fromGrid[grid];
+    if (c & 1) p ^= 3;
+    if (r & 1) p = p + 1 - 2 * (p & 1);
+    return p;
+}
+
+Cut cutRegion(CelRect roi, int W, int H, int grid) {
+    Cut k;
+    k.x = std::max(roi.x, 0), k.y = std::max(roi.y, 0);
+    k.w = std::min(roi.width, W - k.x), k.h = std::min(roi.height, H - k.y);
+    if (k.w < 1 || k.h < 1) return k;
+    k.empty = false;
+    const int x = k.x, y = k.y, w = k.w, h = k.h;
+    int xi = std::max(x, 5), yi = std::max(y, 5);
+    int wi = std::max(0, std::min(W - 5, x + w) - xi), hi = std::max(0, std::min(H - 5, y + h) - yi);
+    int q = patternAt(grid, xi, yi);
+    if (q == 2 || q == 3) ++xi, --wi, q = (q ^ 3) & 3;
+    wi &= ~1;
+    if (q != 0) ++yi, --hi;
+    hi &= ~1;
+    if (wi >= 1 && hi >= 1) k.pieces.push_back({xi, yi, wi, hi}), k.interior = true;
+    if (yi - y >= 1) k.pieces.push_back({x, y, w, yi - y});
+    const int yb = yi + hi;
+    if (y + h - yb >= 1) k.pieces.push_back({x, yb, w, y + h - yb});
+    if (xi - x >= 1 && hi >= 1) k.pieces.push_back({x, yi, xi - x, hi});
+    const int xr = xi + wi;
+    if (x + w - xr >= 1 && hi >= 1) k.pieces.push_back({xr, yi, x + w - xr, hi});
+    return k;
+}
+
+// Expected destination: for every frame pixel at or after the region's
+// origin, the samples the pieces leave there (-1 where nothing is written).
+// The tie rule runs along each row of each piece from its left end.
+template <class T>
+std::vector<int> expected(const Model<T>& m, const Cut& k, int W, int H) {
+    std::vector<int> e(static_cast<size_t>(3) * W * H, -1);
+    for (const Piece& p : k.pieces)
+        for (int r = p.y; r < p.y + p.h; ++r) {
+            bool h = true;
+            for (int c = p.x; c < p.x + p.w; ++c) {
+                const int s = m.S(r, c);
+                h = s > 0 ? true : (s < 0 ? false : h);
+                if (r < k.y || r >= H || c < k.x || c >= W) continue;  // outside the frame or before the region
+                m.pixel(h, r, c, &e[(static_cast<size_t>(r) * W + c) * 3]);
+            }
+        }
+    return e;
+}
+
+// ---- Calling the library ------------------------------------------------------------------
+template <class T>
+CelStatus callAhd(const T* src, CelRect roi, CelSize size, int srcStep, T* dst, int dstStep, int grid, T* buf,
+                  int bufStep) {
+    if constexpr (sizeof(T) == 1)
+        return celiDemosaicAHD_8u_C1C3R(src, roi, size, srcStep, dst, dstStep, static_cast<CelBayerGrid>(grid), buf,
+                                        bufStep);
+    else
+        return celiDemosaicAHD_16u_C1C3R(src, roi, size, srcStep, dst, dstStep, static_cast<CelBayerGrid>(grid), buf,
+                                         bufStep);
+}
+
+// The documented scratch row: max(width, 5) + 6 samples plus 16 bytes.
+template <class T>
+int minScratchStep(int clampedWidth) {
+    return static_cast<int>(sizeof(T)) * (std::max(clampedWidth, 5) + 6) + 16;
+}
+
+enum class Content { Random, Smooth, Tiny, Diagonal, Tile };
+
+template <class T>
+void fill(TestFrame<T>& f, Content content, uint32_t seed) {
+    std::mt19937 rng(seed);
+    const int M = maxOf<T>();
+    // margins too: a 5-wide or 5-high frame reads one sample into them
+    for (auto& v : f.mem) v = static_cast<T>(rng() % (M + 1));
+    if (content == Content::Random) return;
+    int tile[4][4];
+    for (auto& row : tile)
+        for (int& v : row) v = static_cast<int>(rng() % 4) * (M / 3);
+    for (int r = 0; r < f.H; ++r)
+        for (int c = 0; c < f.W; ++c) {
+            int v;
+            if (content == Content::Tiny) {
+                v = static_cast<int>(rng() % 3);
+            } else if (content == Content::Tile) {
+                v = tile[r & 3][c & 3];  // a 4x4 tile repeated: the same sums on every row
+            } else if (content == Content::Diagonal) {
+                // diagonal stripes look alike along rows and along columns:
+                // many zero sums where the two candidates differ
+                v = ((r + c) % 6 < 3 ? M / 5 : M - M / 4) + static_cast<int>(rng() % 3);
+            } else {
+                // gradients with a vertical and a diagonal edge and a little noise
+                const double base = 0.3 * M * (1.0 + 0.5 * std::sin(0.21 * c + 0.13 * r));
+                const double edge = (c > f.W / 3 ? 0.35 * M : 0.0) + (r + c > f.W / 2 + f.H / 2 ? 0.2 * M : 0.0);
+                const int noise = static_cast<int>(rng() % (M / 64 + 1));
+                // a colour cast by site so that the channels differ
+                const double cast = (r & 1) ? 0.8 : ((c & 1) ? 1.0 : 0.6);
+                v = std::min(M, static_cast<int>((base + edge) * cast) + noise);
+            }
+            f.set(r, c, v);
+        }
+}
+
+constexpr int kPadPixels = 3;  // canary pixels left and right of each destination row
+constexpr int kScratchGuard = 64;
+
+template <class T>
+T canaryOf() {
+    return static_cast<T>(0xA5A5);
+}
+
+// One call on a region; every destination sample is compared with the model
+// and every other byte of the destination and around the scratch must keep
+// its canary.
+template <class T>
+void checkRegion(int W, int H, int grid, CelRect roi, Content content, uint32_t seed, const std::string& what) {
+    TestFrame<T> f(W, H);
+    fill(f, content, seed);
+    const Cut k = cutRegion(roi, W, H, grid);
+    ASSERT_FALSE(k.empty) << what;
+    const Model<T> m(f, grid);
+    const std::vector<int> e = expected(m, k, W, H);
+
+    // Destination: frame rows k.y .. H-1, columns k.x .. W-1, canaries around.
+    const int rows = H - k.y, cols = W - k.x;
+    const int dstStepElems = 3 * (cols + 2 * kPadPixels);
+    std::vector<T> dst(static_cast<size_t>(dstStepElems) * (rows + 2), canaryOf<T>());
+    T* d0 = dst.data() + dstStepElems + 3 * kPadPixels;
+    // Scratch: 30 rows of the documented minimum, guards before and after.
+    const int bufStep = minScratchStep<T>(k.w);
+    std::vector<uint8_t> scratch(static_cast<size_t>(30) * bufStep + 2 * kScratchGuard, 0x5C);
+    T* buf = reinterpret_cast<T*>(scratch.data() + kScratchGuard);
+
+    ASSERT_EQ(callAhd<T>(f.origin(), roi, {W, H}, f.stepBytes(), d0, dstStepElems * int(sizeof(T)), grid, buf, bufStep),
+              celStatusOk)
+        << what;
+
+    for (int i = 0; i < kScratchGuard; ++i) {
+        ASSERT_EQ(scratch[i], 0x5C) << what << ": scratch written before its first row";
+        ASSERT_EQ(scratch[scratch.size() - 1 - i], 0x5C) << what << ": scratch written past its 30 rows";
+    }
+    for (int y = 0; y < rows + 2; ++y)
+        for (int x = 0; x < dstStepElems; ++x) {
+            const int fr = k.y + y - 1, fcs = x - 3 * kPadPixels;  // frame row, sample from column k.x
+            const T got = dst[static_cast<size_t>(y) * dstStepElems + x];
+            const bool inFrame = y >= 1 && y <= rows && fcs >= 0 && fcs < 3 * cols;
+            const int want = inFrame ? e[(static_cast<size_t>(fr) * W + k.x + fcs / 3) * 3 + fcs % 3] : -1;
+            if (want < 0) {
+                ASSERT_EQ(got, canaryOf<T>()) << what << ": wrote outside the pieces at dst row " << y - 1
+                                              << " sample " << fcs;
+            } else {
+                ASSERT_EQ(int(got), want) << what << " frame " << W << "x" << H << " grid " << grid << " roi ("
+                                          << roi.x << "," << roi.y << "," << roi.width << "," << roi.height
+                                          << ") at frame (" << fr << "," << k.x + fcs / 3 << ") channel " << fcs % 3
+                                          << " S " << m.S(fr, k.x + fcs / 3);
+            }
+        }
+}
+
+template <class T>
+class Ahd : public ::testing::Test {};
+using SampleTypes = ::testing::Types<uint8_t, uint16_t>;
+TYPED_TEST_SUITE(Ahd, SampleTypes);
+
+// Full frames, from the smallest accepted (5x5, strips only) to frames with
+// an interior wide enough for several vector steps and a tail.
+TYPED_TEST(Ahd, FullFramesOfEveryGridMatchTheModel) {
+    uint32_t seed = 1;
+    const std::pair<int, int> sizes[] = {{5, 5},  {6, 5},  {5, 7},  {6, 6},   {11, 11}, {12, 12}, {13, 12},
+                                         {16, 17}, {23, 14}, {40, 15}, {57, 20}, {64, 13}, {101, 16}};
+    for (int grid = 0; grid < 4; ++grid)
+        for (auto [W, H] : sizes)
+            for (Content c : {Content::Random, Content::Smooth})
+                checkRegion<TypeParam>(W, H, grid, {0, 0, W, H}, c, seed++, "full frame");
+}
+
+// Values 0..2 make the 3x3 sums zero often: the tie rule and its carry
+// across vector steps run everywhere.
+TYPED_TEST(Ahd, FrequentTiesMatchTheModel) {
+    for (int grid = 0; grid < 4; ++grid)
+        for (auto [W, H] : {std::pair{70, 14}, {37, 12}}) {
+            // a repeated tile whose frame holds ties with differing
+            // candidates at the first column of the interior's rows and
+            // further along
+            uint32_t seed = 50;
+            for (;; ++seed) {
+                ASSERT_LT(seed, 400u) << "no tile with ties found";
+                TestFrame<TypeParam> f(W, H);
+                fill(f, Content::Tile, seed);
+                const Model<TypeParam> m(f, grid);
+                const Piece in = cutRegion({0, 0, W, H}, W, H, grid).pieces[0];
+                int first = 0, inner = 0;
+                for (int r = in.y; r < in.y + in.h; ++r)
+                    for (int c = in.x; c < in.x + in.w; ++c) {
+                        int h[3], v[3];
+                        m.pixel(true, r, c, h);
+                        m.pixel(false, r, c, v);
+                        const bool differ = h[0] != v[0] || h[1] != v[1] || h[2] != v[2];
+                        if (m.S(r, c) == 0 && differ) (c == in.x ? first : inner)++;
+                    }
+                if (first > 0 && inner > 10) break;
+            }
+            checkRegion<TypeParam>(W, H, grid, {0, 0, W, H}, Content::Tile, seed, "ties");
+            checkRegion<TypeParam>(W, H, grid, {0, 0, W, H}, Content::Tiny, seed, "tiny values");
+        }
+}
+
+// Regions: inside the margin, touching each border, with odd origins on
+// every grid, interior only, strips only, clamped, negative origins, and
+// short regions near the top whose top strip runs past their height.
+TYPED_TEST(Ahd, RegionsMatchTheModel) {
+    const int W = 47, H = 26;
+    const CelRect rois[] = {
+        {5, 5, 30, 14},  {6, 6, 30, 14},  {7, 5, 29, 13},  {6, 7, 33, 11},  {0, 0, 20, 9},   {3, 2, 40, 22},
+        {10, 0, 20, 26}, {0, 9, 47, 8},   {30, 12, 17, 14}, {40, 20, 7, 6}, {42, 3, 5, 20},  {8, 21, 30, 5},
+        {0, 0, 47, 3},   {1, 1, 2, 2},    {0, 2, 3, 20},    {20, 10, 1, 1}, {25, 11, 60, 60}, {-3, -2, 15, 12},
+        {44, 0, 9, 30},  {9, 9, 4, 4},    {6, 6, 16, 8},    {5, 6, 17, 9},  {0, 4, 47, 1},    {12, 22, 1, 4},
+    };
+    uint32_t seed = 200;
+    for (int grid = 0; grid < 4; ++grid)
+        for (const CelRect& roi : rois)
+            for (Content c : {Content::Random, Content::Smooth})
+                checkRegion<TypeParam>(W, H, grid, roi, c, seed++, "roi");
+}
+
+// Frames of 6 to 12: the interior is empty or a single 2x2 block.
+TYPED_TEST(Ahd, SmallFramesAndRegionsMatchTheModel) {
+    uint32_t seed = 900;
+    for (int grid = 0; grid < 4; ++grid)
+        for (int W : {5, 7, 12})
+            for (int H : {5, 8, 12})
+                for (const CelRect roi : {CelRect{0, 0, W, H}, CelRect{1, 2, W, H}, CelRect{W - 1, H - 2, 3, 3},
+                                          CelRect{2, 0, 1, 1}})
+                    checkRegion<TypeParam>(W, H, grid, roi, Content::Random, seed++, "small");
+}
+
+// The cut covers the region: each region pixel is written, by the interior
+// or a strip, and a region that lies inside the margin gives the pixels of
+// the full-frame call away from tied pixels.
+TYPED_TEST(Ahd, CutCoversEveryRegionPixel) {
+    for (int grid = 0; grid < 4; ++grid)
+        for (int W : {5, 9, 16, 31})
+            for (int H : {5, 10, 17})
+                for (int x = 0; x < W; x += 3)
+                    for (int y = 0; y < H; y += 2) {
+                        const Cut k = cutRegion({x, y, W - x - (x & 1), H - y}, W, H, grid);
+                        std::vector<char> hit(static_cast<size_t>(W) * H, 0);
+                        for (const Piece& p : k.pieces)
+                            for (int r = std::max(p.y, k.y); r < std::min(p.y + p.h, H); ++r)
+                                for (int c = std::max(p.x, k.x); c < std::min(p.x + p.w, W); ++c) hit[r * W + c] = 1;
+                        for (int r = k.y; r < k.y + k.h; ++r)
+                            for (int c = k.x; c < k.x + k.w; ++c) ASSERT_TRUE(hit[r * W + c]) << r << "," << c;
+                    }
+}
+
+TYPED_TEST(Ahd, FlatFrameGivesTheFlatValue) {
+    using T = TypeParam;
+    const int W = 41, H = 19;
+    for (int grid = 0; grid < 4; ++grid)
+        for (int value : {0, 1, 100, maxOf<T>()}) {
+            std::vector<T> src(static_cast<size_t>(W) * H, static_cast<T>(value)), dst(static_cast<size_t>(3) * W * H);
+            const int bs = minScratchStep<T>(W);
+            std::vector<T> buf(static_cast<size_t>(30) * bs / sizeof(T) + 1);
+            ASSERT_EQ(callAhd<T>(src.data(), {0, 0, W, H}, {W, H}, W * int(sizeof(T)), dst.data(),
+                                 3 * W * int(sizeof(T)), grid, buf.data(), bs),
+                      celStatusOk);
+            for (T v : dst) ASSERT_EQ(int(v), value);
+        }
+}
+
+// A pure vertical edge: every pixel is wholly one candidate, never a blend.
+TEST(AhdWorked, VerticalEdgeTakesOneCandidatePerPixel) {
+    const int W = 30, H = 16;
+    TestFrame<uint8_t> f(W, H);
+    for (int r = 0; r < H; ++r)
+        for (int c = 0; c < W; ++c) f.set(r, c, c < 15 ? 40 : 210);
+    const Model<uint8_t> m(f, celBayerRGGB);
+    std::vector<uint8_t> dst(3 * W * H);
+    std::vector<uint8_t> buf(30 * minScratchStep<uint8_t>(W));
+    ASSERT_EQ(celiDemosaicAHD_8u_C1C3R(f.origin(), {0, 0, W, H}, {W, H}, f.stepBytes(), dst.data(), 3 * W,
+                                       celBayerRGGB, buf.data(), minScratchStep<uint8_t>(W)),
+              celStatusOk);
+    int vertical = 0;
+    for (int r = 0; r < H; ++r)
+        for (int c = 0; c < W; ++c) {
+            int h[3], v[3];
+            m.pixel(true, r, c, h);
+            m.pixel(false, r, c, v);
+            const uint8_t* px = &dst[(r * W + c) * 3];
+            const bool isH = px[0] == h[0] && px[1] == h[1] && px[2] == h[2];
+            const bool isV = px[0] == v[0] && px[1] == v[1] && px[2] == v[2];
+            ASSERT_TRUE(isH || isV) << r << "," << c;
+            vertical += (isV && !isH) ? 1 : 0;
+        }
+    // along a vertical edge the column-wise candidate wins somewhere
+    EXPECT_GT(vertical, 0);
+}
+
+// Worked values of the green limit and of the colour clamp.
+TEST(AhdWorked, GreenStaysBetweenItsNeighboursAndColoursClamp) {
+    const int W = 20, H = 20;
+    TestFrame<uint8_t> f(W, H);
+    for (int r = 0; r < H; ++r)
+        for (int c = 0; c < W; ++c) f.set(r, c, 100);
+    // red site (10, 10) on RGGB: its own colour two away is dark, so the
+    // second-derivative term is large; G_H stays within [left, right].
+    f.set(10, 8, 0), f.set(10, 12, 0), f.set(8, 10, 0), f.set(12, 10, 0);
+    f.set(10, 9, 90), f.set(10, 11, 110), f.set(10, 10, 255);
+    const Model<uint8_t> m(f, celBayerRGGB);
+    // e = ((255 - 0 + 255 - 0) >> 2) + ((90 + 110) >> 1) = 127 + 100 = 227 -> 110
+    EXPECT_EQ(m.gH[m.idx(10, 10)], 110);
+    std::vector<uint8_t> dst(3 * W * H);
+    std::vector<uint8_t> buf(30 * minScratchStep<uint8_t>(W));
+    ASSERT_EQ(celiDemosaicAHD_8u_C1C3R(f.origin(), {0, 0, W, H}, {W, H}, f.stepBytes(), dst.data(), 3 * W,
+                                       celBayerRGGB, buf.data(), minScratchStep<uint8_t>(W)),
+              celStatusOk);
+    // the red site keeps its own sample
+    EXPECT_EQ(dst[(10 * W + 10) * 3 + 0], 255);
+    EXPECT_LE(dst[(10 * W + 10) * 3 + 1], 110);
+    EXPECT_GE(dst[(10 * W + 10) * 3 + 1], 90);
+}
+
+// Saturated 16-bit colours side by side: the chroma distance passes 2^31
+// and wraps; the model keeps the 32-bit signed comparison.
+TEST(AhdWorked, SixteenBitChromaDistanceWraps) {
+    const int W = 24, H = 14;
+    TestFrame<uint16_t> f(W, H);
+    fill(f, Content::Random, 5);
+    // samples at 0 or full scale: saturated colours of every hue side by
+    // side; the seed moves until a candidate holds a wrapping pair
+    bool wrapped = false;
+    for (uint32_t seed = 1; seed < 40 && !wrapped; ++seed) {
+        std::mt19937 rng(seed);
+        for (int r = 0; r < H; ++r)
+            for (int c = 0; c < W; ++c) f.set(r, c, (rng() & 1) ? 65535 : 0);
+        const Model<uint16_t> probe(f, celBayerBGGR);
+        for (int dir = 0; dir < 2; ++dir)
+            for (int r = 0; r < H; ++r)
+                for (int c = 1; c < W; ++c) {
+                    const auto a = probe.ycc(dir, r, c), b = probe.ycc(dir, r, c - 1);
+                    wrapped |= int64_t(a.cb - b.cb) * (a.cb - b.cb) + int64_t(a.cr - b.cr) * (a.cr - b.cr) > INT32_MAX;
+                }
+    }
+    ASSERT_TRUE(wrapped) << "the frame should hold a wrapping chroma distance";
+    const Model<uint16_t> m(f, celBayerBGGR);
+    checkRegion<uint16_t>(W, H, celBayerBGGR, {0, 0, W, H}, Content::Random, 5, "wrap (random)");
+    // and the saturated frame itself, through the library
+    std::vector<uint16_t> dst(3 * W * H);
+    std::vector<uint16_t> buf(30 * minScratchStep<uint16_t>(W));
+    ASSERT_EQ(celiDemosaicAHD_16u_C1C3R(f.origin(), {0, 0, W, H}, {W, H}, f.stepBytes(), dst.data(), 6 * W,
+                                        celBayerBGGR, buf.data(), minScratchStep<uint16_t>(W)),
+              celStatusOk);
+    const Cut k = cutRegion({0, 0, W, H}, W, H, celBayerBGGR);
+    const std::vector<int> e = expected(m, k, W, H);
+    for (int i = 0; i < 3 * W * H; ++i) ASSERT_EQ(int(dst[i]), e[i]) << "sample " << i;
+}
+
+// A region of 5x5 frame on each grid, and regions near the top whose top
+// strip is yi - y rows high: rows past the region's height are written.
+TEST(AhdRegions, TopStripWritesPastTheRegionHeight) {
+    const int W = 30, H = 20;
+    const Cut k = cutRegion({4, 1, 20, 2}, W, H, celBayerRGGB);
+    ASSERT_FALSE(k.pieces.empty());
+    EXPECT_EQ(k.pieces[0].y, 1);
+    EXPECT_GT(k.pieces[0].h, 2);  // through frame row yi - 1
+    for (int grid = 0; grid < 4; ++grid)
+        checkRegion<uint8_t>(W, H, grid, {4, 1, 20, 2}, Content::Random, 300 + grid, "short top region");
+}
+
+// The scratch holds exactly 30 rows of the documented length: with a heap
+// block of exactly that size the sanitizer build sees any access past it.
+TYPED_TEST(Ahd, ScratchOfTheDocumentedSizeIsEnough) {
+    using T = TypeParam;
+    for (auto [W, H, roi] : {std::tuple{96, 20, CelRect{0, 0, 96, 20}}, {33, 17, CelRect{3, 4, 29, 12}},
+                             {12, 12, CelRect{0, 0, 3, 12}}, {80, 30, CelRect{7, 6, 64, 20}}}) {
+        TestFrame<T> f(W, H);
+        fill(f, Content::Smooth, 7);
+        const Cut k = cutRegion(roi, W, H, celBayerGRBG);
+        const int bs = minScratchStep<T>(k.w);
+        std::vector<uint8_t> exact(static_cast<size_t>(30) * bs);
+        std::vector<T> dst(static_cast<size_t>(3) * W * H);
+        ASSERT_EQ(callAhd<T>(f.origin(), roi, {W, H}, f.stepBytes(), dst.data(), 3 * W * int(sizeof(T)), celBayerGRBG,
+                             reinterpret_cast<T*>(exact.data()), bs),
+                  celStatusOk);
+        const Model<T> m(f, celBayerGRBG);
+        const std::vector<int> e = expected(m, k, W, H);
+        for (int r = k.y; r < k.y + k.h; ++r)
+            for (int s = 0; s < 3 * k.w; ++s)
+                ASSERT_EQ(int(dst[static_cast<size_t>(r - k.y) * 3 * W + s]),
+                          e[(static_cast<size_t>(r) * W + k.x) * 3 + s]);
+    }
+}
+
+// ---- Statuses and check order -------------------------------------------------
+TEST(AhdChecks, OrderIsPointersSizeGridAndNothingIsWritten) {
+    std::vector<uint8_t> src(64, 1), dst(3 * 64, 7), buf(30 * 64, 9);
+    const auto dstBefore = dst, bufBefore = buf;
+    const CelRect roi{0, 0, 8, 8};
+    const auto call = [&](const uint8_t* s, CelSize size, uint8_t* d, int grid, uint8_t* b) {
+        return celiDemosaicAHD_8u_C1C3R(s, roi, size, 8, d, 24, static_cast<CelBayerGrid>(grid), b, 64);
+    };
+    EXPECT_EQ(call(nullptr, {1, 1}, dst.data(), 9, buf.data()), celStatusNullPointer);
+    EXPECT_EQ(call(src.data(), {8, 8}, nullptr, 0, buf.data()), celStatusNullPointer);
+    // the buffer is not tested: a null one with a bad size gives the size status
+    EXPECT_EQ(call(src.data(), {4, 8}, dst.data(), 9, nullptr), celStatusBadSize);
+    EXPECT_EQ(call(src.data(), {8, 4}, dst.data(), 0, buf.data()), celStatusBadSize);
+    EXPECT_EQ(call(src.data(), {5, 5}, dst.data(), 4, nullptr), celStatusBadArgument);
+    EXPECT_EQ(call(src.data(), {8, 8}, dst.data(), -1, buf.data()), celStatusBadArgument);
+    EXPECT_EQ(dst, dstBefore);
+    EXPECT_EQ(buf, bufBefore);
+
+    std::vector<uint16_t> s16(64, 1), d16(3 * 64, 7), b16(30 * 32, 9);
+    const auto d16Before = d16, b16Before = b16;
+    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(nullptr, roi, {8, 8}, 16, d16.data(), 48, celBayerBGGR, b16.data(), 64),
+              celStatusNullPointer);
+    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(s16.data(), roi, {8, 8}, 16, nullptr, 48, celBayerBGGR, b16.data(), 64),
+              celStatusNullPointer);
+    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(s16.data(), roi, {8, 0}, 16, d16.data(), 48, celBayerBGGR, b16.data(), 64),
+              celStatusBadSize);
+    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(s16.data(), roi, {8, 8}, 16, d16.data(), 48, CelBayerGrid(4), b16.data(), 64),
+              celStatusBadArgument);
+    EXPECT_EQ(d16, d16Before);
+    EXPECT_EQ(b16, b16Before);
+}
+
+// A region that clamps to nothing succeeds and touches nothing, not even the
+// scratch, which may then be null.
+TEST(AhdChecks, EmptyRegionSucceedsAndWritesNothing) {
+    std::vector<uint8_t> src(100, 1), dst(300, 7);
+    const auto before = dst;
+    for (const CelRect roi : {CelRect{10, 0, 4, 4}, CelRect{0, 10, 4, 4}, CelRect{0, 0, 0, 5}, CelRect{2, 2, 5, -1},
+                              CelRect{-4, 0, 3, 0}})
+        EXPECT_EQ(celiDemosaicAHD_8u_C1C3R(src.data(), roi, {10, 10}, 10, dst.data(), 30, celBayerRGGB, nullptr, 0),
+                  celStatusOk);
+    EXPECT_EQ(dst, before);
+}
+
+// A negative origin moves to 0 without moving dst or narrowing the region.
+TEST(AhdChecks, NegativeOriginMovesToZero) {
+    const int W = 20, H = 16;
+    TestFrame<uint8_t> f(W, H);
+    fill(f, Content::Random, 11);
+    std::vector<uint8_t> a(3 * W * H, 0), b(3 * W * H, 0), buf(30 * minScratchStep<uint8_t>(W));
+    ASSERT_EQ(celiDemosaicAHD_8u_C1C3R(f.origin(), {0, 0, 12, 9}, {W, H}, f.stepBytes(), a.data(), 3 * W, celBayerGBRG,
+                                       buf.data(), minScratchStep<uint8_t>(W)),
+              celStatusOk);
+    ASSERT_EQ(celiDemosaicAHD_8u_C1C3R(f.origin(), {-3, -2, 12, 9}, {W, H}, f.stepBytes(), b.data(), 3 * W,
+                                       celBayerGBRG, buf.data(), minScratchStep<uint8_t>(W)),
+              celStatusOk);
+    EXPECT_EQ(a, b);
+}
+
+// 16-bit: the destination and scratch steps are halved toward zero, the
+// source step stays in bytes.
+TEST(AhdChecks, SixteenBitStepsAreHalved) {
+    const int W = 26, H = 15;
+    TestFrame<uint16_t> f(W, H);
+    fill(f, Content::Smooth, 4);
+    const int bs = minScratchStep<uint16_t>(W);
+    std::vector<uint16_t> a(3 * W * H), b(3 * W * H), buf((30 * bs + 30) / 2 + 8);
+    ASSERT_EQ(celiDemosaicAHD_16u_C1C3R(f.origin(), {0, 0, W, H}, {W, H}, f.stepBytes(), a.data(), 6 * W, celBayerRGGB,
+                                        buf.data(), bs),
+              celStatusOk);
+    ASSERT_EQ(celiDemosaicAHD_16u_C1C3R(f.origin(), {0, 0, W, H}, {W, H}, f.stepBytes(), b.data(), 6 * W + 1,
+                                        celBayerRGGB, buf.data(), bs + 1),
+              celStatusOk);
+    EXPECT_EQ(a, b);
+}
+
+}  // namespace
