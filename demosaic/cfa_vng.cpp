@@ -21,11 +21,16 @@
 // nearest computed column and row.
 //
 // The kernel walks two rows a pass (six source rows) and a last odd row
-// alone.  Every step, whatever its width (8u: 8 pixels in 16-bit lanes, then
-// 4, 2, 1; 16u: 4 pixels in 32-bit lanes, then 2, 1), is the same SSE4.2
-// code on a partial load: it computes both site types and blends them by
-// a mask of alternating lanes set up once per row from the phase, so the
-// result of a pixel does not depend on the step that computed it.
+// alone.  The arithmetic of steps 1 to 5 is written once (vngColours) and
+// runs in integer lanes: 16-bit for 8u, 32-bit for 16u.  The body of a pair
+// of rows takes 16 (8u) or 8 (16u) pixels a pass, loads each of the 30
+// neighbour offsets once for both rows and splits it into its even and odd
+// pixels, so that each vector holds one site type; the rest of the row goes
+// 8 (8u only), 4, 2, then 1 pixels a step, and the last odd row 2, then 1,
+// with both site types in alternating lanes blended by a mask set up once
+// per call from the phase.  All of it is SSE4.2 code on full or partial
+// loads, and the result of a pixel does not depend on the step that
+// computed it.
 #include <smmintrin.h>
 
 #include <cstdint>
@@ -112,6 +117,27 @@ struct Lanes8u {
         return clampMax(_mm_packs_epi32(lo, hi));
     }
 
+    // A wide pass: 16 samples, split into the even and the odd ones.
+    static __m128i loadFull(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+    static __m128i evenOf(__m128i v) { return _mm_and_si128(v, _mm_set1_epi16(0x00FF)); }
+    static __m128i oddOf(__m128i v) { return _mm_srli_epi16(v, 8); }
+
+    // Stores 16 pixels from B, G, R of the even and of the odd ones; the
+    // fourth sample is read and kept.
+    static void storeSplit(uint8_t* d, const __m128i even[3], const __m128i odd[3]) {
+        const __m128i keep = _mm_set1_epi32(static_cast<int>(0xFF000000u)), zero = _mm_setzero_si128();
+        // one byte a pixel, in pixel order
+        const __m128i b = _mm_or_si128(even[0], _mm_slli_epi16(odd[0], 8));
+        const __m128i g = _mm_or_si128(even[1], _mm_slli_epi16(odd[1], 8));
+        const __m128i r = _mm_or_si128(even[2], _mm_slli_epi16(odd[2], 8));
+        const __m128i bgLo = _mm_unpacklo_epi8(b, g), bgHi = _mm_unpackhi_epi8(b, g);
+        const __m128i rLo = _mm_unpacklo_epi8(r, zero), rHi = _mm_unpackhi_epi8(r, zero);
+        const __m128i px[4] = {_mm_unpacklo_epi16(bgLo, rLo), _mm_unpackhi_epi16(bgLo, rLo),
+                               _mm_unpacklo_epi16(bgHi, rHi), _mm_unpackhi_epi16(bgHi, rHi)};
+        __m128i* q = reinterpret_cast<__m128i*>(d);
+        for (int k = 0; k < 4; ++k) _mm_storeu_si128(q + k, _mm_or_si128(_mm_and_si128(_mm_loadu_si128(q + k), keep), px[k]));
+    }
+
     // Stores B, G, R of N pixels; the fourth sample is read and kept.
     template <int N>
     static void store(uint8_t* d, __m128i b, __m128i g, __m128i r) {
@@ -172,6 +198,25 @@ struct Lanes16u {
         return clampMax(_mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(v), g)));
     }
 
+    // A wide pass: 8 samples, split into the even and the odd ones.
+    static __m128i loadFull(const uint16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+    static __m128i evenOf(__m128i v) { return _mm_and_si128(v, _mm_set1_epi32(0x0000FFFF)); }
+    static __m128i oddOf(__m128i v) { return _mm_srli_epi32(v, 16); }
+
+    static void storeSplit(uint16_t* d, const __m128i even[3], const __m128i odd[3]) {
+        const __m128i keep = _mm_set1_epi64x(static_cast<long long>(0xFFFF000000000000ull)), zero = _mm_setzero_si128();
+        // one sample a pixel, in pixel order
+        const __m128i b = _mm_or_si128(even[0], _mm_slli_epi32(odd[0], 16));
+        const __m128i g = _mm_or_si128(even[1], _mm_slli_epi32(odd[1], 16));
+        const __m128i r = _mm_or_si128(even[2], _mm_slli_epi32(odd[2], 16));
+        const __m128i bgLo = _mm_unpacklo_epi16(b, g), bgHi = _mm_unpackhi_epi16(b, g);
+        const __m128i rLo = _mm_unpacklo_epi16(r, zero), rHi = _mm_unpackhi_epi16(r, zero);
+        const __m128i px[4] = {_mm_unpacklo_epi32(bgLo, rLo), _mm_unpackhi_epi32(bgLo, rLo),
+                               _mm_unpacklo_epi32(bgHi, rHi), _mm_unpackhi_epi32(bgHi, rHi)};
+        __m128i* q = reinterpret_cast<__m128i*>(d);
+        for (int k = 0; k < 4; ++k) _mm_storeu_si128(q + k, _mm_or_si128(_mm_and_si128(_mm_loadu_si128(q + k), keep), px[k]));
+    }
+
     template <int N>
     static void store(uint16_t* d, __m128i b, __m128i g, __m128i r) {
         const __m128i keep = _mm_set1_epi64x(static_cast<long long>(0xFFFF000000000000ull));
@@ -211,17 +256,25 @@ struct Gains {
     __m128 b, g, r;
 };
 
-// N pixels of one row from x on: `rows` are the five source rows around
-// it (rows[2] is the row itself), each pointing at the rectangle's first
-// column.
-template <class V, int N, bool WithGains>
-inline void vngPixels(const typename V::Sample* const* rows, int x, typename V::Sample* d, const RowMasks& m,
-                      const Gains& gains) {
-    const auto P = [rows, x](int a, int b) { return V::template load<N>(rows[a + 2] + x + b); };
+// Which site types a vector holds: both, alternating lane by lane (the
+// blend picks per lane), or one type in every lane (a vector of the even
+// or the odd pixels of a row), where the other type's arithmetic drops out.
+enum class Site { Both, Green, RedBlue };
+
+// Steps 1 to 5 on a window of vectors: w[a + 2][b + 2] holds P(a, b) of
+// each lane.  Returns the colour from the second and the third sums (c1,
+// c2); the first colour is P(0, 0) itself.  N is the number of lanes in use.
+template <class V, Site S, int N>
+inline void vngColours(const __m128i (*w)[5], __m128i greenLanes, __m128i& c1, __m128i& c2) {
+    const auto P = [w](int a, int b) { return w[a + 2][b + 2]; };
     const auto absd = [](__m128i a, __m128i b) { return V::absd(a, b); };
     const auto add = [](__m128i a, __m128i b) { return V::add(a, b); };
     const auto twice = [](__m128i a) { return V::twice(a); };
-    const auto pick = [&m](__m128i atRedBlue, __m128i atGreen) { return _mm_blendv_epi8(atRedBlue, atGreen, m.green); };
+    const auto pick = [greenLanes](__m128i atRedBlue, __m128i atGreen) {
+        if constexpr (S == Site::Both) return _mm_blendv_epi8(atRedBlue, atGreen, greenLanes);
+        if constexpr (S == Site::Green) return atGreen;
+        if constexpr (S == Site::RedBlue) return atRedBlue;
+    };
 
     const __m128i p00 = P(0, 0);
     const __m128i n1 = P(-1, 0), s1 = P(1, 0), w1 = P(0, -1), e1 = P(0, 1);
@@ -310,53 +363,107 @@ inline void vngPixels(const typename V::Sample* const* rows, int x, typename V::
 
     // Step 5: the two missing colours.
     const __m128i twoN = twice(count);
-    const __m128i c1 = V::clampMax(add(V::template divide<N>(V::sub(sum1, sum0), twoN), p00));
-    const __m128i c2 = V::clampMax(add(V::template divide<N>(V::sub(sum2, sum0), twoN), p00));
-    // The row's red or blue: raw at its own sites, c1 at green sites; green
-    // the other way round; the opposite colour is always c2.
-    const __m128i rowColour = pick(p00, c1), green = pick(c1, p00);
-    __m128i b = _mm_blendv_epi8(c2, rowColour, m.blue);
-    __m128i r = _mm_blendv_epi8(rowColour, c2, m.blue);
-    __m128i gr = green;
-
-    // Step 6: gains.
-    if constexpr (WithGains) {
-        b = V::template gain<N>(b, gains.b);
-        gr = V::template gain<N>(gr, gains.g);
-        r = V::template gain<N>(r, gains.r);
-    }
-    V::template store<N>(d + 4 * x, b, gr, r);
+    c1 = V::clampMax(add(V::template divide<N>(V::sub(sum1, sum0), twoN), p00));
+    c2 = V::clampMax(add(V::template divide<N>(V::sub(sum2, sum0), twoN), p00));
 }
 
-// One row with the ladder of step widths: full vectors, then halves down
-// to one pixel (a pair row), or pairs then one pixel (the last odd row).
+// Steps 6 and 7's order: the row's red or blue, green and the opposite
+// colour of each lane become B, G, R (`blue` set: the row's colour is
+// blue), then the gains.
+template <class V, int N, bool WithGains>
+inline void toBgr(__m128i rowColour, __m128i green, __m128i opposite, __m128i blue, const Gains& gains,
+                  __m128i bgr[3]) {
+    bgr[0] = _mm_blendv_epi8(opposite, rowColour, blue);
+    bgr[1] = green;
+    bgr[2] = _mm_blendv_epi8(rowColour, opposite, blue);
+    if constexpr (WithGains) {
+        bgr[0] = V::template gain<N>(bgr[0], gains.b);
+        bgr[1] = V::template gain<N>(bgr[1], gains.g);
+        bgr[2] = V::template gain<N>(bgr[2], gains.r);
+    }
+}
+
+// N pixels of one row from x on, both site types in alternating lanes:
+// `rows` are the five source rows around it (rows[2] is the row itself),
+// each pointing at the rectangle's first column.
+template <class V, int N, bool WithGains>
+inline void vngPixels(const typename V::Sample* const* rows, int x, typename V::Sample* d, const RowMasks& m,
+                      const Gains& gains) {
+    __m128i w[5][5];
+    for (int a = 0; a < 5; ++a)
+        for (int b = 0; b < 5; ++b) w[a][b] = V::template load<N>(rows[a] + x + b - 2);
+    __m128i c1, c2;
+    vngColours<V, Site::Both, N>(w, m.green, c1, c2);
+    // the row's red or blue: raw at its own sites, c1 at green sites; green
+    // the other way round; the opposite colour is c2 at both
+    const __m128i p00 = w[2][2];
+    __m128i bgr[3];
+    toBgr<V, N, WithGains>(_mm_blendv_epi8(p00, c1, m.green), _mm_blendv_epi8(c1, p00, m.green), c2, m.blue, gains,
+                           bgr);
+    V::template store<N>(d + 4 * x, bgr[0], bgr[1], bgr[2]);
+}
+
+// One row of a wide pass: `ev` and `od` are windows of the even and the odd
+// pixels, each holding one site type.
+template <class V, bool WithGains>
+inline void vngSplitRow(const __m128i (*ev)[5], const __m128i (*od)[5], bool greenEven, __m128i blue,
+                        const Gains& gains, typename V::Sample* d) {
+    constexpr int N = V::kPixels;
+    const __m128i (*gw)[5] = greenEven ? ev : od;
+    const __m128i (*rw)[5] = greenEven ? od : ev;
+    const __m128i none = _mm_setzero_si128();
+    __m128i gc1, gc2, rc1, rc2, atGreen[3], atRedBlue[3];
+    vngColours<V, Site::Green, N>(gw, none, gc1, gc2);
+    vngColours<V, Site::RedBlue, N>(rw, none, rc1, rc2);
+    toBgr<V, N, WithGains>(gc1, gw[2][2], gc2, blue, gains, atGreen);
+    toBgr<V, N, WithGains>(rw[2][2], rc1, rc2, blue, gains, atRedBlue);
+    if (greenEven)
+        V::storeSplit(d, atGreen, atRedBlue);
+    else
+        V::storeSplit(d, atRedBlue, atGreen);
+}
+
+// A wide pass over 2 * kPixels pixels of two rows: six source rows loaded
+// once, split into even and odd pixels, so that each vector holds one site
+// type and computes only its own arithmetic.
+template <class V, bool WithGains>
+inline void vngSplitPass(const typename V::Sample* const* rows, int x, typename V::Sample* d0, typename V::Sample* d1,
+                         bool greenEven0, const RowMasks& m0, const RowMasks& m1, const Gains& gains) {
+    __m128i ev[6][5], od[6][5];
+    for (int a = 0; a < 6; ++a)
+        for (int b = 0; b < 5; ++b) {
+            const __m128i v = V::loadFull(rows[a] + x + b - 2);
+            ev[a][b] = V::evenOf(v);
+            od[a][b] = V::oddOf(v);
+        }
+    vngSplitRow<V, WithGains>(ev, od, greenEven0, m0.blue, gains, d0 + 4 * x);
+    vngSplitRow<V, WithGains>(ev + 1, od + 1, !greenEven0, m1.blue, gains, d1 + 4 * x);
+}
+
+// A pair of rows: wide passes, then the ladder kPixels, kPixels / 2, ..., 1
+// with both site types in alternating lanes.
+template <class V, bool WithGains, int N = V::kPixels>
+inline void vngLadder(const typename V::Sample* const* rows, int& x, int width, typename V::Sample* d0,
+                      typename V::Sample* d1, const RowMasks& m0, const RowMasks& m1, const Gains& gains) {
+    if (x + N <= width) {
+        vngPixels<V, N, WithGains>(rows, x, d0, m0, gains);
+        vngPixels<V, N, WithGains>(rows + 1, x, d1, m1, gains);
+        x += N;
+    }
+    if constexpr (N > 1) vngLadder<V, WithGains, N / 2>(rows, x, width, d0, d1, m0, m1, gains);
+}
+
 template <class V, bool WithGains>
 inline void vngPairRows(const typename V::Sample* const* rows, int width, typename V::Sample* d0,
-                        typename V::Sample* d1, const RowMasks& m0, const RowMasks& m1, const Gains& gains) {
-    constexpr int S = V::kPixels;
+                        typename V::Sample* d1, bool greenEven0, const RowMasks& m0, const RowMasks& m1,
+                        const Gains& gains) {
+    constexpr int S = 2 * V::kPixels;
     int x = 0;
-    for (; x + S <= width; x += S) {
-        vngPixels<V, S, WithGains>(rows, x, d0, m0, gains);
-        vngPixels<V, S, WithGains>(rows + 1, x, d1, m1, gains);
-    }
-    if constexpr (S > 4) {
-        if (x + 4 <= width) {
-            vngPixels<V, 4, WithGains>(rows, x, d0, m0, gains);
-            vngPixels<V, 4, WithGains>(rows + 1, x, d1, m1, gains);
-            x += 4;
-        }
-    }
-    if (x + 2 <= width) {
-        vngPixels<V, 2, WithGains>(rows, x, d0, m0, gains);
-        vngPixels<V, 2, WithGains>(rows + 1, x, d1, m1, gains);
-        x += 2;
-    }
-    if (x < width) {
-        vngPixels<V, 1, WithGains>(rows, x, d0, m0, gains);
-        vngPixels<V, 1, WithGains>(rows + 1, x, d1, m1, gains);
-    }
+    for (; x + S <= width; x += S) vngSplitPass<V, WithGains>(rows, x, d0, d1, greenEven0, m0, m1, gains);
+    vngLadder<V, WithGains>(rows, x, width, d0, d1, m0, m1, gains);
 }
 
+// The last odd row: pairs of pixels, then one.
 template <class V, bool WithGains>
 inline void vngLastRow(const typename V::Sample* const* rows, int width, typename V::Sample* d, const RowMasks& m,
                        const Gains& gains) {
@@ -378,7 +485,7 @@ void vngRect(const typename V::Sample* src, int64_t srcStep, int width, int heig
     for (; j + 2 <= height; j += 2) {
         const T* rows[6];
         for (int k = 0; k < 6; ++k) rows[k] = srcRow(j + k - 2);
-        vngPairRows<V, WithGains>(rows, width, dstRow(j), dstRow(j + 1), m0, m1, gains);
+        vngPairRows<V, WithGains>(rows, width, dstRow(j), dstRow(j + 1), kGreenFirst[phase][0], m0, m1, gains);
     }
     if (j < height) {
         const T* rows[5];
