@@ -497,8 +497,8 @@ void vngRect(const typename V::Sample* src, int64_t srcStep, int width, int heig
 // The kernel: the rectangle whose neighbourhoods lie in the frame.  `src`
 // and `dst` address its first pixel; `phase` is the grid seen from there.
 template <class V>
-void y8_ownCFAToBGRA_VNG(const typename V::Sample* src, int64_t srcStep, int width, int height, const float* scale,
-                         typename V::Sample* dst, int64_t dstStep, int phase) {
+void vngKernel(const typename V::Sample* src, int64_t srcStep, int width, int height, const float* scale,
+               typename V::Sample* dst, int64_t dstStep, int phase) {
     if (width < 1 || height < 1) return;
     // A NaN compares unequal, so it counts as a gain.
     if (scale != nullptr && !(scale[0] == 1.0f && scale[1] == 1.0f && scale[2] == 1.0f)) {
@@ -508,6 +508,15 @@ void y8_ownCFAToBGRA_VNG(const typename V::Sample* src, int64_t srcStep, int wid
         const Gains none{};
         vngRect<V, false>(src, srcStep, width, height, none, dst, dstStep, phase);
     }
+}
+
+void y8_ownCFAToBGRA_VNG_8u_C1C4R_L(const uint8_t* src, int64_t srcStep, int width, int height, const float* scale,
+                                    uint8_t* dst, int64_t dstStep, int phase) {
+    vngKernel<Lanes8u>(src, srcStep, width, height, scale, dst, dstStep, phase);
+}
+void y8_ownCFAToBGRA_VNG_16u_C1C4R_L(const uint16_t* src, int64_t srcStep, int width, int height, const float* scale,
+                                     uint16_t* dst, int64_t dstStep, int phase) {
+    vngKernel<Lanes16u>(src, srcStep, width, height, scale, dst, dstStep, phase);
 }
 
 // Rectangle, kernel, then the rim copies, all in 64-bit arithmetic.  The
@@ -528,8 +537,11 @@ void y8_myCFAToBGRA_VNG(const typename V::Sample* src, CelSizeL srcSize, int64_t
     const uint8_t* s = reinterpret_cast<const uint8_t*>(src) + r0 * srcStep + c0 * int64_t(sizeof(T));
     uint8_t* d = reinterpret_cast<uint8_t*>(dst);
     uint8_t* rect = d + (r0 - y) * dstStep + (c0 - x) * px;
-    y8_ownCFAToBGRA_VNG<V>(reinterpret_cast<const T*>(s), srcStep, width, height, scale, reinterpret_cast<T*>(rect),
-                           dstStep, phase);
+    if constexpr (sizeof(T) == 1)
+        y8_ownCFAToBGRA_VNG_8u_C1C4R_L(s, srcStep, width, height, scale, rect, dstStep, phase);
+    else
+        y8_ownCFAToBGRA_VNG_16u_C1C4R_L(reinterpret_cast<const T*>(s), srcStep, width, height, scale,
+                                        reinterpret_cast<T*>(rect), dstStep, phase);
 
     // The rim: whole-pixel copies, columns first so that the rows carry the
     // corners.  A copy of a height below 1 does nothing.
