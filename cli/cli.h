@@ -157,6 +157,7 @@ int runConvert(const ConvertOptions& o);
 
 struct DemosaicOptions {
     std::string input, output, pattern, method = "bilinear", size;
+    std::string gains;  // "R,G,B", for the methods that apply gains (vng)
     int depth = 0;      // raw dumps: 8 or 16; output: 8 or 16 (0 = as the input)
     int outDepth = 0;
     bool force = false, verbose = false;

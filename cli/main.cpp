@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
     demosaic->add_option("OUT", dm.output, "PNG or PPM")->required();
     demosaic->add_option("--pattern", dm.pattern, "rggb|bggr|gbrg|grbg (camera raw files say their own)");
     demosaic->add_option("--method", dm.method, joined(demosaicMethodNames()))->capture_default_str();
+    demosaic->add_option("--gains", dm.gains, "R,G,B: gains applied to the demosaiced colours (--method vng)");
     demosaic->add_option("--size", dm.size, "WxH of a raw dump");
     demosaic->add_option("--depth", dm.depth, "Bits of a raw dump's samples: 8 or 16 (16: host order)");
     demosaic->add_option("--out-depth", dm.outDepth, "8 or 16 bits of output (default: as the mosaic)");

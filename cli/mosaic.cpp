@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "cli.h"
@@ -66,6 +67,9 @@ struct DemosaicMethod {
     const char* name;
     const char* doc;
     void (*run)(const Picture& mosaic, CelBayerGrid grid, Picture& rgb, const std::string& file, bool verbose);
+    // Methods that apply gains (--gains): gains for B, G, R, in that order.
+    void (*runWithGains)(const Picture& mosaic, CelBayerGrid grid, const float* gainsBgr, Picture& rgb,
+                         const std::string& file, bool verbose) = nullptr;
 };
 
 void bilinear(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::string& file, bool verbose) {
@@ -102,11 +106,58 @@ void ahd(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::string& f
         checkStatus(celiDemosaicAHD_8u_C1C3R(s.plane[0], roi, frame, s.step[0], d.plane[0], d.step[0], grid,
                                              scratch.data(), bufferStep),
                     "celiDemosaicAHD_8u_C1C3R", file, verbose);
+// VNG writes B, G, R, A and keeps the A it finds: it goes into a BGRA
+// buffer of the mosaic's depth, whose colours are then laid out as RGB.
+void vngWithGains(const Picture& m, CelBayerGrid grid, const float* gainsBgr, Picture& rgb, const std::string& file,
+                  bool verbose) {
+    const bool wide = m.format == celFmt_GRAY16;
+    rgb.alloc(wide ? celFmt_RGB48 : celFmt_RGB24, m.width, m.height, file);
+    const size_t sample = wide ? 2 : 1, pixels = size_t(m.width) * m.height;
+    std::vector<uint8_t> bgra(pixels * 4 * sample);
+    const CelFmtImage s = m.image(), d = rgb.image();
+    const CelSizeL frame{m.width, m.height};
+    const CelRectL roi{0, 0, m.width, m.height};
+    const int64_t step = int64_t(m.width) * 4 * int64_t(sample);
+    if (wide)
+        checkStatus(celiCFAToBGRA_VNG_16u_C1C4R_L(reinterpret_cast<const uint16_t*>(s.plane[0]), frame, s.step[0],
+                                                  gainsBgr, reinterpret_cast<uint16_t*>(bgra.data()), roi, step, grid),
+                    "celiCFAToBGRA_VNG_16u_C1C4R_L", file, verbose);
+    else
+        checkStatus(celiCFAToBGRA_VNG_8u_C1C4R_L(s.plane[0], frame, s.step[0], gainsBgr, bgra.data(), roi, step, grid),
+                    "celiCFAToBGRA_VNG_8u_C1C4R_L", file, verbose);
+    for (int y = 0; y < m.height; ++y) {
+        const uint8_t* from = bgra.data() + size_t(y) * size_t(step);
+        uint8_t* to = d.plane[0] + size_t(y) * size_t(d.step[0]);
+        for (int x = 0; x < m.width; ++x)
+            for (int c = 0; c < 3; ++c)  // R, G, B from B, G, R
+                std::memcpy(to + (size_t(x) * 3 + c) * sample, from + (size_t(x) * 4 + 2 - c) * sample, sample);
+    }
+}
+void vng(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::string& file, bool verbose) {
+    vngWithGains(m, grid, nullptr, rgb, file, verbose);
+}
+
+// "R,G,B" as gains for B, G, R.
+void parseGains(const std::string& text, float bgr[3]) {
+    float rgb[3];
+    const char* p = text.c_str();
+    for (int i = 0; i < 3; ++i) {
+        char* end = nullptr;
+        errno = 0;
+        rgb[i] = std::strtof(p, &end);
+        const bool last = i == 2;
+        if (end == p || errno != 0 || !(rgb[i] >= 0.0f) || rgb[i] > 65535.0f || *end != (last ? '\0' : ','))
+            fail("--gains", "'" + text + "' is not three gains R,G,B (numbers from 0 to 65535)");
+        p = end + 1;
+    }
+    bgr[0] = rgb[2], bgr[1] = rgb[1], bgr[2] = rgb[0];
 }
 
 const DemosaicMethod kDemosaic[] = {
     {"bilinear", "celiCFAToRGB_*: bilinear, edge-directed green inside, mirrored rim", bilinear},
     {"ahd", "celiDemosaicAHD_*: adaptive homogeneity-directed, two directional candidates chosen per pixel", ahd},
+    {"vng", "celiCFAToBGRA_VNG_*: threshold-based variable number of gradients, rim replicated; --gains", vng,
+     vngWithGains},
 };
 
 // ---- Dither methods: names onto the library's modes -----------------------------------
@@ -169,6 +220,11 @@ int runDemosaic(const DemosaicOptions& o) {
         for (const auto& m : kDemosaic) names += std::string(names.empty() ? "" : ", ") + m.name;
         fail("--method", "'" + o.method + "' is not a demosaicing method (" + names + ")");
     }
+    float gains[3];
+    if (!o.gains.empty()) {
+        if (!method->runWithGains) fail("--gains", "--method " + o.method + " applies no gains (vng does)");
+        parseGains(o.gains, gains);
+    }
     if (o.outDepth != 0 && o.outDepth != 8 && o.outDepth != 16) fail("--out-depth", "8 or 16");
     const Kind ok = kindOfOutput(o.output);
     if (ok != Kind::Png && ok != Kind::Pnm) fail(o.output, "write the result as .png, .ppm, .pnm or .pam");
@@ -204,7 +260,10 @@ int runDemosaic(const DemosaicOptions& o) {
     if (o.outDepth == 16 && mosaic.format == celFmt_GRAY8) fail("--out-depth", "an 8-bit mosaic gives 8-bit RGB");
 
     Picture rgb;
-    method->run(mosaic, grid, rgb, o.input, o.verbose);
+    if (method->runWithGains)
+        method->runWithGains(mosaic, grid, o.gains.empty() ? nullptr : gains, rgb, o.input, o.verbose);
+    else
+        method->run(mosaic, grid, rgb, o.input, o.verbose);
     if (o.outDepth == 8 && rgb.info().sample == celFmtSample16u) {
         // 16 to 8 bits through the table (the library's reduction, no dither).
         Picture narrow;

@@ -53,6 +53,19 @@ typedef struct CelRect {
     int32_t height;
 } CelRect;
 
+/* Size and region with 64-bit members (the _L forms of VNG demosaicing). */
+typedef struct CelSizeL {
+    int64_t width;
+    int64_t height;
+} CelSizeL;
+
+typedef struct CelRectL {
+    int64_t x;
+    int64_t y;
+    int64_t width;
+    int64_t height;
+} CelRectL;
+
 /* The library's constant version record, returned by celccGetLibVersion. */
 typedef struct CelLibVersion {
     int32_t releaseMajor;

@@ -34,7 +34,7 @@ SCALARS = {
     "vMin": lambda rng, dt: 0.0,
     "vMax": lambda rng, dt: 1.0,
 }
-NUMBERS = {"coeffs": [0.25, 0.5, 0.25]}
+NUMBERS = {"coeffs": [0.25, 0.5, 0.25], "scale": [0.75, 1.0, 1.25]}  # scale: VNG gains B, G, R
 
 
 def _sides(name, params):

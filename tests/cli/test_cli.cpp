@@ -578,6 +578,59 @@ TEST(CliDemosaic, RawDump16) {
     EXPECT_FALSE(exists(dir + "/e.png"));
 }
 
+// VNG: the export's B, G, R laid out as R, G, B; gains given as R,G,B reach
+// the export as B, G, R.
+template <class T>
+std::vector<T> vngReference(const std::vector<T>& mosaic, int w, int h, CelBayerGrid grid, const float* gainsBgr) {
+    std::vector<T> bgra(size_t(w) * h * 4), rgb(size_t(w) * h * 3);
+    const int64_t s = w * int64_t(sizeof(T)), d = 4 * s;
+    CelStatus st;
+    if constexpr (sizeof(T) == 1)
+        st = celiCFAToBGRA_VNG_8u_C1C4R_L(mosaic.data(), CelSizeL{w, h}, s, gainsBgr, bgra.data(), CelRectL{0, 0, w, h}, d, grid);
+    else
+        st = celiCFAToBGRA_VNG_16u_C1C4R_L(mosaic.data(), CelSizeL{w, h}, s, gainsBgr, bgra.data(), CelRectL{0, 0, w, h}, d, grid);
+    EXPECT_EQ(st, celStatusOk);
+    for (size_t i = 0; i < size_t(w) * h; ++i)
+        for (int c = 0; c < 3; ++c) rgb[i * 3 + c] = bgra[i * 4 + 2 - c];
+    return rgb;
+}
+
+TEST(CliDemosaic, VngOfAPhotoEqualsTheExport) {
+    NEED_PHOTO(src, "astronaut.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    ASSERT_EQ(celcc(dir, "mosaic '" + src + "' m.png --pattern grbg").rc, 0);
+    const Png m = readPng(dir + "/m.png");
+    const Outcome r = celcc(dir, "demosaic m.png v.png --pattern grbg --method vng -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiCFAToBGRA_VNG_8u_C1C4R_L: celStatusOk"), std::string::npos) << r.err;
+    const Bytes ref = vngReference<uint8_t>(m.px, m.w, m.h, celBayerGRBG, nullptr);
+    const Png v = readPng(dir + "/v.png");
+    EXPECT_TRUE(v.px == ref);
+    EXPECT_LT(diff(v.px.data(), p.px.data(), ref.size()).mean, 6.0);
+    // Gains R,G,B = 1.5,1,0.5: the export gets B, G, R = 0.5, 1, 1.5.
+    ASSERT_EQ(celcc(dir, "demosaic m.png g.png --pattern grbg --method vng --gains 1.5,1,0.5").rc, 0);
+    const float gains[3] = {0.5f, 1.0f, 1.5f};
+    EXPECT_TRUE(readPng(dir + "/g.png").px == vngReference<uint8_t>(m.px, m.w, m.h, celBayerGRBG, gains));
+}
+
+TEST(CliDemosaic, VngRawDump16) {
+    const std::string dir = workDir();
+    const int w = 37, h = 21;
+    std::vector<uint16_t> m(size_t(w) * h);
+    std::mt19937 rng(8);
+    for (auto& v : m) v = uint16_t(rng() >> 16);
+    std::ofstream(dir + "/m.raw", std::ios::binary).write(reinterpret_cast<const char*>(m.data()), std::streamsize(m.size() * 2));
+    const Outcome r = celcc(dir, "demosaic m.raw d.png --size 37x21 --depth 16 --pattern bggr --method vng --gains 1,2,1");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    const float gains[3] = {1.0f, 2.0f, 1.0f};
+    const std::vector<uint16_t> ref = vngReference<uint16_t>(m, w, h, celBayerBGGR, gains);
+    const Png d = readPng(dir + "/d.png");
+    EXPECT_EQ(d.depth, 16);
+    ASSERT_EQ(d.px.size(), ref.size() * 2);
+    EXPECT_EQ(std::memcmp(d.px.data(), ref.data(), d.px.size()), 0);
+}
+
 // A minimal CFA DNG: one strip of 16-bit samples, RGGB, black 256, white 4095.
 void writeDng(const std::string& path, int w, int h, const std::vector<uint16_t>& samples) {
     struct Entry {
@@ -722,6 +775,12 @@ TEST(CliBadInput, EveryCaseNamesTheProblemAndLeavesNothing) {
          "'nope' is not a demosaicing method"},
         {"too small for the library", "printf 'P5\\n1 1\\n255\\nx' > one.pgm", "demosaic one.pgm out.png --pattern rggb",
          "celiCFAToRGB_8u_C1C3R returned celStatusBadSize"},
+        {"vng below 5x5", "printf 'P5\\n4 4\\n255\\n0123456789abcdef' > m4.pgm", "demosaic m4.pgm out.png --pattern rggb --method vng",
+         "celiCFAToBGRA_VNG_8u_C1C4R_L returned celStatusBadSize"},
+        {"gains without vng", "printf 'P5\\n8 8\\n255\\n0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef' > m8.pgm",
+         "demosaic m8.pgm out.png --pattern rggb --gains 1,1,1", "--method bilinear applies no gains"},
+        {"bad gains", "printf 'P5\\n8 8\\n255\\n0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef' > m9.pgm",
+         "demosaic m9.pgm out.png --pattern rggb --method vng --gains 1,2", "'1,2' is not three gains R,G,B"},
         {"not a camera raw", "printf 'II*\\0garbage' > bad.dng", "demosaic bad.dng out.png", "bad.dng: "},
         {"existing output", "echo keep > out.png", "convert " + q + " out.png", "out.png: exists (use --force to overwrite)"},
     };
