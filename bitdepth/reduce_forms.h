@@ -260,6 +260,27 @@ inline float wideSum4(__m128 r2w, __m128 r1w, __m128 cw, float r2p, float r1p, c
     return (_mm_cvtss_f32(s) + r2p) + r1p * v.w1last;
 }
 
+// Vector twin of wideSum with four samples side by side: r2m2 .. r2p2 hold
+// row y-2 at x-2 .. x+2 of each sample, r1m2 .. r1p2 row y-1, cm2, cm1 the
+// own row at x-2, x-1.  Same products and order of additions as wideSum.
+struct WideLanes {
+    __m128 w2[5], w1[5], w0[2];
+    explicit WideLanes(const WideWeights& w) {
+        for (int k = 0; k < 5; ++k) w2[k] = _mm_set1_ps(w.w2[k]), w1[k] = _mm_set1_ps(w.w1[k]);
+        w0[0] = _mm_set1_ps(w.w0[0]), w0[1] = _mm_set1_ps(w.w0[1]);
+    }
+};
+inline __m128 wideSumLanes(__m128 r2m2, __m128 r2m1, __m128 r20, __m128 r2p1, __m128 r2p2, __m128 r1m2, __m128 r1m1,
+                           __m128 r10, __m128 r1p1, __m128 r1p2, __m128 cm2, __m128 cm1, const WideLanes& w) {
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 t0 = _mm_add_ps(_mm_mul_ps(cm2, w.w0[0]), _mm_add_ps(_mm_mul_ps(r2m2, w.w2[0]), _mm_mul_ps(r1m2, w.w1[0])));
+    const __m128 t1 = _mm_add_ps(_mm_mul_ps(cm1, w.w0[1]), _mm_add_ps(_mm_mul_ps(r2m1, w.w2[1]), _mm_mul_ps(r1m1, w.w1[1])));
+    const __m128 t2 = _mm_add_ps(zero, _mm_add_ps(_mm_mul_ps(r20, w.w2[2]), _mm_mul_ps(r10, w.w1[2])));
+    const __m128 t3 = _mm_add_ps(zero, _mm_add_ps(_mm_mul_ps(r2p1, w.w2[3]), _mm_mul_ps(r1p1, w.w1[3])));
+    const __m128 s = _mm_add_ps(_mm_add_ps(_mm_add_ps(t0, t2), _mm_add_ps(t1, t3)), r2p2);
+    return _mm_add_ps(s, _mm_mul_ps(r1p2, w.w1[4]));
+}
+
 // Per-call constants of a diffusion kernel.
 struct Diffusion {
     float s, f;      // grid step and factor of the form
@@ -288,6 +309,25 @@ inline float diffuseSample(float v, float sum, float t, const Diffusion& d, type
     if (t < a - b) b = b + d.s;
     *out = static_cast<typename F::D>(F::template diffusedOut<Fs>(b));
     return a - b;
+}
+// Vector twin of diffuseSample: four samples side by side (lanes are
+// independent samples), the same operations lane by lane.  Returns the
+// errors and the destination values in *out.
+template <class F, bool Fs>
+inline __m128 diffuseSample4(__m128 v, __m128 sum, __m128 t, const Diffusion& d, __m128i* out) {
+    const __m128 a = _mm_add_ps(v, _mm_mul_ps(sum, _mm_set1_ps(d.inv)));
+    const __m128 hi = _mm_cmpge_ps(a, _mm_set1_ps(F::kTop));
+    const __m128 lo = _mm_cmplt_ps(a, _mm_set1_ps(d.floor));
+    // both outcomes are formed, then chosen: a - b and a - (b + s)
+    const __m128 b0 = _mm_mul_ps(_mm_cvtepi32_ps(_mm_cvttps_epi32(_mm_mul_ps(a, _mm_set1_ps(d.f)))), _mm_set1_ps(d.s));
+    const __m128 b1 = _mm_add_ps(b0, _mm_set1_ps(d.s));
+    const __m128 r0 = _mm_sub_ps(a, b0), r1 = _mm_sub_ps(a, b1);
+    const __m128 up = _mm_cmplt_ps(t, r0);
+    __m128i o = F::template diffusedOut4<Fs>(_mm_blendv_ps(b0, b1, up));
+    o = _mm_blendv_epi8(o, _mm_set1_epi32(F::kSatTop), _mm_castps_si128(hi));
+    o = _mm_blendv_epi8(o, _mm_set1_epi32(F::kSatBottom), _mm_castps_si128(lo));
+    *out = o;
+    return _mm_andnot_ps(_mm_or_ps(hi, lo), _mm_blendv_ps(r0, r1, up));
 }
 
 }  // namespace cel::rb

@@ -232,6 +232,24 @@ TYPED_TEST(ErrorDiffusion, MatchesModelWithNoise) {
                 }
 }
 
+// Pictures with enough rows (of all channels together) and wide enough rows
+// for several rows to be worked side by side, with rows left over, narrow
+// and wide, every channel form.
+const Shape kTallShapes[] = {{8, 16}, {12, 9}, {16, 16}, {17, 13}, {23, 25}, {40, 7}, {61, 30}, {130, 11}};
+
+TYPED_TEST(ErrorDiffusion, ManyRowsMatchModel) {
+    const int levels[] = {2, 6, 33, TypeParam::maxLevels};
+    uint32_t seed = 3000;
+    for (int mode : {1, 2, 3})
+        for (Ch ch : {C1, C3, AC4, C4})
+            for (int noise : {0, 45})
+                for (const Shape& sh : kTallShapes) {
+                    check<TypeParam>(ch, sh.w, sh.h, mode, noise, levels[seed % 4], seed, seed % 3 == 0);
+                    if (::testing::Test::HasFatalFailure()) return;
+                    ++seed;
+                }
+}
+
 // Rows wider than the noise tables, so the position index wraps.
 TYPED_TEST(ErrorDiffusion, WideRowsWithNoise) {
     for (int mode : {1, 3}) check<TypeParam>(C3, 1100, 3, mode, 60, 6, 77 + mode);
