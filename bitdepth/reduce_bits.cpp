@@ -1,6 +1,6 @@
 // Bit-depth reduction: the frame of celiReduceBits_* (checks, type and
-// channel forms, scratch layout), the path without dither and ordered
-// dither with and without noise.
+// channel forms, scratch size), the path without dither and ordered dither
+// with and without noise.  Error diffusion is in diffusion.cpp.
 //
 // Every sample is mapped onto `levels` equally spaced values of its range.
 // Without dither a sample goes to the nearest grid value (ties down) on a
@@ -12,8 +12,9 @@
 
 #include <cstdint>
 
-#include "bitdepth/rand_uniform.h"
+#include "bitdepth/diffusion.h"
 #include "bitdepth/reduce_forms.h"
+#include "bitdepth/reduce_scratch.h"
 #include "frame/image.h"
 #include "frame/status.h"
 #include "frame/tier.h"
@@ -26,17 +27,6 @@ using cel::rb::Form;
 enum Code : int { kC1 = 1, kC3 = 3, kAC4 = 4, kC4 = 5 };
 
 constexpr int elementsPerPixel(int code) { return code == kC1 ? 1 : (code == kC3 ? 3 : 4); }
-
-// ---- Scratch layout (from a 64-byte aligned base) --------------------------
-constexpr int kNoiseTableOffset = 0;        // 1024 floats
-constexpr int kPositionTableOffset = 4096;  // 1024 16-bit words
-constexpr int kState16sOffset = 6144;
-constexpr int kState32fOffset = 6200;
-constexpr int kTableLen = 1024;
-
-inline uint8_t* alignedBase(uint8_t* scratch) {
-    return reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(scratch) + 63) & ~uintptr_t(63));
-}
 
 // ---------------------------------------------------------------------------
 // Path without dither: per element, nearest grid value on the 0..1 scale,
@@ -120,8 +110,7 @@ inline __m128 ordered4(__m128 v, __m128 t, float s, float f) {
 template <bool Noise>
 inline float threshold(const OrderedCtx& c, int x, int y) {
     if (Noise) {
-        const int i = (c.P[x & (kTableLen - 1)] + 2 * y + x) & (kTableLen - 1);
-        return (c.N[i] + bayer_thresh[y & 3][x & 3]) * c.s;
+        return (c.N[cel::rb::noiseIndex(c.P, x, y)] + bayer_thresh[y & 3][x & 3]) * c.s;
     }
     return c.T[y & 3][x & 3];
 }
@@ -214,16 +203,6 @@ void y8_innerReduceBits_bayer_c4(const typename F::S* s, typename F::D* d, int w
         }
 }
 
-// Builds the position and noise tables in the scratch, from seed 0.
-void buildNoiseTables(uint8_t* base, int noise) {
-    auto* st16 = reinterpret_cast<cel::rnd::State16s*>(base + kState16sOffset);
-    auto* st32 = reinterpret_cast<cel::rnd::State32f*>(base + kState32fOffset);
-    y8_celsRandUniformInit_16s(st16, 0, 1024, 0);
-    y8_celsRandUniform_16s(reinterpret_cast<int16_t*>(base + kPositionTableOffset), kTableLen, st16);
-    y8_celsRandUniformInit_32f(st32, static_cast<float>(-noise) / 100.0f, static_cast<float>(noise) / 100.0f, 0);
-    y8_celsRandUniform_32f(reinterpret_cast<float*>(base + kNoiseTableOffset), kTableLen, st32);
-}
-
 template <class F, int C>
 CelStatus ordered(const typename F::S* src, int srcStep, typename F::D* dst, int dstStep, CelSize roi, int noise,
                   float L, uint8_t* scratch) {
@@ -231,10 +210,10 @@ CelStatus ordered(const typename F::S* src, int srcStep, typename F::D* dst, int
     F::stepAndFactor(L, c.s, c.f);
     if (noise != 0) {
         if (scratch == nullptr) return celStatusNullPointer;
-        uint8_t* base = alignedBase(scratch);
-        buildNoiseTables(base, noise);
-        c.N = reinterpret_cast<const float*>(base + kNoiseTableOffset);
-        c.P = reinterpret_cast<const uint16_t*>(base + kPositionTableOffset);
+        uint8_t* base = cel::rb::alignedBase(scratch);
+        cel::rb::buildNoiseTables(base, static_cast<float>(-noise) / 100.0f, static_cast<float>(noise) / 100.0f);
+        c.N = cel::rb::noiseTable(base);
+        c.P = cel::rb::positionTable(base);
     } else {
         for (int r = 0; r < 4; ++r)
             for (int q = 0; q < 4; ++q) c.T[r][q] = bayer_thresh[r][q] * c.s;
@@ -283,11 +262,9 @@ CelStatus reduceBits(const typename F::S* src, int srcStep, typename F::D* dst, 
         case celDitherFloydSteinberg:
         case celDitherJarvisJudiceNinke:
         case celDitherStucki:
-            // Error diffusion needs its rows in the scratch; it is not
-            // available in this build, and the call is refused rather than
-            // served by another mode.
-            if (scratch == nullptr) return celStatusNullPointer;
-            return celStatusBadDither;
+            return cel::rb::diffuse<typename F::S, typename F::D>(src, srcStep, dst, dstStep, roi, noise, mode, L,
+                                                                  C == kC1 ? 1 : (C == kC3 ? 3 : (C == kAC4 ? 3 : 4)),
+                                                                  elementsPerPixel(C), scratch);
         default:
             return celStatusBadDither;
     }

@@ -96,28 +96,25 @@ struct Form {
             return _mm_mul_ps(value4(p), _mm_set1_ps(normScale()));
     }
 
+    // B * M for float sources, with 0.5f added when Half.
+    static float scaled(float b, bool half) { return half ? b * kM + 0.5f : b * kM; }
+    static __m128 scaled4(__m128 b, bool half) {
+        const __m128 y = _mm_mul_ps(b, _mm_set1_ps(kM));
+        return half ? _mm_add_ps(y, _mm_set1_ps(0.5f)) : y;
+    }
+
     // Ordered-dither output of B; RoundHalf adds 0.5f in the float forms.
     template <bool RoundHalf>
     static int32_t orderedOut(float b) {
         int32_t t;
-        if constexpr (kOut == Out::Float)
-            t = trunc32(RoundHalf ? b * kM + 0.5f : b * kM);
-        else
-            t = trunc32(b);
+        t = trunc32(kOut == Out::Float ? scaled(b, RoundHalf) : b);
         if constexpr (kOut == Out::Shift8) t >>= 8;
         t = t < 0 ? 0 : (t > kOutMax ? kOutMax : t);
         return kDstSigned ? t - 32768 : t;
     }
     template <bool RoundHalf>
     static __m128i orderedOut4(__m128 b) {
-        __m128i t;
-        if constexpr (kOut == Out::Float) {
-            __m128 y = _mm_mul_ps(b, _mm_set1_ps(kM));
-            if (RoundHalf) y = _mm_add_ps(y, _mm_set1_ps(0.5f));
-            t = _mm_cvttps_epi32(y);
-        } else {
-            t = _mm_cvttps_epi32(b);
-        }
+        __m128i t = _mm_cvttps_epi32(kOut == Out::Float ? scaled4(b, RoundHalf) : b);
         if constexpr (kOut == Out::Shift8) t = _mm_srai_epi32(t, 8);
         t = _mm_min_epi32(_mm_max_epi32(t, _mm_setzero_si128()), _mm_set1_epi32(kOutMax));
         return kDstSigned ? _mm_sub_epi32(t, _mm_set1_epi32(32768)) : t;
@@ -140,6 +137,44 @@ struct Form {
         return _mm_min_epi32(_mm_max_epi32(t, _mm_setzero_si128()), _mm_set1_epi32(kOutMax));
     }
 
+    // ---- Error diffusion ----------------------------------------------------
+    // A sum at or above kTop writes the destination's top value and passes no
+    // error on; one below the floor writes the bottom value.  Floyd-Steinberg
+    // on 16s8u and the float forms adds the row-above terms in another order,
+    // rounds its output by half a code and, for float sources, counts sums
+    // under one float epsilon as bottom.
+    static constexpr float kTop = kFloatSrc ? 1.0f : (sizeof(Src) == 1 ? 255.0f : 65535.0f);
+    static constexpr bool kFsAlt = kFloatSrc || (kSrcOffset != 0 && kDst8);
+    static constexpr float kFsFloor = kFloatSrc ? 1.1920929e-7f : 0.0f;
+    static constexpr int kSatTop = kDstSigned ? 32767 : kOutMax;
+    static constexpr int kSatBottom = kDstSigned ? -32768 : 0;
+
+    // Destination value of a diffused grid value b (Fs: the Floyd-Steinberg
+    // column), stored in the element's low bits without saturation.
+    template <bool Fs>
+    static int32_t diffusedOut(float b) {
+        int32_t t;
+        if constexpr (kOut == Out::Float)
+            t = trunc32(scaled(b, Fs));
+        else if constexpr (kOut == Out::Shift8)
+            t = trunc32(Fs && kSrcOffset != 0 ? b + 0.5f : b) >> 8;
+        else
+            t = trunc32(b);
+        return kDstSigned ? t - 32768 : t;
+    }
+    template <bool Fs>
+    static __m128i diffusedOut4(__m128 b) {
+        __m128i t;
+        if constexpr (kOut == Out::Float) {
+            t = _mm_cvttps_epi32(scaled4(b, Fs));
+        } else if constexpr (kOut == Out::Shift8) {
+            t = _mm_srai_epi32(_mm_cvttps_epi32(Fs && kSrcOffset != 0 ? _mm_add_ps(b, _mm_set1_ps(0.5f)) : b), 8);
+        } else {
+            t = _mm_cvttps_epi32(b);
+        }
+        return kDstSigned ? _mm_sub_epi32(t, _mm_set1_epi32(32768)) : t;
+    }
+
     // Stores four results (already inside the destination's range).
     static void store4(Dst* p, __m128i v) {
         if constexpr (kDst8) {
@@ -160,5 +195,139 @@ struct Form {
         p[2] = static_cast<Dst>(t[2]);
     }
 };
+
+// ---- Error diffusion: weights, sums and the per-sample decision ------------
+
+// Floyd-Steinberg, gathered by a pixel: 1 5 3 from the row above (x-1, x,
+// x+1), 7 from its left neighbour; divisor 16.
+inline constexpr float kFsInv = 0.0625f;
+static_assert(1 + 5 + 3 + 7 == 16);
+
+// Jarvis-Judice-Ninke and Stucki: w2 for row y-2, w1 for y-1 (x-2 .. x+2),
+// w0 for x-2, x-1 of the current row.
+struct WideWeights {
+    float w2[5], w1[5], w0[2];
+    float inv;
+};
+inline constexpr WideWeights kJarvis{{1, 3, 5, 3, 1}, {3, 5, 7, 5, 3}, {5, 7}, 0.020833334f};  // 1 / 48
+inline constexpr WideWeights kStucki{{1, 2, 4, 2, 1}, {2, 4, 8, 4, 2}, {4, 8}, 0.023809524f};  // 1 / 42
+static_assert(1 + 3 + 5 + 3 + 1 + 3 + 5 + 7 + 5 + 3 + 5 + 7 == 48);
+static_assert(1 + 2 + 4 + 2 + 1 + 2 + 4 + 8 + 4 + 2 + 4 + 8 == 42);
+
+// Row-above part of the Floyd-Steinberg sum: (p[x+1]*3 + p[x-1]) + p[x]*5,
+// or with Alt (p[x+1]*3 + p[x]*5) + p[x-1].  The left neighbour's c[x-1]*7
+// is added after it.
+template <bool Alt>
+inline float fsAbove(float pm1, float p0, float p1) {
+    return Alt ? (p1 * 3.0f + p0 * 5.0f) + pm1 : (p1 * 3.0f + pm1) + p0 * 5.0f;
+}
+template <bool Alt>
+inline __m128 fsAbove4(__m128 pm1, __m128 p0, __m128 p1) {
+    const __m128 a = _mm_mul_ps(p1, _mm_set1_ps(3.0f));
+    const __m128 b = _mm_mul_ps(p0, _mm_set1_ps(5.0f));
+    return Alt ? _mm_add_ps(_mm_add_ps(a, b), pm1) : _mm_add_ps(_mm_add_ps(a, pm1), b);
+}
+inline float fsSum(float above, float cm1) { return above + cm1 * 7.0f; }
+inline __m128 fsSum4(__m128 above, __m128 cm1) { return _mm_add_ps(above, _mm_mul_ps(cm1, _mm_set1_ps(7.0f))); }
+
+// The wide sum at x from the rows r2 (y-2), r1 (y-1) and c (y): lanes
+// t[k] = (c[x-2+k]*w0[k] for k < 2, else 0) + (r2[x-2+k]*w2[k] + r1[x-2+k]*w1[k]),
+// then ((t0 + t2) + (t1 + t3)) + r2[x+2] + r1[x+2]*w1[4].
+inline float wideSum(const float* r2, const float* r1, const float* c, const WideWeights& w) {
+    float t[4];
+    for (int k = 0; k < 4; ++k)
+        t[k] = (k < 2 ? c[k - 2] * w.w0[k] : 0.0f) + (r2[k - 2] * w.w2[k] + r1[k - 2] * w.w1[k]);
+    return (((t[0] + t[2]) + (t[1] + t[3])) + r2[2]) + r1[2] * w.w1[4];
+}
+// Vector twin: r2w, r1w hold r2[x-2 .. x+1], r1[x-2 .. x+1]; cw holds c[x-2],
+// c[x-1] in its low lanes (the high lanes are masked off); r2p, r1p are
+// r2[x+2], r1[x+2].  Same products and order of additions as wideSum.
+struct WideVectors {
+    __m128 w2, w1, w0, keep01;
+    float w1last;
+    explicit WideVectors(const WideWeights& w)
+        : w2(_mm_loadu_ps(w.w2)),
+          w1(_mm_loadu_ps(w.w1)),
+          w0(_mm_setr_ps(w.w0[0], w.w0[1], 0.0f, 0.0f)),
+          keep01(_mm_castsi128_ps(_mm_setr_epi32(-1, -1, 0, 0))),
+          w1last(w.w1[4]) {}
+};
+inline float wideSum4(__m128 r2w, __m128 r1w, __m128 cw, float r2p, float r1p, const WideVectors& v) {
+    const __m128 own = _mm_and_ps(_mm_mul_ps(cw, v.w0), v.keep01);
+    const __m128 t = _mm_add_ps(own, _mm_add_ps(_mm_mul_ps(r2w, v.w2), _mm_mul_ps(r1w, v.w1)));
+    const __m128 h = _mm_add_ps(t, _mm_movehl_ps(t, t));                    // t0 + t2, t1 + t3
+    const __m128 s = _mm_add_ss(h, _mm_shuffle_ps(h, h, _MM_SHUFFLE(1, 1, 1, 1)));
+    return (_mm_cvtss_f32(s) + r2p) + r1p * v.w1last;
+}
+
+// Vector twin of wideSum with four samples side by side: r2m2 .. r2p2 hold
+// row y-2 at x-2 .. x+2 of each sample, r1m2 .. r1p2 row y-1, cm2, cm1 the
+// own row at x-2, x-1.  Same products and order of additions as wideSum.
+struct WideLanes {
+    __m128 w2[5], w1[5], w0[2];
+    explicit WideLanes(const WideWeights& w) {
+        for (int k = 0; k < 5; ++k) w2[k] = _mm_set1_ps(w.w2[k]), w1[k] = _mm_set1_ps(w.w1[k]);
+        w0[0] = _mm_set1_ps(w.w0[0]), w0[1] = _mm_set1_ps(w.w0[1]);
+    }
+};
+inline __m128 wideSumLanes(__m128 r2m2, __m128 r2m1, __m128 r20, __m128 r2p1, __m128 r2p2, __m128 r1m2, __m128 r1m1,
+                           __m128 r10, __m128 r1p1, __m128 r1p2, __m128 cm2, __m128 cm1, const WideLanes& w) {
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 t0 = _mm_add_ps(_mm_mul_ps(cm2, w.w0[0]), _mm_add_ps(_mm_mul_ps(r2m2, w.w2[0]), _mm_mul_ps(r1m2, w.w1[0])));
+    const __m128 t1 = _mm_add_ps(_mm_mul_ps(cm1, w.w0[1]), _mm_add_ps(_mm_mul_ps(r2m1, w.w2[1]), _mm_mul_ps(r1m1, w.w1[1])));
+    const __m128 t2 = _mm_add_ps(zero, _mm_add_ps(_mm_mul_ps(r20, w.w2[2]), _mm_mul_ps(r10, w.w1[2])));
+    const __m128 t3 = _mm_add_ps(zero, _mm_add_ps(_mm_mul_ps(r2p1, w.w2[3]), _mm_mul_ps(r1p1, w.w1[3])));
+    const __m128 s = _mm_add_ps(_mm_add_ps(_mm_add_ps(t0, t2), _mm_add_ps(t1, t3)), r2p2);
+    return _mm_add_ps(s, _mm_mul_ps(r1p2, w.w1[4]));
+}
+
+// Per-call constants of a diffusion kernel.
+struct Diffusion {
+    float s, f;      // grid step and factor of the form
+    float half;      // 0.5f * s, the threshold without noise
+    float inv;       // inverse divisor of the mode
+    float floor;     // sums below it write the bottom value
+    const float* N;  // noise table (noise forms)
+    const uint16_t* P;  // position table (noise forms)
+};
+
+// One sample: a = v + sum * inv; saturate at top and floor with error 0,
+// otherwise snap to the grid value below and add one step where t < a - b.
+// Returns the error to store and writes the destination value to *out.
+template <class F, bool Fs>
+inline float diffuseSample(float v, float sum, float t, const Diffusion& d, typename F::D* out) {
+    const float a = v + sum * d.inv;
+    if (a >= F::kTop) {
+        *out = static_cast<typename F::D>(F::kSatTop);
+        return 0.0f;
+    }
+    if (a < d.floor) {
+        *out = static_cast<typename F::D>(F::kSatBottom);
+        return 0.0f;
+    }
+    float b = static_cast<float>(trunc32(a * d.f)) * d.s;
+    if (t < a - b) b = b + d.s;
+    *out = static_cast<typename F::D>(F::template diffusedOut<Fs>(b));
+    return a - b;
+}
+// Vector twin of diffuseSample: four samples side by side (lanes are
+// independent samples), the same operations lane by lane.  Returns the
+// errors and the destination values in *out.
+template <class F, bool Fs>
+inline __m128 diffuseSample4(__m128 v, __m128 sum, __m128 t, const Diffusion& d, __m128i* out) {
+    const __m128 a = _mm_add_ps(v, _mm_mul_ps(sum, _mm_set1_ps(d.inv)));
+    const __m128 hi = _mm_cmpge_ps(a, _mm_set1_ps(F::kTop));
+    const __m128 lo = _mm_cmplt_ps(a, _mm_set1_ps(d.floor));
+    // both outcomes are formed, then chosen: a - b and a - (b + s)
+    const __m128 b0 = _mm_mul_ps(_mm_cvtepi32_ps(_mm_cvttps_epi32(_mm_mul_ps(a, _mm_set1_ps(d.f)))), _mm_set1_ps(d.s));
+    const __m128 b1 = _mm_add_ps(b0, _mm_set1_ps(d.s));
+    const __m128 r0 = _mm_sub_ps(a, b0), r1 = _mm_sub_ps(a, b1);
+    const __m128 up = _mm_cmplt_ps(t, r0);
+    __m128i o = F::template diffusedOut4<Fs>(_mm_blendv_ps(b0, b1, up));
+    o = _mm_blendv_epi8(o, _mm_set1_epi32(F::kSatTop), _mm_castps_si128(hi));
+    o = _mm_blendv_epi8(o, _mm_set1_epi32(F::kSatBottom), _mm_castps_si128(lo));
+    *out = o;
+    return _mm_andnot_ps(_mm_or_ps(hi, lo), _mm_blendv_ps(r0, r1, up));
+}
 
 }  // namespace cel::rb

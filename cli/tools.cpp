@@ -164,7 +164,8 @@ int runBench(const std::string& pattern, const std::string& size, double seconds
         timed.insert("celiDemosaicAHD_16u_C1C3R");
     }
 
-    // Bit-depth reduction, 8u and 16u forms, without dither and ordered.
+    // Bit-depth reduction, 8u and 16u forms, without dither, ordered and by
+    // error diffusion (its rows in a scratch sized by the library).
     struct RB {
         const char* name;
         int channels, bytes;
@@ -185,13 +186,22 @@ int runBench(const std::string& pattern, const std::string& size, double seconds
         std::mt19937 rng(3);
         for (auto& v : a) v = uint8_t(rng() >> 24);
         const int step = w * r.channels * r.bytes;
-        for (CelDitherMode mode : {celDitherOff, celDitherOrdered}) {
+        const std::pair<CelDitherMode, const char*> modes[] = {{celDitherOff, "no dither"},
+                                                               {celDitherOrdered, "ordered dither"},
+                                                               {celDitherFloydSteinberg, "Floyd-Steinberg"},
+                                                               {celDitherJarvisJudiceNinke, "Jarvis-Judice-Ninke"},
+                                                               {celDitherStucki, "Stucki"}};
+        for (const auto& [mode, what] : modes) {
             const int levels = r.bytes == 1 ? 16 : 1024;
+            int scratchSize = 0;
+            celiReduceBitsGetBufferSize(1, CelSize{w, h}, 0, mode, &scratchSize);
+            std::vector<uint8_t> scratch(static_cast<size_t>(scratchSize));
+            uint8_t* sc = scratch.empty() ? nullptr : scratch.data();
             const double t = timeIt([&] {
-                if (r.f8) r.f8(a.data(), step, b.data(), step, CelSize{w, h}, 0, mode, levels, nullptr);
-                else r.f16(reinterpret_cast<const uint16_t*>(a.data()), step, reinterpret_cast<uint16_t*>(b.data()), step, CelSize{w, h}, 0, mode, levels, nullptr);
+                if (r.f8) r.f8(a.data(), step, b.data(), step, CelSize{w, h}, 0, mode, levels, sc);
+                else r.f16(reinterpret_cast<const uint16_t*>(a.data()), step, reinterpret_cast<uint16_t*>(b.data()), step, CelSize{w, h}, 0, mode, levels, sc);
             }, seconds);
-            rows.push_back({r.name, mode == celDitherOff ? "no dither" : "ordered dither", mpix / t, copyRate(bytes)});
+            rows.push_back({r.name, what, mpix / t, copyRate(bytes)});
         }
     }
 

@@ -9,7 +9,7 @@ pkgs="cmake g++ make pkg-config
       libgtest-dev libgmock-dev libbenchmark-dev
       libcli11-dev libspng-dev libpng-dev libjpeg-dev libraw-dev
       python3 python3-numpy python3-pytest python3-skimage python3-venv python3-pip python3-setuptools
-      ffmpeg clang libclang-rt-14-dev
+      ffmpeg libswscale-dev libavutil-dev clang libclang-rt-14-dev
       libyuv-dev libopencv-imgproc-dev
       libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
       gstreamer1.0-plugins-base gstreamer1.0-plugins-good"

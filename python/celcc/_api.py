@@ -83,15 +83,19 @@ def demosaic(raw, pattern, *, algorithm="bilinear", roi=None, out=None):
 
 
 _CHANNEL_LAYOUTS = {1: "C1", 3: "C3", 4: "C4"}
+# The command-line tool's names of the error-diffusion modes.
+_DITHER_ALIASES = {"fs": "FloydSteinberg", "floyd-steinberg": "FloydSteinberg", "jjn": "JarvisJudiceNinke",
+                   "jarvis": "JarvisJudiceNinke"}
 
 
 def reduce_bits(img, levels, dither="none", *, noise=0, dtype=None, keep_alpha=False, out=None):
     """Maps every sample onto `levels` equally spaced values of its range.
 
     img: (H, W) or (H, W, 3 or 4) array of uint8, uint16, int16 or float32
-    (floats in 0..1).  dither: "none" (or "off") or "ordered"; the other
-    CelDitherMode names are passed on as they are.  noise: 0..100, the
-    amplitude of the noise added to the dither.  dtype: the destination
+    (floats in 0..1).  dither: "none" (or "off"), "ordered", or error
+    diffusion "fs" (Floyd-Steinberg), "jjn" (Jarvis-Judice-Ninke) or
+    "stucki"; the other CelDitherMode names are passed on as they are.
+    noise: 0..100, the amplitude of the noise added to the dither.  dtype: the destination
     sample type (uint8, uint16 or int16), the source's when omitted, uint8
     for float sources.  keep_alpha: with four channels, quantise only the
     first three and leave the destination's fourth untouched (the AC4 forms).
@@ -116,6 +120,8 @@ def reduce_bits(img, levels, dither="none", *, noise=0, dtype=None, keep_alpha=F
         raise TypeError("reduce_bits: no form %s; the library has %s" % (name, ", ".join(forms)))
     if dither is None or (isinstance(dither, str) and dither.lower() == "none"):
         dither = "off"
+    elif isinstance(dither, str):
+        dither = _DITHER_ALIASES.get(dither.lower(), dither)
     return funcs[name](img, out, noise=noise, ditherMode=dither, levels=levels)
 
 

@@ -44,6 +44,23 @@ def test_reduce_bits_is_the_export(shape, layout, dither, mode):
     assert len(np.unique(got)) <= 6
 
 
+@pytest.mark.parametrize("dither,mode", [("fs", 1), ("FloydSteinberg", 1), ("jjn", 2), ("stucki", 3)])
+@pytest.mark.parametrize("noise", [0, 25])
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16, np.float32])
+def test_reduce_bits_error_diffusion_is_the_export(dither, mode, noise, dtype):
+    shape = (21, 33, 3)
+    rng = _rng()
+    img = rng.random(shape, dtype=np.float32) if dtype == np.float32 else \
+        rng.integers(0, np.iinfo(dtype).max, shape, dtype=dtype)
+    got = celcc.reduce_bits(img, 5, dither=dither, noise=noise)
+    form = {np.uint8: "8u", np.uint16: "16u", np.float32: "32f8u"}[dtype]
+    want = getattr(celcc, "celiReduceBits_%s_C3R" % form)(img, noise=noise, ditherMode=mode, levels=5)
+    assert got.tobytes() == want.tobytes()
+    assert len(np.unique(got)) <= 5
+    # the noise is reproducible: equal arguments, equal pictures
+    assert celcc.reduce_bits(img, 5, dither=dither, noise=noise).tobytes() == got.tobytes()
+
+
 def test_reduce_bits_types_and_alpha():
     img = _rng().random((7, 9, 4), dtype=np.float32)
     got = celcc.reduce_bits(img, 4, dither="ordered", noise=20)

@@ -28,8 +28,8 @@ SIZES = [(13, 37), (16, 40)]
 SCALARS = {
     "alphaValue": lambda rng, dt: random_array(rng, (), dt).item() if dt is not None else 200,
     "grid": lambda rng, dt: int(rng.integers(0, 4)),
-    "noise": lambda rng, dt: 0,
-    "ditherMode": lambda rng, dt: 4,
+    "noise": lambda rng, dt: int(rng.integers(0, 3)) * 20,
+    "ditherMode": lambda rng, dt: int(rng.integers(1, 5)),  # error diffusion and ordered
     "levels": lambda rng, dt: 5,
     "vMin": lambda rng, dt: 0.0,
     "vMax": lambda rng, dt: 1.0,

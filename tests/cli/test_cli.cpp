@@ -729,6 +729,30 @@ TEST(CliDither, OrderedAndNoneEqualTheExport) {
     EXPECT_TRUE(readPng(dir + "/noisy.png").px == ref);
 }
 
+// Error diffusion through the tool: its scratch from celiReduceBitsGetBufferSize,
+// the picture equal to the export's, with and without noise.
+TEST(CliDither, ErrorDiffusionEqualsTheExport) {
+    NEED_PHOTO(src, "coffee.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    const std::pair<const char*, CelDitherMode> methods[] = {
+        {"fs", celDitherFloydSteinberg}, {"jjn", celDitherJarvisJudiceNinke}, {"stucki", celDitherStucki}};
+    for (const auto& m : methods)
+        for (int noise : {0, 20}) {
+            const std::string out = std::string("e_") + m.first + std::to_string(noise) + ".png";
+            const Outcome r = celcc(dir, "dither '" + src + "' " + out + " --levels 4 --method " + m.first +
+                                             " --noise " + std::to_string(noise));
+            ASSERT_EQ(r.rc, 0) << r.err;
+            int size = 0;
+            ASSERT_EQ(celiReduceBitsGetBufferSize(3, CelSize{p.w, p.h}, noise, m.second, &size), celStatusOk);
+            Bytes scratch(static_cast<size_t>(size)), ref(p.px.size());
+            ASSERT_EQ(celiReduceBits_8u_C3R(p.px.data(), p.w * 3, ref.data(), p.w * 3, CelSize{p.w, p.h}, noise,
+                                            m.second, 4, scratch.data()),
+                      celStatusOk);
+            EXPECT_TRUE(readPng(dir + "/" + out).px == ref) << m.first << " noise " << noise;
+        }
+}
+
 // ---- Bad input ----------------------------------------------------------------------------
 
 struct BadCase {
