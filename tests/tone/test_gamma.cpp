@@ -289,7 +289,9 @@ void checkFloatForm(bool fwd, Form f, int w, int h, RangeCase rc, std::mt19937& 
     ASSERT_EQ(Api<float>::call(fwd, f, src.plane(0), src.stepBytes(), dst.plane(0), dst.stepBytes(), sp, dp, {w, h}, rc.vMin,
                                rc.vMax),
               celStatusOk);
-    ASSERT_EQ(_mm_getcsr(), csr) << "the caller's control state changed";
+    // the control bits (rounding, masks, flush modes); the exception flags
+    // are status that the forms' own arithmetic may raise
+    ASSERT_EQ(_mm_getcsr() & ~0x3Fu, csr & ~0x3Fu) << "the caller's control state changed";
     const auto& src0 = inPlace(f) ? before : src.mem;
     for (int k = 0; k < planes; ++k)
         for (size_t i = 0; i < dst.mem[k].size(); ++i) {
