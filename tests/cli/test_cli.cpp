@@ -140,6 +140,15 @@ void writePng(const std::string& path, const Png& p) {
     spng_ctx_free(ctx);
 }
 
+// A 16-bit picture from an 8-bit one: each sample times 257 plus a ramp of
+// `ramp` steps that fills the low bits.
+Png widened16(const Png& p8, int ramp) {
+    Png p16{p8.w, p8.h, p8.channels, 16, Bytes(p8.px.size() * 2)};
+    uint16_t* w16 = reinterpret_cast<uint16_t*>(p16.px.data());
+    for (size_t i = 0; i < p8.px.size(); ++i) w16[i] = uint16_t(p8.px[i] * 257 + int(i % size_t(ramp)));
+    return p16;
+}
+
 // ---- Y4M ---------------------------------------------------------------------------------
 
 struct Y4m {
@@ -395,10 +404,8 @@ TEST(CliVideo, JobsTwoGivesTheBytesOfJobsOne) {
 TEST(CliFormats, Xyz48From16BitPngEqualsTheExport) {
     NEED_PHOTO(src, "coffee.png");
     const std::string dir = workDir();
-    const Png p8 = readPng(src);
-    Png p16{p8.w, p8.h, 3, 16, Bytes(p8.px.size() * 2)};
-    uint16_t* w16 = reinterpret_cast<uint16_t*>(p16.px.data());
-    for (size_t i = 0; i < p8.px.size(); ++i) w16[i] = uint16_t(p8.px[i] * 257 + (i % 7));
+    const Png p16 = widened16(readPng(src), 7);
+    const uint16_t* w16 = reinterpret_cast<const uint16_t*>(p16.px.data());
     writePng(dir + "/in16.png", p16);
     const Outcome r = celcc(dir, "convert in16.png xyz.png --pix-fmt xyz48 -v");
     ASSERT_EQ(r.rc, 0) << r.err;
@@ -448,9 +455,7 @@ TEST(CliGamma, ForwardAndInverseEqualTheExports) {
     EXPECT_TRUE(readPng(dir + "/fwd.png").px == ref);
     EXPECT_FALSE(ref == p.px);
     // 16-bit inverse
-    Png p16{p.w, p.h, 3, 16, Bytes(p.px.size() * 2)};
-    uint16_t* w16 = reinterpret_cast<uint16_t*>(p16.px.data());
-    for (size_t i = 0; i < p.px.size(); ++i) w16[i] = uint16_t(p.px[i] * 257 + (i % 5));
+    const Png p16 = widened16(p, 5);
     writePng(dir + "/in16.png", p16);
     const Outcome r16 = celcc(dir, "convert in16.png inv16.png --gamma inv -v");
     ASSERT_EQ(r16.rc, 0) << r16.err;
