@@ -150,6 +150,7 @@ void say(const std::string& line);
 struct ConvertOptions {
     std::vector<std::string> inputs;
     std::string output, outDir, to = "png", pixFmt, inPixFmt, outPixFmt, size;
+    std::string gamma;  // "fwd", "inv" or empty: the BT.709 transfer curve on the RGB side
     int jobs = 1;
     bool force = false, verbose = false, quiet = false, crop = false;
 };

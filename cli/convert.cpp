@@ -80,6 +80,66 @@ const Picture& fitted(const Picture& in, int target, bool crop, Picture& scratch
     return scratch;
 }
 
+// ---- --gamma: the transfer curve in place on an RGB picture ---------------------------
+
+bool rgbFamily(int fmt) {
+    const CelFmtFormat& f = *celccfmt_format(fmt);
+    return f.model == celFmtModelRGB || f.model == celFmtModelBGR;
+}
+
+struct GammaCall {
+    int sample, channels;
+    bool forward;
+    const char* name;
+    CelStatus (*run)(uint8_t* p, int step, CelSize size);
+};
+
+// The in-place forms: three channels, or four with alpha untouched; floats
+// over the range 0..1.
+#define CEL_GAMMA_CALL(sample, ch, fwd, Dir, depth, T, form, ...)                                             \
+    GammaCall {                                                                                               \
+        sample, ch, fwd, "celiGamma" #Dir "_" #depth "_" #form, [](uint8_t* p, int step, CelSize size) {      \
+            return celiGamma##Dir##_##depth##_##form(reinterpret_cast<T*>(p), step, size __VA_ARGS__);       \
+        }                                                                                                     \
+    }
+const GammaCall kGammaCalls[] = {
+    CEL_GAMMA_CALL(celFmtSample8u, 3, true, Fwd, 8u, uint8_t, C3IR),
+    CEL_GAMMA_CALL(celFmtSample8u, 4, true, Fwd, 8u, uint8_t, AC4IR),
+    CEL_GAMMA_CALL(celFmtSample8u, 3, false, Inv, 8u, uint8_t, C3IR),
+    CEL_GAMMA_CALL(celFmtSample8u, 4, false, Inv, 8u, uint8_t, AC4IR),
+    CEL_GAMMA_CALL(celFmtSample16u, 3, true, Fwd, 16u, uint16_t, C3IR),
+    CEL_GAMMA_CALL(celFmtSample16u, 4, true, Fwd, 16u, uint16_t, AC4IR),
+    CEL_GAMMA_CALL(celFmtSample16u, 3, false, Inv, 16u, uint16_t, C3IR),
+    CEL_GAMMA_CALL(celFmtSample16u, 4, false, Inv, 16u, uint16_t, AC4IR),
+    CEL_GAMMA_CALL(celFmtSample32f, 3, true, Fwd, 32f, float, C3IR, , 0.0f, 1.0f),
+    CEL_GAMMA_CALL(celFmtSample32f, 4, true, Fwd, 32f, float, AC4IR, , 0.0f, 1.0f),
+    CEL_GAMMA_CALL(celFmtSample32f, 3, false, Inv, 32f, float, C3IR, , 0.0f, 1.0f),
+    CEL_GAMMA_CALL(celFmtSample32f, 4, false, Inv, 32f, float, AC4IR, , 0.0f, 1.0f),
+};
+#undef CEL_GAMMA_CALL
+
+void applyGamma(Picture& p, bool forward, const std::string& file, bool verbose) {
+    const CelFmtFormat& f = p.info();
+    for (const GammaCall& g : kGammaCalls) {
+        if (g.sample != f.sample || g.channels != f.channels || g.forward != forward) continue;
+        const CelFmtImage im = p.image();
+        const CelStatus st = g.run(im.plane[0], im.step[0], CelSize{p.width, p.height});
+        if (verbose) say(file + ": " + g.name + ": " + celccfmt_status_name(st));
+        if (st < 0) fail(file, std::string(g.name) + " returned " + celccfmt_status_name(st));
+        return;
+    }
+    fail(file, "--gamma has no form for " + formatName(p.format));
+}
+
+// Where --gamma applies: the output when it is RGB, else the input.
+enum class GammaSide { None, Input, Output };
+GammaSide gammaSide(const ConvertOptions& o, int in, int target, const std::string& file) {
+    if (o.gamma.empty()) return GammaSide::None;
+    if (rgbFamily(target)) return GammaSide::Output;
+    if (rgbFamily(in)) return GammaSide::Input;
+    fail(file, "--gamma needs RGB on one side (" + formatName(in) + " -> " + formatName(target) + ")");
+}
+
 struct Job {
     std::string in, out;
     Kind kind;
@@ -93,6 +153,8 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
     if (showFrames && count > 1) frames = std::make_unique<Progress>(count, "frames", o.quiet);
     std::unique_ptr<Sink> sink;
     int target = -1;
+    GammaSide gamma = GammaSide::None;
+    const bool forward = o.gamma == "fwd";
     int64_t index = 0;
     const int batch = std::max(1, jobs) * 2;
     for (bool more = true; more;) {
@@ -110,6 +172,7 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
             target = outFmt >= 0 ? outFmt : defaultTarget(job.kind, in[0].format, job.out);
             if (target < 0) fail(job.out, "cannot tell the output format");
             checkTarget(job.kind, target, job.out);
+            gamma = gammaSide(o, in[0].format, target, job.in);
             sink = std::make_unique<Sink>(job.out, job.kind, o.force, count);
         }
         std::vector<Picture> out(in.size());
@@ -119,7 +182,15 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
             const Picture& fit = fitted(in[size_t(i)], target, o.crop, scratch, where);
             out[size_t(i)].alloc(target, fit.width, fit.height, where);
             out[size_t(i)].y4mTags = in[size_t(i)].y4mTags;
-            convertPicture(fit, out[size_t(i)], where, o.verbose && index + i == 0);
+            const bool verbose = o.verbose && index + i == 0;
+            if (gamma == GammaSide::Input) {
+                Picture encoded = fit;
+                applyGamma(encoded, forward, where, verbose);
+                convertPicture(encoded, out[size_t(i)], where, verbose);
+            } else {
+                convertPicture(fit, out[size_t(i)], where, verbose);
+                if (gamma == GammaSide::Output) applyGamma(out[size_t(i)], forward, where, verbose);
+            }
         });
         for (size_t i = 0; i < out.size(); ++i) {
             sink->put(out[i]);

@@ -37,6 +37,10 @@ int main(int argc, char** argv) {
     convert->add_option("--in-pix-fmt", co.inPixFmt, "Pixel format of a raw input");
     convert->add_option("--out-pix-fmt", co.outPixFmt, "Pixel format of the output");
     convert->add_option("--size", co.size, "WxH of a raw input");
+    convert->add_option("--gamma", co.gamma,
+                        "fwd|inv: the BT.709 transfer curve on the RGB side (the output when it is RGB, else the "
+                        "input): fwd encodes linear RGB, inv makes it linear; alpha untouched")
+        ->check(CLI::IsMember({"fwd", "inv"}));
     convert->add_option("-j,--jobs", co.jobs, "Threads: files, or the frames of one video, at once")->capture_default_str();
     convert->add_flag("--crop", co.crop, "Cut the last columns/rows that do not fit the chroma subsampling");
     convert->add_flag("-f,--force", co.force, "Overwrite existing outputs");

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "common/bench_util.h"
@@ -62,6 +63,19 @@ inline std::vector<uint8_t> photoRGB(const Frame& f) {
     (void)f;
     return {};
 #endif
+}
+
+// The named content: "photo" (falling back to gradients) or "gradient".
+inline std::vector<uint8_t> contentRGB(const std::string& which, const Frame& f) {
+    if (which == "photo") {
+        auto p = photoRGB(f);
+        if (!p.empty()) return p;
+    }
+    return gradientRGB(f);
+}
+
+inline bool havePhoto() {
+    return !photoRGB(Frame{8, 8}).empty();
 }
 
 }  // namespace celbench

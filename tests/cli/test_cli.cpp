@@ -140,6 +140,15 @@ void writePng(const std::string& path, const Png& p) {
     spng_ctx_free(ctx);
 }
 
+// A 16-bit picture from an 8-bit one: each sample times 257 plus a ramp of
+// `ramp` steps that fills the low bits.
+Png widened16(const Png& p8, int ramp) {
+    Png p16{p8.w, p8.h, p8.channels, 16, Bytes(p8.px.size() * 2)};
+    uint16_t* w16 = reinterpret_cast<uint16_t*>(p16.px.data());
+    for (size_t i = 0; i < p8.px.size(); ++i) w16[i] = uint16_t(p8.px[i] * 257 + int(i % size_t(ramp)));
+    return p16;
+}
+
 // ---- Y4M ---------------------------------------------------------------------------------
 
 struct Y4m {
@@ -441,10 +450,8 @@ TEST(CliVideo, JobsTwoGivesTheBytesOfJobsOne) {
 TEST(CliFormats, Xyz48From16BitPngEqualsTheExport) {
     NEED_PHOTO(src, "coffee.png");
     const std::string dir = workDir();
-    const Png p8 = readPng(src);
-    Png p16{p8.w, p8.h, 3, 16, Bytes(p8.px.size() * 2)};
-    uint16_t* w16 = reinterpret_cast<uint16_t*>(p16.px.data());
-    for (size_t i = 0; i < p8.px.size(); ++i) w16[i] = uint16_t(p8.px[i] * 257 + (i % 7));
+    const Png p16 = widened16(readPng(src), 7);
+    const uint16_t* w16 = reinterpret_cast<const uint16_t*>(p16.px.data());
     writePng(dir + "/in16.png", p16);
     const Outcome r = celcc(dir, "convert in16.png xyz.png --pix-fmt xyz48 -v");
     ASSERT_EQ(r.rc, 0) << r.err;
@@ -477,6 +484,47 @@ TEST(CliFormats, PnmAndJpegInputs) {
     const Png jp = readPng(dir + "/j.png");
     ASSERT_EQ(jp.px.size(), p.px.size());
     EXPECT_LT(diff(jp.px.data(), p.px.data(), p.px.size()).mean, 4.0);
+}
+
+// ---- Gamma ------------------------------------------------------------------------------------
+
+TEST(CliGamma, ForwardAndInverseEqualTheExports) {
+    NEED_PHOTO(src, "coffee.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    // RGB to RGB: the curve on the output, in place
+    const Outcome r = celcc(dir, "convert '" + src + "' fwd.png --gamma fwd -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiGammaFwd_8u_C3IR: celStatusOk"), std::string::npos) << r.err;
+    Bytes ref = p.px;
+    ASSERT_EQ(celiGammaFwd_8u_C3IR(ref.data(), p.w * 3, CelSize{p.w, p.h}), celStatusOk);
+    EXPECT_TRUE(readPng(dir + "/fwd.png").px == ref);
+    EXPECT_FALSE(ref == p.px);
+    // 16-bit inverse
+    const Png p16 = widened16(p, 5);
+    writePng(dir + "/in16.png", p16);
+    const Outcome r16 = celcc(dir, "convert in16.png inv16.png --gamma inv -v");
+    ASSERT_EQ(r16.rc, 0) << r16.err;
+    EXPECT_NE(r16.err.find("celiGammaInv_16u_C3IR: celStatusOk"), std::string::npos) << r16.err;
+    Bytes ref16 = p16.px;
+    ASSERT_EQ(celiGammaInv_16u_C3IR(reinterpret_cast<uint16_t*>(ref16.data()), p.w * 6, CelSize{p.w, p.h}), celStatusOk);
+    EXPECT_TRUE(readPng(dir + "/inv16.png").px == ref16);
+    // RGB to YCbCr: the curve on the input, ahead of the conversion
+    const Outcome y = celcc(dir, "convert '" + src + "' g.yuv --pix-fmt i444 --gamma fwd -v");
+    ASSERT_EQ(y.rc, 0) << y.err;
+    EXPECT_LT(y.err.find("celiGammaFwd_8u_C3IR"), y.err.find("celiRGBToYCbCr_8u_C3P3R")) << y.err;
+    Bytes planes(size_t(p.w) * p.h * 3);
+    uint8_t* dst[3] = {planes.data(), planes.data() + size_t(p.w) * p.h, planes.data() + 2 * size_t(p.w) * p.h};
+    ASSERT_EQ(celiRGBToYCbCr_8u_C3P3R(ref.data(), p.w * 3, dst, p.w, CelSize{p.w, p.h}), celStatusOk);
+    EXPECT_TRUE(slurp(dir + "/g.yuv") == planes);
+    // no RGB side, or an unknown direction
+    ASSERT_EQ(celcc(dir, "convert '" + src + "' gray.pgm --pix-fmt gray8 -q").rc, 0);
+    const Outcome bad = celcc(dir, "convert gray.pgm gray2.pgm --gamma fwd");
+    EXPECT_EQ(bad.rc, 1);
+    EXPECT_NE(bad.err.find("--gamma needs RGB on one side"), std::string::npos) << bad.err;
+    EXPECT_FALSE(exists(dir + "/gray2.pgm"));
+    EXPECT_NE(celcc(dir, "convert '" + src + "' x.png --gamma sideways").rc, 0);
+    EXPECT_FALSE(exists(dir + "/x.png"));
 }
 
 // ---- Demosaicing --------------------------------------------------------------------------

@@ -1,0 +1,470 @@
+// Gamma correction in every depth and layout: the tables over the whole
+// input space through body and tail against an independent evaluation of
+// the curve, the float forms bit for bit against a model written from the
+// form table (with an independent model of the power kernel), alpha and
+// guard elements untouched, worked values, the caller's control state,
+// statuses and their order with nothing written.
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "celcc.h"
+#include "common/export_list.h"
+#include "common/powx_model.h"
+
+namespace {
+
+using celtest::sameFloat;
+
+enum class Form { C3R, AC4R, P3R, C3IR, AC4IR, IP3R };
+const Form kForms[] = {Form::C3R, Form::AC4R, Form::P3R, Form::C3IR, Form::AC4IR, Form::IP3R};
+const char* name(Form f) {
+    static const char* n[] = {"C3R", "AC4R", "P3R", "C3IR", "AC4IR", "IP3R"};
+    return n[static_cast<int>(f)];
+}
+bool planar(Form f) { return f == Form::P3R || f == Form::IP3R; }
+bool inPlace(Form f) { return f == Form::C3IR || f == Form::AC4IR || f == Form::IP3R; }
+int channels(Form f) { return (f == Form::AC4R || f == Form::AC4IR) ? 4 : (planar(f) ? 1 : 3); }
+
+// ---- The curve, evaluated here in double -----------------------------------------------------
+// N * f(i/N) (forward) or N * g(i/N) (inverse); the lines exact.
+double curveValue(bool fwd, int n, int i) {
+    const double x = double(i) / n;
+    if (fwd) return x < 0.018 ? 4.5 * i : n * (1.099 * std::pow(x, 0.45) - 0.099);
+    return x < 0.0812 ? i / 4.5 : n * std::pow((x + 0.099) / 1.099, 1.0 / 0.45);
+}
+// The table entry may be the nearest integer (ties to even) or, within
+// 0.002 of a tie, its other neighbour.
+bool entryAllowed(bool fwd, int n, int i, int got) {
+    const double v = curveValue(fwd, n, i);
+    if (got == static_cast<int>(std::nearbyint(v))) return true;
+    return std::fabs(v - std::floor(v) - 0.5) < 0.002 && (got == int(std::floor(v)) || got == int(std::ceil(v)));
+}
+
+// ---- Calls by form ----------------------------------------------------------------------------------
+template <class T>
+struct Api;
+#define CEL_GAMMA_API(T, depth, extraP, extraA)                                                                  \
+    template <>                                                                                                \
+    struct Api<T> {                                                                                            \
+        static CelStatus call(bool fwd, Form f, const T* s, int ss, T* d, int ds, T* const* sp, T* const* dp,  \
+                              CelSize roi extraP) {                                                            \
+            const T* const* csp = const_cast<const T* const*>(sp);                                             \
+            T** mdp = const_cast<T**>(dp);                                                                     \
+            switch (f) {                                                                                       \
+                case Form::C3R: return fwd ? celiGammaFwd_##depth##_C3R(s, ss, d, ds, roi extraA)              \
+                                           : celiGammaInv_##depth##_C3R(s, ss, d, ds, roi extraA);             \
+                case Form::AC4R: return fwd ? celiGammaFwd_##depth##_AC4R(s, ss, d, ds, roi extraA)            \
+                                            : celiGammaInv_##depth##_AC4R(s, ss, d, ds, roi extraA);           \
+                case Form::P3R: return fwd ? celiGammaFwd_##depth##_P3R(csp, ss, mdp, ds, roi extraA)          \
+                                           : celiGammaInv_##depth##_P3R(csp, ss, mdp, ds, roi extraA);         \
+                case Form::C3IR: return fwd ? celiGammaFwd_##depth##_C3IR(d, ds, roi extraA)                   \
+                                            : celiGammaInv_##depth##_C3IR(d, ds, roi extraA);                  \
+                case Form::AC4IR: return fwd ? celiGammaFwd_##depth##_AC4IR(d, ds, roi extraA)                 \
+                                             : celiGammaInv_##depth##_AC4IR(d, ds, roi extraA);                \
+                case Form::IP3R: return fwd ? celiGammaFwd_##depth##_IP3R(mdp, ds, roi extraA)                 \
+                                            : celiGammaInv_##depth##_IP3R(mdp, ds, roi extraA);                \
+            }                                                                                                  \
+            return celStatusOk;                                                                                \
+        }                                                                                                      \
+    };
+#define CEL_COMMA ,
+CEL_GAMMA_API(uint8_t, 8u, , )
+CEL_GAMMA_API(uint16_t, 16u, , )
+CEL_GAMMA_API(float, 32f, CEL_COMMA float vMin CEL_COMMA float vMax, CEL_COMMA vMin CEL_COMMA vMax)
+#undef CEL_GAMMA_API
+
+// ---- An image of one form with guard elements ----------------------------------------------------------
+// Rows of `rowElems` elements plus `pad` guards, `planes` planes; guards
+// and (for AC4) alpha keep a fill pattern the library never writes.
+template <class T>
+struct Image {
+    int rowElems, pad, height, planes, step;  // step in elements
+    std::vector<std::vector<T>> mem;
+    Image(int rowElems_, int height_, int planes_, int pad_ = 3)
+        : rowElems(rowElems_), pad(pad_), height(height_), planes(planes_), step(rowElems_ + 2 * pad_) {
+        mem.assign(planes, std::vector<T>(size_t(step) * height + 2 * pad));
+    }
+    T* plane(int k) { return mem[k].data() + pad; }
+    T& at(int k, int y, int i) { return plane(k)[size_t(y) * step + i]; }
+    int stepBytes() const { return step * int(sizeof(T)); }
+};
+
+template <class T>
+T canary(size_t i) {
+    if constexpr (std::is_same_v<T, float>) {
+        const uint32_t b = 0x7FA5A500u + uint32_t(i & 0xFF);  // signalling NaN patterns
+        float f;
+        std::memcpy(&f, &b, 4);
+        return f;
+    } else {
+        return static_cast<T>(0xA5 + i * 7);
+    }
+}
+
+template <class T>
+bool sameElem(T a, T b) {
+    return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
+
+// ---- 8u and 16u ---------------------------------------------------------------------------------------
+template <class T>
+class GammaInt : public ::testing::Test {};
+using IntDepths = ::testing::Types<uint8_t, uint16_t>;
+TYPED_TEST_SUITE(GammaInt, IntDepths);
+
+// Every input value through the body (one long row) and through the tail
+// (rows of one pixel): the same entry both ways, and the entry the curve allows.
+TYPED_TEST(GammaInt, WholeInputSpaceThroughBodyAndTail) {
+    using T = TypeParam;
+    const int n = std::is_same_v<T, uint8_t> ? 255 : 65535;
+    for (bool fwd : {true, false}) {
+        const int count = n + 1, width = (count + 2) / 3;
+        std::vector<T> src(size_t(width) * 3), body(src.size()), tail(src.size());
+        for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<T>(i % count);
+        const int bs = 3 * width * int(sizeof(T));
+        ASSERT_EQ(Api<T>::call(fwd, Form::C3R, src.data(), bs, body.data(), bs, nullptr, nullptr, {width, 1}), celStatusOk);
+        const int ps = 3 * int(sizeof(T));  // one pixel a row: tail only
+        ASSERT_EQ(Api<T>::call(fwd, Form::C3R, src.data(), ps, tail.data(), ps, nullptr, nullptr, {1, width}), celStatusOk);
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(body[i], tail[i]) << (fwd ? "fwd " : "inv ") << i;
+            ASSERT_TRUE(entryAllowed(fwd, n, i, body[i])) << (fwd ? "fwd " : "inv ") << i << " got " << int(body[i])
+                                                          << " curve " << curveValue(fwd, n, i);
+        }
+    }
+}
+
+// Random images in every form: each sample its table entry, alpha and
+// guards untouched.
+TYPED_TEST(GammaInt, EveryFormMatchesTheTable) {
+    using T = TypeParam;
+    const int n = std::is_same_v<T, uint8_t> ? 255 : 65535;
+    // the table as the C3 form gives it, checked above against the curve
+    std::vector<T> table[2];
+    for (int dir = 0; dir < 2; ++dir) {
+        std::vector<T> all(size_t(n) + 1);
+        for (int i = 0; i <= n; ++i) all[i] = static_cast<T>(i);
+        table[dir].resize(all.size());
+        const int c = (n + 1) / 3 + 1;
+        all.resize(size_t(c) * 3), table[dir].resize(all.size());
+        ASSERT_EQ(Api<T>::call(dir == 0, Form::C3R, all.data(), 0x7FFFFFFF, table[dir].data(), 0x7FFFFFFF, nullptr, nullptr,
+                               {c, 1}),
+                  celStatusOk);
+    }
+    std::mt19937 rng(11);
+    for (bool fwd : {true, false})
+        for (Form f : kForms)
+            for (int h : {1, 3})
+                for (int w : {1, 2, 3, 5, 6, 7, 8, 11, 16, 17, 33, 100}) {
+                    const int ch = channels(f), planes = planar(f) ? 3 : 1;
+                    Image<T> src(w * ch, h, planes), dst(w * ch, h, planes);
+                    for (int k = 0; k < planes; ++k)
+                        for (size_t i = 0; i < src.mem[k].size(); ++i) {
+                            src.mem[k][i] = static_cast<T>(rng());
+                            dst.mem[k][i] = canary<T>(i);
+                        }
+                    if (inPlace(f)) dst.mem = src.mem;
+                    const auto before = dst.mem;
+                    T* sp[3] = {src.plane(0), planes > 1 ? src.plane(1) : nullptr, planes > 1 ? src.plane(2) : nullptr};
+                    T* dp[3] = {dst.plane(0), planes > 1 ? dst.plane(1) : nullptr, planes > 1 ? dst.plane(2) : nullptr};
+                    ASSERT_EQ(Api<T>::call(fwd, f, src.plane(0), src.stepBytes(), dst.plane(0), dst.stepBytes(), sp, dp, {w, h}),
+                              celStatusOk);
+                    const auto& src0 = inPlace(f) ? before : src.mem;
+                    for (int k = 0; k < planes; ++k)
+                        for (size_t i = 0; i < dst.mem[k].size(); ++i) {
+                            const long rel = long(i) - dst.pad, y = rel / dst.step, x = rel % dst.step;
+                            const bool inside = rel >= 0 && y < h && x < w * ch && !(ch == 4 && x % 4 == 3);
+                            const T want = inside ? table[fwd ? 0 : 1][src0[k][i]] : before[k][i];
+                            ASSERT_EQ(dst.mem[k][i], want) << (fwd ? "fwd " : "inv ") << name(f) << " w " << w << " h " << h
+                                                           << " plane " << k << " elem " << i;
+                        }
+                }
+}
+
+TEST(GammaWorked, EightBitEntries) {
+    uint8_t s[6] = {1, 255, 3, 2, 0, 4}, d[6];
+    ASSERT_EQ(celiGammaFwd_8u_C3R(s, 6, d, 6, {2, 1}), celStatusOk);
+    EXPECT_EQ(d[0], 4);  // 4.5 goes to the even neighbour
+    EXPECT_EQ(d[1], 255);
+    EXPECT_EQ(d[2], 14);  // 13.5 likewise
+    EXPECT_EQ(d[3], 9);
+    EXPECT_EQ(d[4], 0);
+    ASSERT_EQ(celiGammaInv_8u_C3R(s, 6, d, 6, {2, 1}), celStatusOk);
+    EXPECT_EQ(d[0], 0);
+    EXPECT_EQ(d[1], 255);
+    EXPECT_EQ(d[2], 1);
+    EXPECT_EQ(d[3], 0);
+}
+
+TEST(GammaWorked, SixteenBitJoints) {
+    uint16_t s[6] = {5321, 5322, 1179, 1180, 0, 65535}, d[6];
+    ASSERT_EQ(celiGammaInv_16u_C3R(s, 12, d, 12, {2, 1}), celStatusOk);
+    EXPECT_EQ(d[0], 1182);  // still on the line
+    EXPECT_EQ(d[1], 1179);  // on the curve: three down
+    EXPECT_EQ(d[4], 0);
+    EXPECT_EQ(d[5], 65535);
+    ASSERT_EQ(celiGammaFwd_16u_C3R(s, 12, d, 12, {2, 1}), celStatusOk);
+    EXPECT_EQ(d[2], 5306);
+    EXPECT_EQ(d[3], 5326);  // twenty up
+    EXPECT_EQ(d[5], 65535);
+}
+
+// ---- 32f ----------------------------------------------------------------------------------------------
+// The model of one form, from its table: x = s - vMin; the power kernel's
+// base u, the linear test, the two branches, the last step.
+float model32f(bool fwd, Form f, float s, float vMin, float vMax) {
+    const auto& pw = celtest::powModel();
+    const float range = vMax - vMin, r = 1.0f / range;
+    const double D = 1.0 / double(range);
+    const bool ac4 = channels(f) == 4;
+    // the subtract and add passes copy when the constant is 0
+    const float x = (!ac4 && vMin == 0.0f) ? s : s - vMin;
+    auto addPass = [&](float v) { return vMin == 0.0f ? v : v + vMin; };
+    if (fwd) {
+        if (f == Form::AC4R || f == Form::AC4IR) {
+            const bool isD = f == Form::AC4IR;
+            const float u = isD ? float(double(x) * D) : x * r;
+            const bool lin = isD ? double(x) * D < double(0.018f) : r * x < 0.018f;
+            const float p = pw(u, 0.45f);
+            return (lin ? 4.5f * x : (1.099f * p - 0.099f) * range + vMin) + vMin;
+        }
+        const float p = pw(x, 0.45f);
+        const float v = x * range < 0.018f ? 4.5f * x : (1.099f * p - 0.099f) * range;
+        return f == Form::C3IR ? v - vMin : addPass(v);
+    }
+    if (f == Form::C3R || f == Form::C3IR) {
+        const float u = (x * r + 0.099f) * 0.9099181f;
+        const float p = pw(u, 2.2222223f);
+        const float v = x * r < 0.0812f ? x * 0.22222222f : (f == Form::C3IR ? p * range : p);
+        return addPass(v);
+    }
+    const float u = float((double(x) * D + double(0.099f)) * double(0.9099181f));
+    const float p = pw(u, 2.2222223f);
+    const bool lin = double(x) * D < double(0.0812f);
+    if (ac4) return (lin ? x * 0.22222222f : p * range) + vMin;
+    return addPass(lin ? x * 0.22222222f : p);
+}
+
+float sample32f(std::mt19937& rng, float vMin, float vMax) {
+    const float range = vMax - vMin;
+    const unsigned pick = rng() % 64;
+    switch (pick) {
+        case 0: return std::numeric_limits<float>::quiet_NaN();
+        case 1: return std::numeric_limits<float>::infinity();
+        case 2: return -std::numeric_limits<float>::infinity();
+        case 3: return -0.0f;
+        case 4: return 0.0f;
+        case 5: return vMin;
+        case 6: return vMax;
+        case 7: return vMin + 0.017f * range;
+        default: return std::uniform_real_distribution<float>(vMin - 0.1f * range, vMax + 0.1f * range)(rng);
+    }
+}
+
+struct RangeCase {
+    float vMin, vMax;
+};
+const RangeCase kRanges[] = {{0.0f, 1.0f}, {0.0f, 2.0f}, {1.0f, 2.0f}, {-0.5f, 3.0f}, {0.0f, 255.0f}, {-1.0f, -0.25f}, {-0.0f, 1.0f}};
+
+void checkFloatForm(bool fwd, Form f, int w, int h, RangeCase rc, std::mt19937& rng) {
+    const int ch = channels(f), planes = planar(f) ? 3 : 1;
+    Image<float> src(w * ch, h, planes), dst(w * ch, h, planes);
+    for (int k = 0; k < planes; ++k)
+        for (size_t i = 0; i < src.mem[k].size(); ++i) {
+            src.mem[k][i] = sample32f(rng, rc.vMin, rc.vMax);
+            dst.mem[k][i] = canary<float>(i);
+        }
+    if (inPlace(f)) dst.mem = src.mem;
+    const auto before = dst.mem;
+    float* sp[3] = {src.plane(0), planes > 1 ? src.plane(1) : nullptr, planes > 1 ? src.plane(2) : nullptr};
+    float* dp[3] = {dst.plane(0), planes > 1 ? dst.plane(1) : nullptr, planes > 1 ? dst.plane(2) : nullptr};
+    const unsigned csr = _mm_getcsr();
+    ASSERT_EQ(Api<float>::call(fwd, f, src.plane(0), src.stepBytes(), dst.plane(0), dst.stepBytes(), sp, dp, {w, h}, rc.vMin,
+                               rc.vMax),
+              celStatusOk);
+    // the control bits (rounding, masks, flush modes); the exception flags
+    // are status that the forms' own arithmetic may raise
+    ASSERT_EQ(_mm_getcsr() & ~0x3Fu, csr & ~0x3Fu) << "the caller's control state changed";
+    const auto& src0 = inPlace(f) ? before : src.mem;
+    for (int k = 0; k < planes; ++k)
+        for (size_t i = 0; i < dst.mem[k].size(); ++i) {
+            const long rel = long(i) - dst.pad, y = rel / dst.step, x = rel % dst.step;
+            const bool inside = rel >= 0 && y < h && x < w * ch && !(ch == 4 && x % 4 == 3);
+            if (!inside) {
+                ASSERT_TRUE(sameElem(dst.mem[k][i], before[k][i])) << name(f) << " touched guard/alpha " << i << " w " << w;
+                continue;
+            }
+            const float want = model32f(fwd, f, src0[k][i], rc.vMin, rc.vMax);
+            ASSERT_TRUE(sameFloat(dst.mem[k][i], want))
+                << (fwd ? "fwd " : "inv ") << name(f) << " range " << rc.vMin << ".." << rc.vMax << " w " << w << " h " << h
+                << " at " << x << "," << y << " s " << src0[k][i] << " got " << dst.mem[k][i] << " want " << want;
+        }
+}
+
+class GammaFloat : public ::testing::TestWithParam<std::tuple<bool, Form>> {};
+
+TEST_P(GammaFloat, MatchesTheModelBitForBit) {
+    const auto [fwd, f] = GetParam();
+    std::mt19937 rng(static_cast<unsigned>(fwd) * 10 + static_cast<unsigned>(f));
+    for (const RangeCase& rc : kRanges)
+        for (int h : {1, 3})
+            for (int w : {1, 2, 3, 4, 5, 7, 8, 13, 16, 17, 127, 128, 129, 130, 257}) checkFloatForm(fwd, f, w, h, rc, rng);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllForms, GammaFloat,
+                         ::testing::Combine(::testing::Bool(), ::testing::ValuesIn(kForms)),
+                         [](const auto& info) {
+                             return std::string(std::get<0>(info.param) ? "Fwd_" : "Inv_") + name(std::get<1>(info.param));
+                         });
+
+// Forms that share a recipe give the same bits: planar and interleaved
+// forward, planar in place and not, inverse AC4 in place and not.
+TEST(GammaFloatRelations, SharedRecipesAgree) {
+    const int w = 131, h = 2, n = 3 * w * h;
+    std::mt19937 rng(5);
+    std::vector<float> s(n), c3(n), plane[3], iplane[3];
+    for (float& v : s) v = sample32f(rng, -0.25f, 1.5f);
+    ASSERT_EQ(celiGammaFwd_32f_C3R(s.data(), 12 * w, c3.data(), 12 * w, {w, h}, -0.25f, 1.5f), celStatusOk);
+    for (int k = 0; k < 3; ++k) {
+        plane[k].resize(size_t(w) * h);
+        for (int i = 0; i < w * h; ++i) plane[k][i] = s[3 * i + k];
+        iplane[k] = plane[k];
+    }
+    const float* sp[3] = {plane[0].data(), plane[1].data(), plane[2].data()};
+    std::vector<float> out[3] = {std::vector<float>(size_t(w) * h), std::vector<float>(size_t(w) * h),
+                                 std::vector<float>(size_t(w) * h)};
+    float* dp[3] = {out[0].data(), out[1].data(), out[2].data()};
+    float* ip[3] = {iplane[0].data(), iplane[1].data(), iplane[2].data()};
+    ASSERT_EQ(celiGammaFwd_32f_P3R(sp, 4 * w, dp, 4 * w, {w, h}, -0.25f, 1.5f), celStatusOk);
+    ASSERT_EQ(celiGammaFwd_32f_IP3R(ip, 4 * w, {w, h}, -0.25f, 1.5f), celStatusOk);
+    for (int k = 0; k < 3; ++k)
+        for (int i = 0; i < w * h; ++i) {
+            ASSERT_TRUE(sameFloat(out[k][i], c3[3 * i + k])) << k << " " << i;
+            ASSERT_TRUE(sameFloat(iplane[k][i], c3[3 * i + k])) << k << " " << i;
+        }
+    std::vector<float> a(size_t(4) * w * h), b, ia;
+    for (float& v : a) v = sample32f(rng, 0.0f, 1.0f);
+    b.resize(a.size());
+    ia = a;
+    ASSERT_EQ(celiGammaInv_32f_AC4R(a.data(), 16 * w, b.data(), 16 * w, {w, h}, 0.0f, 1.0f), celStatusOk);
+    ASSERT_EQ(celiGammaInv_32f_AC4IR(ia.data(), 16 * w, {w, h}, 0.0f, 1.0f), celStatusOk);
+    for (size_t i = 0; i < a.size(); ++i)
+        if (i % 4 != 3) ASSERT_TRUE(sameFloat(b[i], ia[i])) << i;
+}
+
+TEST(GammaWorked, FloatValues) {
+    float s[3] = {0.017f, 0.5f, 1.0f}, d[3];
+    ASSERT_EQ(celiGammaFwd_32f_C3R(s, 12, d, 12, {1, 1}, 0.0f, 1.0f), celStatusOk);
+    EXPECT_EQ(d[0], 4.5f * 0.017f);  // the line: 0.0765
+    EXPECT_NEAR(d[1], 0.7055f, 0.0001f);
+    EXPECT_EQ(d[2], 1.0f);
+    // range 0..2, sample 1: (1.099 - 0.099) * 2, not the normalised curve
+    float one[3] = {1, 1, 1};
+    ASSERT_EQ(celiGammaFwd_32f_C3R(one, 12, d, 12, {1, 1}, 0.0f, 2.0f), celStatusOk);
+    EXPECT_EQ(d[0], 2.0f);
+    // AC4R, range 1..2, sample 2: (1 * 1 + 1) + 1
+    float px[4] = {2, 2, 2, 42}, q[4] = {0, 0, 0, -7};
+    ASSERT_EQ(celiGammaFwd_32f_AC4R(px, 16, q, 16, {1, 1}, 1.0f, 2.0f), celStatusOk);
+    EXPECT_NEAR(q[0], 3.0f, 1e-6f);
+    EXPECT_EQ(q[3], -7.0f);
+    // inverse C3R, range 0..2, sample 2 gives 1; C3IR gives 2
+    float two[3] = {2, 2, 2};
+    ASSERT_EQ(celiGammaInv_32f_C3R(two, 12, d, 12, {1, 1}, 0.0f, 2.0f), celStatusOk);
+    EXPECT_NEAR(d[0], 1.0f, 1e-6f);
+    ASSERT_EQ(celiGammaInv_32f_C3IR(two, 12, {1, 1}, 0.0f, 2.0f), celStatusOk);
+    EXPECT_NEAR(two[0], 2.0f, 2e-6f);
+    // C3IR forward subtracts vMin at the end
+    float t[3] = {1.5f, 1.5f, 1.5f};
+    ASSERT_EQ(celiGammaFwd_32f_C3IR(t, 12, {1, 1}, 0.5f, 1.5f), celStatusOk);
+    EXPECT_NEAR(t[0], 1.0f - 0.5f, 1e-6f);
+    // a negative zero survives the copy that a zero vMin makes of the add pass
+    float nz[3] = {-0.0f, -0.0f, -0.0f};
+    ASSERT_EQ(celiGammaFwd_32f_C3R(nz, 12, d, 12, {1, 1}, 0.0f, 1.0f), celStatusOk);
+    EXPECT_TRUE(std::signbit(d[0]));
+}
+
+// ---- Statuses -------------------------------------------------------------------------------------------
+// With every argument zero the 32f forms answer the range check first.
+#define CEL_FIRST(dir, form) const celtest::FirstCheck first_##dir##form("celiGamma" #dir "_32f_" #form, celStatusBadRange);
+CEL_FIRST(Fwd, C3R) CEL_FIRST(Fwd, C3IR) CEL_FIRST(Fwd, AC4R) CEL_FIRST(Fwd, AC4IR) CEL_FIRST(Fwd, P3R) CEL_FIRST(Fwd, IP3R)
+CEL_FIRST(Inv, C3R) CEL_FIRST(Inv, C3IR) CEL_FIRST(Inv, AC4R) CEL_FIRST(Inv, AC4IR) CEL_FIRST(Inv, P3R) CEL_FIRST(Inv, IP3R)
+#undef CEL_FIRST
+
+template <class T>
+void checkOrder(bool fwd, Form f) {
+    const int ch = channels(f), planes = planar(f) ? 3 : 1;
+    Image<T> src(4 * ch, 2, planes), dst(4 * ch, 2, planes);
+    for (int k = 0; k < planes; ++k)
+        for (size_t i = 0; i < dst.mem[k].size(); ++i) dst.mem[k][i] = canary<T>(i), src.mem[k][i] = T(1);
+    const auto before = dst.mem;
+    T* sp[3] = {src.plane(0), planes > 1 ? src.plane(1) : nullptr, planes > 1 ? src.plane(2) : nullptr};
+    T* dp[3] = {dst.plane(0), planes > 1 ? dst.plane(1) : nullptr, planes > 1 ? dst.plane(2) : nullptr};
+    T* none[3] = {nullptr, nullptr, nullptr};
+    const int ss = src.stepBytes(), ds = dst.stepBytes();
+    const std::string what = std::string(fwd ? "fwd " : "inv ") + name(f);
+    auto call = [&](T* s, int sst, T* d, int dst_, T* const* spp, T* const* dpp, CelSize roi, float lo = 0, float hi = 1) {
+        if constexpr (std::is_same_v<T, float>)
+            return Api<T>::call(fwd, f, s, sst, d, dst_, spp, dpp, roi, lo, hi);
+        else
+            return Api<T>::call(fwd, f, s, sst, d, dst_, spp, dpp, roi);
+    };
+    if constexpr (std::is_same_v<T, float>) {
+        // the range first, even before a null pointer; a NaN difference passes
+        EXPECT_EQ(call(nullptr, 0, nullptr, 0, nullptr, nullptr, {0, 0}, 1.0f, 1.0f), celStatusBadRange) << what;
+        EXPECT_EQ(call(src.plane(0), ss, dst.plane(0), ds, sp, dp, {4, 2}, 2.0f, 1.0f), celStatusBadRange) << what;
+        EXPECT_EQ(call(nullptr, ss, nullptr, ds, none, none, {4, 2}, std::nanf(""), 1.0f), celStatusNullPointer) << what;
+    }
+    // pointers before sizes, sizes before steps
+    const bool usesSrc = !inPlace(f);
+    if (planar(f)) {
+        EXPECT_EQ(call(nullptr, 0, nullptr, 0, sp, nullptr, {0, 0}), celStatusNullPointer) << what;
+        T* holed[3] = {dp[0], nullptr, dp[2]};
+        EXPECT_EQ(call(nullptr, ss, nullptr, ds, sp, holed, {4, 2}), celStatusNullPointer) << what;
+        if (usesSrc) {
+            EXPECT_EQ(call(nullptr, ss, nullptr, ds, nullptr, dp, {4, 2}), celStatusNullPointer) << what;
+            T* sholed[3] = {sp[0], sp[1], nullptr};
+            EXPECT_EQ(call(nullptr, ss, nullptr, ds, sholed, dp, {4, 2}), celStatusNullPointer) << what;
+        }
+    } else {
+        EXPECT_EQ(call(src.plane(0), 0, nullptr, 0, nullptr, nullptr, {0, 0}), celStatusNullPointer) << what;
+        if (usesSrc) EXPECT_EQ(call(nullptr, ss, dst.plane(0), ds, nullptr, nullptr, {4, 2}), celStatusNullPointer) << what;
+    }
+    for (CelSize bad : {CelSize{0, 2}, CelSize{4, 0}, CelSize{-1, 2}, CelSize{4, -3}})
+        EXPECT_EQ(call(src.plane(0), 0, dst.plane(0), 0, sp, dp, bad), celStatusBadSize) << what;
+    EXPECT_EQ(call(src.plane(0), ss, dst.plane(0), 0, sp, dp, {4, 2}), celStatusBadStep) << what;
+    EXPECT_EQ(call(src.plane(0), ss, dst.plane(0), -ds, sp, dp, {4, 2}), celStatusBadStep) << what;
+    if (usesSrc) {
+        EXPECT_EQ(call(src.plane(0), 0, dst.plane(0), ds, sp, dp, {4, 2}), celStatusBadStep) << what;
+        EXPECT_EQ(call(src.plane(0), -ss, dst.plane(0), ds, sp, dp, {4, 2}), celStatusBadStep) << what;
+    }
+    for (int k = 0; k < planes; ++k)
+        for (size_t i = 0; i < dst.mem[k].size(); ++i)
+            ASSERT_TRUE(sameElem(dst.mem[k][i], before[k][i])) << what << ": written on error, plane " << k << " elem " << i;
+}
+
+TEST(GammaChecks, OrderAndNothingWrittenInEveryForm) {
+    for (bool fwd : {true, false})
+        for (Form f : kForms) {
+            checkOrder<uint8_t>(fwd, f);
+            checkOrder<uint16_t>(fwd, f);
+            checkOrder<float>(fwd, f);
+        }
+}
+
+TEST(GammaChecks, WorkedStatuses) {
+    float fs[3] = {0, 0, 0};
+    EXPECT_EQ(celiGammaFwd_32f_C3R(nullptr, 12, fs, 12, {1, 1}, 0.5f, 0.5f), celStatusBadRange);
+    uint8_t s[3] = {1, 2, 3}, d[3] = {7, 7, 7};
+    EXPECT_EQ(celiGammaFwd_8u_C3R(s, 0, d, 3, {1, 1}), celStatusBadStep);
+    EXPECT_EQ(celiGammaFwd_8u_C3R(s, 0, nullptr, 3, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(d[0], 7);
+}
+
+}  // namespace
