@@ -106,6 +106,8 @@ void ahd(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::string& f
         checkStatus(celiDemosaicAHD_8u_C1C3R(s.plane[0], roi, frame, s.step[0], d.plane[0], d.step[0], grid,
                                              scratch.data(), bufferStep),
                     "celiDemosaicAHD_8u_C1C3R", file, verbose);
+}
+
 // VNG writes B, G, R, A and keeps the A it finds: it goes into a BGRA
 // buffer of the mosaic's depth, whose colours are then laid out as RGB.
 void vngWithGains(const Picture& m, CelBayerGrid grid, const float* gainsBgr, Picture& rgb, const std::string& file,
