@@ -198,6 +198,24 @@ void y8_ownsCopy_8u(const uint8_t* s, uint8_t* d, int n) {
 
 }  // namespace
 
+extern "C" void y8_ownccCopy_8u_C1_M7(const uint8_t* s, uint8_t* d, int len, int stream) {
+    int i = 0;
+    if (stream && len >= 64) {
+        // head up to the destination's 16-byte alignment, then streaming blocks
+        for (; i < len && (reinterpret_cast<uintptr_t>(d + i) & 15); ++i) d[i] = s[i];
+        for (; i + 64 <= len; i += 64)
+            for (int k = 0; k < 64; k += 16) _mm_stream_si128(reinterpret_cast<__m128i*>(d + i + k), loadu(s + i + k));
+    }
+    // 64-byte blocks
+    for (; i + 64 <= len; i += 64) {
+        const __m128i a = loadu(s + i), b = loadu(s + i + 16), c = loadu(s + i + 32), e = loadu(s + i + 48);
+        storeu(d + i, a), storeu(d + i + 16, b), storeu(d + i + 32, c), storeu(d + i + 48, e);
+    }
+    // 16-byte pieces, then bytes
+    for (; i + 16 <= len; i += 16) storeu(d + i, loadu(s + i));
+    for (; i < len; ++i) d[i] = s[i];
+}
+
 extern "C" CelStatus y8_celiCopy_8u_C1R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep, CelSize roiSize) {
     if (cel::anyNull(src, dst)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;

@@ -22,6 +22,12 @@ CEL_INTERNAL_FN CelStatus y8_celsSet_32f(float value, float* dst, int len);
 CEL_INTERNAL_FN CelStatus y8_celsAddC_32f(const float* src, float* dst, int len, float value);
 CEL_INTERNAL_FN CelStatus y8_celsSubC_32f(const float* src, float* dst, int len, float value);
 
+// One row of bytes for the layout families (luma planes): 64-byte blocks,
+// 16-byte pieces, then single bytes.  With `stream` set the 64-byte blocks
+// are stored non-temporally once the destination is 16-byte aligned; the
+// caller issues the store fence after its last row.
+CEL_INTERNAL_FN void y8_ownccCopy_8u_C1_M7(const uint8_t* src, uint8_t* dst, int len, int stream);
+
 namespace cel::rowprim {
 
 // Size in bytes of the largest cache named by the four result words of the

@@ -115,8 +115,8 @@ inline void join3x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32), scatter3<2>(s0, s1, s2));
 }
 
-// 64 bytes of 16 four-channel pixels -> the first three channels, one vector each.
-inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
+// 64 bytes of 16 four-channel pixels -> the four channels, one vector each.
+inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2, __m128i& c3) {
     const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
     const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), byChannel);
     const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16)), byChannel);
@@ -129,6 +129,13 @@ inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2)
     c0 = _mm_unpacklo_epi64(t01lo, t23lo);
     c1 = _mm_unpackhi_epi64(t01lo, t23lo);
     c2 = _mm_unpacklo_epi64(t01hi, t23hi);
+    c3 = _mm_unpackhi_epi64(t01hi, t23hi);
+}
+
+// 64 bytes of 16 four-channel pixels -> the first three channels, one vector each.
+inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
+    __m128i unused;
+    split4x16(src, c0, c1, c2, unused);
 }
 
 // 32 bytes of 8 four-channel pixels -> the first three channels as eight

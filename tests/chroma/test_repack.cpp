@@ -9,15 +9,13 @@
 #include <vector>
 
 #include "celcc.h"
-#include "common/image_buffer.h"
+#include "common/chroma_layout.h"
 
 namespace {
 
-using celtest::ImageBuffer;
-
-enum class Samp { S422, S420, S411 };
-// Layout kinds: packed orders, planar (Cb plane first or Cr plane first), two-plane pair order.
-enum class Kind { YUY2, UYVY, YVYU, P3CbCr, P3CrCb, P2CbCr };
+using celtest::Kind;
+using celtest::Samp;
+using Layout = celtest::ChromaLayout;
 
 struct Fn {
     const char* name;
@@ -46,57 +44,6 @@ const Fn kFns[] = {
     {"YCrCb420ToYCbCr420_P3P2R", Samp::S420, Kind::P3CrCb, Kind::P2CbCr, 2, 2, false},
     {"YCbCr411_P2P3R", Samp::S411, Kind::P2CbCr, Kind::P3CbCr, 4, 0, false},
     {"YCbCr411_P3P2R", Samp::S411, Kind::P3CbCr, Kind::P2CbCr, 4, 0, false},
-};
-
-bool packed(Kind k) { return k == Kind::YUY2 || k == Kind::UYVY || k == Kind::YVYU; }
-int chromaW(Samp s, int w) { return s == Samp::S411 ? (w + 3) / 4 : (w + 1) / 2; }
-int chromaH(Samp s, int h) { return s == Samp::S420 ? (h + 1) / 2 : h; }
-
-// An image in one layout: its buffers, and the byte that holds a logical sample.
-struct Layout {
-    Kind kind;
-    Samp samp;
-    int w, h;
-    std::vector<ImageBuffer> b;
-    Layout(Kind k, Samp s, int w_, int h_) : kind(k), samp(s), w(w_), h(h_) {
-        if (packed(k)) {
-            b.emplace_back(4 * ((w + 1) / 2), h);  // whole pixel pairs
-        } else {
-            b.emplace_back(w, h);
-            if (k == Kind::P2CbCr) {
-                b.emplace_back(2 * chromaW(s, w), chromaH(s, h));
-            } else {
-                b.emplace_back(chromaW(s, w), chromaH(s, h));
-                b.emplace_back(chromaW(s, w), chromaH(s, h));
-            }
-        }
-        for (auto& x : b) x.fill(0x5A);
-    }
-    // Component c (0 Y, 1 Cb, 2 Cr) at luma (x, y) or chroma (x, y) position.
-    uint8_t& at(int c, int x, int y) {
-        if (packed(kind)) {
-            uint8_t* r = b[0].row(y) + 4 * (c == 0 ? x / 2 : x);
-            const int yoff = kind == Kind::UYVY ? 1 : 0;
-            if (c == 0) return r[yoff + 2 * (x & 1)];
-            const bool cbFirst = kind != Kind::YVYU;
-            const int first = kind == Kind::UYVY ? 0 : 1, second = first + 2;
-            return r[(c == 1) == cbFirst ? first : second];
-        }
-        if (c == 0) return b[0].row(y)[x];
-        if (kind == Kind::P2CbCr) return b[1].row(y)[2 * x + (c == 1 ? 0 : 1)];
-        const int plane = (kind == Kind::P3CbCr) == (c == 1) ? 1 : 2;
-        return b[plane].row(y)[x];
-    }
-    bool intact() const {
-        for (const auto& x : b)
-            if (!x.intact()) return false;
-        return true;
-    }
-    std::vector<uint8_t> snapshot() const {
-        std::vector<uint8_t> all;
-        for (const auto& x : b) all.insert(all.end(), x.raw().begin(), x.raw().end());
-        return all;
-    }
 };
 
 CelStatus call(const Fn& fn, Layout& s, Layout& d, CelSize roi) {

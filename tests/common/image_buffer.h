@@ -61,6 +61,20 @@ private:
     std::vector<uint8_t> mem_;
 };
 
+// Every guard byte of every buffer of an image still holds its canary.
+inline bool allIntact(const std::vector<ImageBuffer>& bufs) {
+    for (const auto& b : bufs)
+        if (!b.intact()) return false;
+    return true;
+}
+
+// Every byte of every buffer of an image, guards included.
+inline std::vector<uint8_t> snapshotOf(const std::vector<ImageBuffer>& bufs) {
+    std::vector<uint8_t> all;
+    for (const auto& b : bufs) all.insert(all.end(), b.raw().begin(), b.raw().end());
+    return all;
+}
+
 // Widths that exercise body only, tail only and both, for 8- and 16-pixel bodies.
 inline const std::vector<int>& testWidths() {
     static const std::vector<int> w = {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 23, 24, 31, 32, 33, 40, 100};

@@ -34,17 +34,9 @@ public:
     void randomize(uint32_t seed) {
         for (auto& b : bufs) b.randomize(seed++);
     }
-    bool intact() const {
-        for (const auto& b : bufs)
-            if (!b.intact()) return false;
-        return true;
-    }
+    bool intact() const { return allIntact(bufs); }
     // Every byte of every buffer, canaries included.
-    std::vector<uint8_t> snapshot() const {
-        std::vector<uint8_t> all;
-        for (const auto& b : bufs) all.insert(all.end(), b.raw().begin(), b.raw().end());
-        return all;
-    }
+    std::vector<uint8_t> snapshot() const { return snapshotOf(bufs); }
 
     int width, height;
     std::vector<ImageBuffer> bufs;

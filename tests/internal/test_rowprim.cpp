@@ -3,6 +3,7 @@
 // strided), nothing touched between rows, the descriptor table lookup,
 // and the bit copy of add/subtract with a zero constant.
 #include <gtest/gtest.h>
+#include <xmmintrin.h>
 
 #include <cmath>
 #include <cstring>
@@ -149,6 +150,28 @@ TEST(RowPrim, CompanionReportsTheLargestCache) {
         EXPECT_EQ(size, -1);
     }
     EXPECT_NE(celGetMaxCacheSizeB(nullptr), 0);
+}
+
+}  // namespace
+
+namespace {
+
+// The row copy of the layout families: every length and alignment, with and
+// without streaming stores, copies exactly `len` bytes and nothing around them.
+TEST(RowPrim, LayoutRowCopyBothPathsExactLength) {
+    for (int len : {0, 1, 15, 16, 17, 63, 64, 65, 127, 128, 129, 200, 1000})
+        for (int so : {0, 3})
+            for (int d_o : {0, 1, 8, 16})
+                for (int stream : {0, 1}) {
+                    auto src = randomBytes(size_t(len) + 64, len * 7 + so);
+                    std::vector<uint8_t> dst(size_t(len) + 64, 0x3C);
+                    y8_ownccCopy_8u_C1_M7(src.data() + so, dst.data() + 16 + d_o, len, stream);
+                    if (stream) _mm_sfence();
+                    ASSERT_EQ(0, std::memcmp(src.data() + so, dst.data() + 16 + d_o, size_t(len)))
+                        << len << " " << so << " " << d_o << " " << stream;
+                    for (int k = 0; k < 16 + d_o; ++k) ASSERT_EQ(dst[k], 0x3C);
+                    for (size_t k = 16 + d_o + size_t(len); k < dst.size(); ++k) ASSERT_EQ(dst[k], 0x3C);
+                }
 }
 
 }  // namespace

@@ -1,0 +1,403 @@
+// Chroma rate conversion: every export against a layout model (a logical
+// Y, Cb, Cr image read from the source layout, the rate rule applied to the
+// chroma, the result written into the destination layout), compared as
+// whole buffers with canaries over widths and heights that hit every
+// body/tail split, odd sizes, negative and zero steps; sizes below the
+// minimum write nothing; heights that are not tested run; statuses and
+// check order; the worked cases of the rules.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+#include "common/chroma_layout.h"
+
+namespace {
+
+using celtest::ChromaLayout;
+using celtest::Kind;
+using celtest::RowWalk;
+using celtest::Samp;
+
+// The pointers and steps handed to a function, whatever its shape.
+struct Args {
+    uint8_t* sp[3];
+    int ss[3];
+    uint8_t* dp[3];
+    int ds[3];
+};
+
+using FnP3P3 = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t* [3], int[3], CelSize);
+using FnP2P3 = CelStatus (*)(const uint8_t*, int, const uint8_t*, int, uint8_t* [3], int[3], CelSize);
+using FnP3P2 = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t*, int, uint8_t*, int, CelSize);
+using FnP2C2 = CelStatus (*)(const uint8_t*, int, const uint8_t*, int, uint8_t*, int, CelSize);
+using FnP3C2 = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t*, int, CelSize);
+using FnC2P3 = CelStatus (*)(const uint8_t*, int, uint8_t* [3], int[3], CelSize);
+using FnC2P2 = CelStatus (*)(const uint8_t*, int, uint8_t*, int, uint8_t*, int, CelSize);
+
+template <FnP3P3 F>
+CelStatus viaP3P3(Args& a, CelSize r) {
+    const uint8_t* sp[3] = {a.sp[0], a.sp[1], a.sp[2]};
+    return F(sp, a.ss, a.dp, a.ds, r);
+}
+template <FnP2P3 F>
+CelStatus viaP2P3(Args& a, CelSize r) {
+    return F(a.sp[0], a.ss[0], a.sp[1], a.ss[1], a.dp, a.ds, r);
+}
+template <FnP3P2 F>
+CelStatus viaP3P2(Args& a, CelSize r) {
+    const uint8_t* sp[3] = {a.sp[0], a.sp[1], a.sp[2]};
+    return F(sp, a.ss, a.dp[0], a.ds[0], a.dp[1], a.ds[1], r);
+}
+template <FnP2C2 F>
+CelStatus viaP2C2(Args& a, CelSize r) {
+    return F(a.sp[0], a.ss[0], a.sp[1], a.ss[1], a.dp[0], a.ds[0], r);
+}
+template <FnP3C2 F>
+CelStatus viaP3C2(Args& a, CelSize r) {
+    const uint8_t* sp[3] = {a.sp[0], a.sp[1], a.sp[2]};
+    return F(sp, a.ss, a.dp[0], a.ds[0], r);
+}
+template <FnC2P3 F>
+CelStatus viaC2P3(Args& a, CelSize r) {
+    return F(a.sp[0], a.ss[0], a.dp, a.ds, r);
+}
+template <FnC2P2 F>
+CelStatus viaC2P2(Args& a, CelSize r) {
+    return F(a.sp[0], a.ss[0], a.dp[0], a.ds[0], a.dp[1], a.ds[1], r);
+}
+
+enum class Rule { A, B, C, D, E, F };
+
+struct Fn {
+    const char* name;
+    Kind srcKind;
+    Samp srcSamp;
+    Kind dstKind;
+    Samp dstSamp;
+    Rule rule;
+    int minW, minH;  // minH 0: the height is not tested
+    CelStatus (*call)(Args&, CelSize);
+};
+
+void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
+
+constexpr Samp S420 = Samp::S420, S422 = Samp::S422, S411 = Samp::S411;
+constexpr Kind YUY2 = Kind::YUY2, UYVY = Kind::UYVY, YVYU = Kind::YVYU, P3 = Kind::P3CbCr, P3Cr = Kind::P3CrCb,
+               P2 = Kind::P2CbCr, P2Cr = Kind::P2CrCb;
+
+const Fn kFns[] = {
+    {"celiYCbCr420ToYCbCr422_8u_P3R", P3, S420, P3, S422, Rule::A, 2, 2, viaP3P3<celiYCbCr420ToYCbCr422_8u_P3R>},
+    {"celiYCrCb420ToYCbCr422_8u_P3R", P3Cr, S420, P3, S422, Rule::A, 2, 2, viaP3P3<celiYCrCb420ToYCbCr422_8u_P3R>},
+    {"celiYCbCr420ToYCbCr422_8u_P2P3R", P2, S420, P3, S422, Rule::A, 2, 2, viaP2P3<celiYCbCr420ToYCbCr422_8u_P2P3R>},
+    {"celiYCbCr420ToYCbCr422_8u_P2C2R", P2, S420, YUY2, S422, Rule::A, 2, 2, viaP2C2<celiYCbCr420ToYCbCr422_8u_P2C2R>},
+    {"celiYCbCr420ToCbYCr422_8u_P2C2R", P2, S420, UYVY, S422, Rule::A, 2, 2, viaP2C2<celiYCbCr420ToCbYCr422_8u_P2C2R>},
+    {"celiYCrCb420ToYCbCr422_8u_P3C2R", P3Cr, S420, YUY2, S422, Rule::A, 2, 2,
+     viaP3C2<celiYCrCb420ToYCbCr422_8u_P3C2R>},
+    {"celiYCrCb420ToCbYCr422_8u_P3C2R", P3Cr, S420, UYVY, S422, Rule::A, 2, 2,
+     viaP3C2<celiYCrCb420ToCbYCr422_8u_P3C2R>},
+    {"celiYCbCr422ToYCbCr420_8u_P3R", P3, S422, P3, S420, Rule::B, 2, 2, viaP3P3<celiYCbCr422ToYCbCr420_8u_P3R>},
+    {"celiYCbCr422ToYCbCr420_8u_P3P2R", P3, S422, P2, S420, Rule::B, 2, 2, viaP3P2<celiYCbCr422ToYCbCr420_8u_P3P2R>},
+    {"celiYCbCr422ToYCbCr420_8u_C2P3R", YUY2, S422, P3, S420, Rule::B, 2, 2, viaC2P3<celiYCbCr422ToYCbCr420_8u_C2P3R>},
+    {"celiYCrCb422ToYCbCr420_8u_C2P3R", YVYU, S422, P3, S420, Rule::B, 2, 2, viaC2P3<celiYCrCb422ToYCbCr420_8u_C2P3R>},
+    {"celiYCbCr422ToYCbCr420_8u_C2P2R", YUY2, S422, P2, S420, Rule::B, 2, 2, viaC2P2<celiYCbCr422ToYCbCr420_8u_C2P2R>},
+    {"celiYCbCr422ToYCrCb420_8u_C2P2R", YUY2, S422, P2Cr, S420, Rule::B, 2, 2,
+     viaC2P2<celiYCbCr422ToYCrCb420_8u_C2P2R>},
+    {"celiYCbCr422ToYCrCb420_8u_C2P3R", YUY2, S422, P3Cr, S420, Rule::B, 2, 2,
+     viaC2P3<celiYCbCr422ToYCrCb420_8u_C2P3R>},
+    {"celiCbYCr422ToYCbCr420_8u_C2P2R", UYVY, S422, P2, S420, Rule::B, 2, 2, viaC2P2<celiCbYCr422ToYCbCr420_8u_C2P2R>},
+    {"celiCbYCr422ToYCbCr420_8u_C2P3R", UYVY, S422, P3, S420, Rule::B, 2, 2, viaC2P3<celiCbYCr422ToYCbCr420_8u_C2P3R>},
+    {"celiCbYCr422ToYCrCb420_8u_C2P3R", UYVY, S422, P3Cr, S420, Rule::B, 2, 2,
+     viaC2P3<celiCbYCr422ToYCrCb420_8u_C2P3R>},
+    {"celiYCbCr422ToYCbCr411_8u_P3R", P3, S422, P3, S411, Rule::C, 4, 0, viaP3P3<celiYCbCr422ToYCbCr411_8u_P3R>},
+    {"celiYCbCr422ToYCbCr411_8u_P3P2R", P3, S422, P2, S411, Rule::C, 4, 0, viaP3P2<celiYCbCr422ToYCbCr411_8u_P3P2R>},
+    {"celiYCbCr422ToYCbCr411_8u_C2P3R", YUY2, S422, P3, S411, Rule::C, 4, 1, viaC2P3<celiYCbCr422ToYCbCr411_8u_C2P3R>},
+    {"celiYCrCb422ToYCbCr411_8u_C2P3R", YVYU, S422, P3, S411, Rule::C, 4, 0, viaC2P3<celiYCrCb422ToYCbCr411_8u_C2P3R>},
+    {"celiYCbCr422ToYCbCr411_8u_C2P2R", YUY2, S422, P2, S411, Rule::C, 4, 0, viaC2P2<celiYCbCr422ToYCbCr411_8u_C2P2R>},
+    {"celiCbYCr422ToYCbCr411_8u_C2P3R", UYVY, S422, P3, S411, Rule::C, 4, 0, viaC2P3<celiCbYCr422ToYCbCr411_8u_C2P3R>},
+    {"celiYCbCr411ToYCbCr422_8u_P3R", P3, S411, P3, S422, Rule::D, 4, 0, viaP3P3<celiYCbCr411ToYCbCr422_8u_P3R>},
+    {"celiYCbCr411ToYCrCb422_8u_P3R", P3, S411, P3Cr, S422, Rule::D, 4, 0, viaP3P3<celiYCbCr411ToYCrCb422_8u_P3R>},
+    {"celiYCbCr411ToYCbCr422_8u_P2P3R", P2, S411, P3, S422, Rule::D, 4, 0, viaP2P3<celiYCbCr411ToYCbCr422_8u_P2P3R>},
+    {"celiYCbCr411ToYCbCr422_8u_P2C2R", P2, S411, YUY2, S422, Rule::D, 4, 0, viaP2C2<celiYCbCr411ToYCbCr422_8u_P2C2R>},
+    {"celiYCbCr411ToYCbCr422_8u_P3C2R", P3, S411, YUY2, S422, Rule::D, 4, 0, viaP3C2<celiYCbCr411ToYCbCr422_8u_P3C2R>},
+    {"celiYCbCr411ToYCrCb422_8u_P3C2R", P3, S411, YVYU, S422, Rule::D, 4, 0, viaP3C2<celiYCbCr411ToYCrCb422_8u_P3C2R>},
+    {"celiYCbCr411ToYCbCr420_8u_P3R", P3, S411, P3, S420, Rule::E, 4, 2, viaP3P3<celiYCbCr411ToYCbCr420_8u_P3R>},
+    {"celiYCbCr411ToYCbCr420_8u_P3P2R", P3, S411, P2, S420, Rule::E, 4, 2, viaP3P2<celiYCbCr411ToYCbCr420_8u_P3P2R>},
+    {"celiYCbCr411ToYCbCr420_8u_P2P3R", P2, S411, P3, S420, Rule::E, 4, 2, viaP2P3<celiYCbCr411ToYCbCr420_8u_P2P3R>},
+    {"celiYCbCr411ToYCrCb420_8u_P2P3R", P2, S411, P3Cr, S420, Rule::E, 4, 2, viaP2P3<celiYCbCr411ToYCrCb420_8u_P2P3R>},
+    {"celiYCbCr420ToYCbCr411_8u_P2P3R", P2, S420, P3, S411, Rule::F, 4, 2, viaP2P3<celiYCbCr420ToYCbCr411_8u_P2P3R>},
+    {"celiYCbCr420ToYCbCr411_8u_P3P2R", P3, S420, P2, S411, Rule::F, 4, 2, viaP3P2<celiYCbCr420ToYCbCr411_8u_P3P2R>},
+    {"celiYCrCb420ToYCbCr411_8u_P3P2R", P3Cr, S420, P2, S411, Rule::F, 4, 2, viaP3P2<celiYCrCb420ToYCbCr411_8u_P3P2R>},
+};
+
+bool touches(const Fn& f, Samp s) { return f.srcSamp == s || f.dstSamp == s; }
+
+Args argsOf(ChromaLayout& s, ChromaLayout& d) {
+    Args a;
+    s.planes(a.sp, a.ss);
+    d.planes(a.dp, a.ds);
+    return a;
+}
+
+// The expected destination: what the layout held before, with the rounded
+// region written from the source by the function's rule.  It walks its rows
+// as the destination does, so that the two compare buffer for buffer.
+ChromaLayout model(const Fn& f, ChromaLayout& s, int w, int h, RowWalk walk) {
+    ChromaLayout e(f.dstKind, f.dstSamp, w, h, walk);
+    const int dw = touches(f, S411) ? w & ~3 : w & ~1;
+    const int dh = touches(f, S420) ? h & ~1 : h;
+    for (int y = 0; y < dh; ++y)
+        for (int x = 0; x < dw; ++x) e.at(0, x, y) = s.at(0, x, y);
+    const int cols = f.dstSamp == S411 ? dw / 4 : dw / 2, rows = f.dstSamp == S420 ? dh / 2 : dh;
+    for (int c = 1; c <= 2; ++c)
+        for (int y = 0; y < rows; ++y)
+            for (int x = 0; x < cols; ++x) {
+                uint8_t v = 0;
+                switch (f.rule) {
+                    case Rule::A:
+                        v = s.at(c, x, y / 2);
+                        break;  // each source row serves two rows
+                    case Rule::B:
+                        v = s.at(c, x, 2 * y);
+                        break;  // even rows only
+                    case Rule::C:
+                        v = s.at(c, 2 * x, y);
+                        break;  // even columns only
+                    case Rule::D:
+                        v = s.at(c, x / 2, y);
+                        break;  // each sample serves two pairs
+                    case Rule::E:
+                        v = s.at(c, x / 2, 2 * y + (x & 1));
+                        break;  // two rows woven into one
+                    case Rule::F:
+                        v = s.at(c, 2 * x + (y & 1), y / 2);
+                        break;  // one row unwoven into two
+                }
+                e.at(c, x, y) = v;
+            }
+    return e;
+}
+
+// Runs f at w x h with the given row walks and compares every byte of the
+// destination buffers, canaries included, with the model.
+void expectModel(const Fn& f, int w, int h, RowWalk srcWalk, RowWalk dstWalk, uint32_t seed) {
+    ChromaLayout s(f.srcKind, f.srcSamp, w, h, srcWalk), d(f.dstKind, f.dstSamp, w, h, dstWalk);
+    s.randomize(seed);
+    const ChromaLayout e = model(f, s, w, h, dstWalk);
+    Args a = argsOf(s, d);
+    ASSERT_EQ(f.call(a, {w, h}), celStatusOk) << f.name << " " << w << "x" << h;
+    ASSERT_EQ(d.snapshot(), e.snapshot())
+        << f.name << " " << w << "x" << h << " walks " << int(srcWalk) << int(dstWalk);
+    ASSERT_TRUE(d.intact()) << f.name << " " << w << "x" << h;
+}
+
+class Rate : public ::testing::TestWithParam<Fn> {};
+
+// Widths around every block of every kernel (8 and 16 pairs, 16 and 32
+// pixels, 8 and 16 columns of 4:1:1) and heights with odd rows.
+TEST_P(Rate, EveryByteFollowsTheRuleAcrossBodyAndTail) {
+    const Fn f = GetParam();
+    uint32_t seed = 11;
+    for (int h : {1, 2, 3, 4, 5, 7})
+        for (int w : {2,  3,  4,  5,  6,  7,  8,  9,  12, 15, 16, 17, 18,  20,  31,  32,
+                      33, 34, 36, 40, 47, 48, 63, 64, 65, 66, 68, 96, 100, 128, 132, 140}) {
+            if (w < f.minW || h < f.minH) continue;
+            expectModel(f, w, h, RowWalk::Down, RowWalk::Down, seed++);
+        }
+}
+
+TEST_P(Rate, NegativeAndZeroSourceSteps) {
+    const Fn f = GetParam();
+    uint32_t seed = 77;
+    for (auto [w, h] : {std::pair{36, 5}, {100, 4}, {140, 7}}) {
+        expectModel(f, w, h, RowWalk::Up, RowWalk::Up, seed++);
+        expectModel(f, w, h, RowWalk::Same, RowWalk::Down, seed++);
+    }
+}
+
+TEST_P(Rate, BelowTheMinimumWritesNothing) {
+    const Fn f = GetParam();
+    ChromaLayout s(f.srcKind, f.srcSamp, 8, 4), d(f.dstKind, f.dstSamp, 8, 4);
+    s.randomize(3);
+    const auto before = d.snapshot();
+    Args a = argsOf(s, d);
+    for (int w : {f.minW - 1, 1, 0, -4}) EXPECT_EQ(f.call(a, {w, 4}), celStatusBadSize) << f.name << " width " << w;
+    if (f.minH > 0) {
+        for (int h : {f.minH - 1, 0, -1}) EXPECT_EQ(f.call(a, {8, h}), celStatusBadSize) << f.name << " height " << h;
+    } else {
+        // the height is not tested: nothing to do, and success
+        for (int h : {0, -1, -1000}) EXPECT_EQ(f.call(a, {8, h}), celStatusOk) << f.name << " height " << h;
+    }
+    EXPECT_EQ(d.snapshot(), before) << f.name;
+}
+
+// Pointers first, plane pointers included, then the size: every pointer
+// alone null gives celStatusNullPointer even with a bad size, and writes nothing.
+TEST_P(Rate, EveryPointerIsTestedBeforeTheSize) {
+    const Fn f = GetParam();
+    ChromaLayout s(f.srcKind, f.srcSamp, 8, 4), d(f.dstKind, f.dstSamp, 8, 4);
+    const auto before = d.snapshot();
+    const int ns = static_cast<int>(s.b.size()), nd = static_cast<int>(d.b.size());
+    for (int k = 0; k < ns + nd; ++k)
+        for (CelSize r : {CelSize{8, 4}, CelSize{0, 0}}) {
+            Args a = argsOf(s, d);
+            (k < ns ? a.sp[k] : a.dp[k - ns]) = nullptr;
+            EXPECT_EQ(f.call(a, r), celStatusNullPointer) << f.name << " pointer " << k;
+        }
+    EXPECT_EQ(d.snapshot(), before) << f.name;
+}
+
+// Sizes that take the streaming paths (traffic above the thresholds, every
+// pointer and step 16-byte aligned) give the same bytes.
+TEST_P(Rate, LargeFramesOnTheStreamingPaths) {
+    const Fn f = GetParam();
+    expectModel(f, 1280, 448, RowWalk::Down, RowWalk::Down, 5);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllForms, Rate, ::testing::ValuesIn(kFns),
+                         [](const ::testing::TestParamInfo<Fn>& i) { return std::string(i.param.name + 4); });
+
+// ---- Worked cases -----------------------------------------------------------------------------------
+
+TEST(RateWorked, FourTwoZeroToFourTwoTwoWithHeightThreeLeavesRowTwo) {
+    // 6 x 3, 4:2:0 planes: rows 0 and 1 written, three chroma pairs per row, row 2 untouched
+    uint8_t y[3][6], cb[2][3] = {{10, 11, 12}, {90, 91, 92}}, cr[2][3] = {{20, 21, 22}, {80, 81, 82}};
+    for (int r = 0; r < 3; ++r)
+        for (int x = 0; x < 6; ++x) y[r][x] = uint8_t(16 * r + x);
+    uint8_t dy[3][6], dcb[3][3], dcr[3][3];
+    std::memset(dy, 0xEE, sizeof dy), std::memset(dcb, 0xEE, sizeof dcb), std::memset(dcr, 0xEE, sizeof dcr);
+    const uint8_t* src[3] = {&y[0][0], &cb[0][0], &cr[0][0]};
+    int ss[3] = {6, 3, 3}, ds[3] = {6, 3, 3};
+    uint8_t* dst[3] = {&dy[0][0], &dcb[0][0], &dcr[0][0]};
+    ASSERT_EQ(celiYCbCr420ToYCbCr422_8u_P3R(src, ss, dst, ds, {6, 3}), celStatusOk);
+    for (int r = 0; r < 2; ++r) {
+        EXPECT_EQ(0, std::memcmp(dy[r], y[r], 6));
+        EXPECT_EQ(0, std::memcmp(dcb[r], cb[0], 3));  // both rows carry source row 0
+        EXPECT_EQ(0, std::memcmp(dcr[r], cr[0], 3));
+    }
+    for (int x = 0; x < 6; ++x) EXPECT_EQ(dy[2][x], 0xEE);
+    for (int x = 0; x < 3; ++x) {
+        EXPECT_EQ(dcb[2][x], 0xEE);
+        EXPECT_EQ(dcr[2][x], 0xEE);
+    }
+}
+
+TEST(RateWorked, WidthFiveInRuleCDoesFourColumnsAndOneChromaSample) {
+    // YCbCr422 packed, 5 x 1 (three pairs in memory): groups of four keep the first pair's chroma
+    const uint8_t src[12] = {1, 100, 2, 200, 3, 101, 4, 201, 5, 102, 6, 202};
+    uint8_t y[8], cb[4], cr[4];
+    std::memset(y, 0xEE, 8), std::memset(cb, 0xEE, 4), std::memset(cr, 0xEE, 4);
+    uint8_t* dst[3] = {y, cb, cr};
+    int ds[3] = {8, 4, 4};
+    ASSERT_EQ(celiYCbCr422ToYCbCr411_8u_C2P3R(src, 12, dst, ds, {5, 1}), celStatusOk);
+    const uint8_t wantY[8] = {1, 2, 3, 4, 0xEE, 0xEE, 0xEE, 0xEE};
+    EXPECT_EQ(0, std::memcmp(y, wantY, 8));
+    EXPECT_EQ(cb[0], 100);
+    EXPECT_EQ(cr[0], 200);
+    EXPECT_EQ(cb[1], 0xEE);
+    EXPECT_EQ(cr[1], 0xEE);
+}
+
+TEST(RateWorked, WeavingTwoFourOneOneRowsAndBack) {
+    // 4 x 4, 4:1:1: four chroma rows of one sample become two rows of two, and F brings them back
+    const uint8_t y[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+    const uint8_t cb[4] = {1, 2, 3, 4}, cr[4] = {5, 6, 7, 8};
+    uint8_t y420[16], cb420[4], cr420[4];
+    const uint8_t* src[3] = {y, cb, cr};
+    int ss[3] = {4, 1, 1}, ds[3] = {4, 2, 2};
+    uint8_t* dst[3] = {y420, cb420, cr420};
+    ASSERT_EQ(celiYCbCr411ToYCbCr420_8u_P3R(src, ss, dst, ds, {4, 4}), celStatusOk);
+    const uint8_t wantCb[4] = {1, 2, 3, 4}, wantCr[4] = {5, 6, 7, 8};  // row j: rows 2j and 2j+1 side by side
+    EXPECT_EQ(0, std::memcmp(cb420, wantCb, 4));
+    EXPECT_EQ(0, std::memcmp(cr420, wantCr, 4));
+    // to two-plane 4:2:0 through the planes, then back to 4:1:1 planes through F
+    uint8_t pairs[8], y2[16];
+    const uint8_t* p420[3] = {y420, cb420, cr420};
+    ASSERT_EQ(celiYCbCr420_8u_P3P2R(p420, ds, y2, 4, pairs, 4, {4, 4}), celStatusOk);
+    const uint8_t wantPairs[8] = {1, 5, 2, 6, 3, 7, 4, 8};
+    EXPECT_EQ(0, std::memcmp(pairs, wantPairs, 8));
+    uint8_t y411[16], cbBack[4], crBack[4];
+    uint8_t* d411[3] = {y411, cbBack, crBack};
+    int s411[3] = {4, 1, 1};
+    ASSERT_EQ(celiYCbCr420ToYCbCr411_8u_P2P3R(y2, 4, pairs, 4, d411, s411, {4, 4}), celStatusOk);
+    EXPECT_EQ(0, std::memcmp(cbBack, cb, 4));
+    EXPECT_EQ(0, std::memcmp(crBack, cr, 4));
+    EXPECT_EQ(0, std::memcmp(y411, y, 16));
+}
+
+TEST(RateWorked, EThenFReturnsTheInputAndBThenADoesNot) {
+    const int w = 68, h = 6;
+    ChromaLayout s(P3, S411, w, h);
+    s.randomize(9);
+    ChromaLayout mid(P2, S420, w, h), back(P3, S411, w, h);
+    Args a = argsOf(s, mid);
+    ASSERT_EQ(celiYCbCr411ToYCbCr420_8u_P3P2R(const_cast<const uint8_t* const*>(a.sp), a.ss, a.dp[0], a.ds[0], a.dp[1],
+                                              a.ds[1], {w, h}),
+              celStatusOk);
+    Args b = argsOf(mid, back);
+    ASSERT_EQ(celiYCbCr420ToYCbCr411_8u_P2P3R(b.sp[0], b.ss[0], b.sp[1], b.ss[1], b.dp, b.ds, {w, h}), celStatusOk);
+    EXPECT_EQ(back.snapshot(), s.snapshot());
+
+    // 4:2:2 -> 4:2:0 -> 4:2:2: odd rows come back as copies of even rows
+    ChromaLayout p422(P3, S422, 8, 4), p420(P3, S420, 8, 4), again(P3, S422, 8, 4);
+    p422.randomize(10);
+    Args c = argsOf(p422, p420);
+    ASSERT_EQ(celiYCbCr422ToYCbCr420_8u_P3R(const_cast<const uint8_t* const*>(c.sp), c.ss, c.dp, c.ds, {8, 4}),
+              celStatusOk);
+    Args d = argsOf(p420, again);
+    ASSERT_EQ(celiYCbCr420ToYCbCr422_8u_P3R(const_cast<const uint8_t* const*>(d.sp), d.ss, d.dp, d.ds, {8, 4}),
+              celStatusOk);
+    bool allEqual = true;
+    for (int ch = 1; ch <= 2; ++ch)
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 4; ++x) {
+                EXPECT_EQ(again.at(ch, x, y), p422.at(ch, x, y & ~1)) << ch << " " << x << "," << y;
+                allEqual = allEqual && again.at(ch, x, y) == p422.at(ch, x, y);
+            }
+    EXPECT_FALSE(allEqual);  // random odd rows differ from their even neighbours somewhere
+}
+
+TEST(RateWorked, WidthThreeForFourOneOneAndHeightOneForFourTwoZeroAreBadSizes) {
+    ChromaLayout s(P3, S411, 8, 4), d(P3, S422, 8, 4);
+    Args a = argsOf(s, d);
+    const uint8_t* sp[3] = {a.sp[0], a.sp[1], a.sp[2]};
+    EXPECT_EQ(celiYCbCr411ToYCbCr422_8u_P3R(sp, a.ss, a.dp, a.ds, {3, 4}), celStatusBadSize);
+    EXPECT_EQ(celiYCbCr411ToYCbCr422_8u_P3R(sp, a.ss, a.dp, a.ds, {4, 0}), celStatusOk);
+    ChromaLayout s2(P3, S422, 8, 4), d2(P3, S420, 8, 4);
+    Args b = argsOf(s2, d2);
+    const uint8_t* sp2[3] = {b.sp[0], b.sp[1], b.sp[2]};
+    EXPECT_EQ(celiYCbCr422ToYCbCr420_8u_P3R(sp2, b.ss, b.dp, b.ds, {8, 1}), celStatusBadSize);
+    // the one 4:1:1 member from packed that tests its height
+    EXPECT_EQ(celiYCbCr422ToYCbCr411_8u_C2P3R(b.sp[0], 16, b.dp, b.ds, {8, 0}), celStatusBadSize);
+    EXPECT_EQ(celiYCrCb422ToYCbCr411_8u_C2P3R(b.sp[0], 16, b.dp, b.ds, {8, 0}), celStatusOk);
+    EXPECT_TRUE(d.intact() && d2.intact());
+}
+
+TEST(RateWorked, ChromaPlaneExchangeOfTheFlaggedForms) {
+    // one four-pixel group, 4:1:1 planes Y {1,2,3,4}, Cb 50, Cr 60
+    const uint8_t y[4] = {1, 2, 3, 4}, cb[1] = {50}, cr[1] = {60};
+    const uint8_t* src[3] = {y, cb, cr};
+    int ss[3] = {4, 1, 1};
+    uint8_t c2[8];
+    ASSERT_EQ(celiYCbCr411ToYCrCb422_8u_P3C2R(src, ss, c2, 8, {4, 1}), celStatusOk);
+    const uint8_t wantYVYU[8] = {1, 60, 2, 50, 3, 60, 4, 50};  // Y0 Cr Y1 Cb, both pairs
+    EXPECT_EQ(0, std::memcmp(c2, wantYVYU, 8));
+    ASSERT_EQ(celiYCbCr411ToYCbCr422_8u_P3C2R(src, ss, c2, 8, {4, 1}), celStatusOk);
+    const uint8_t wantYUY2[8] = {1, 50, 2, 60, 3, 50, 4, 60};
+    EXPECT_EQ(0, std::memcmp(c2, wantYUY2, 8));
+    // YCrCb 4:2:0 planes and YCbCr 4:2:0 planes to 4:1:1 pairs: the output is Cb, Cr either way
+    const uint8_t y4[16] = {}, u[2] = {7, 8}, v[2] = {9, 10};
+    const uint8_t* i420[3] = {y4, u, v};
+    const uint8_t* yv12[3] = {y4, v, u};
+    int s420[3] = {4, 2, 2};
+    uint8_t ya[8], pa[4], yb[8], pb[4];
+    ASSERT_EQ(celiYCbCr420ToYCbCr411_8u_P3P2R(i420, s420, ya, 4, pa, 2, {4, 2}), celStatusOk);
+    ASSERT_EQ(celiYCrCb420ToYCbCr411_8u_P3P2R(yv12, s420, yb, 4, pb, 2, {4, 2}), celStatusOk);
+    const uint8_t wantPairs[4] = {7, 9, 8, 10};  // row 0: column 0; row 1: column 1
+    EXPECT_EQ(0, std::memcmp(pa, wantPairs, 4));
+    EXPECT_EQ(0, std::memcmp(pb, wantPairs, 4));
+}
+
+}  // namespace
