@@ -139,6 +139,16 @@ CelStatus REDUCE_BITS(CelStatus (*f)(const S*, int, D*, int, CelSize, int, CelDi
     return f(in<S>(s, 0), s.s[0], out<D>(d, 0), d.s[0], z, 0, celDitherOff, levels, nullptr);
 }
 
+// (src[3], srcStep[3], dst[3], dstStep[3], size)
+CelStatus PLANES_PLANES(CelStatus (*f)(const uint8_t* const*, int*, uint8_t**, int*, CelSize), const Side& s,
+                        const Side& d, CelSize z) {
+    const uint8_t* sp[3] = {s.p[0], s.p[1], s.p[2]};
+    int ss[3] = {s.s[0], s.s[1], s.s[2]};
+    uint8_t* dp[3] = {d.p[0], d.p[1], d.p[2]};
+    int ds[3] = {d.s[0], d.s[1], d.s[2]};
+    return f(sp, ss, dp, ds, z);
+}
+
 // ---- Edges ---------------------------------------------------------------------
 
 enum { KEEP = 0, SWAP_SRC = 1, SWAP_DST = 2 };

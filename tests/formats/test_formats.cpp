@@ -300,6 +300,10 @@ CelStatus direct(CelStatus (*f)(const S*, int, D*, int, CelSize, int, CelDitherM
     return f((const S*)s.p[0], s.s[0], (D*)d.p[0], d.s[0], z, 0, celDitherOff, sizeof(D) == 1 ? 256 : 65536, nullptr);
 }
 
+CelStatus direct(CelStatus (*f)(const uint8_t* const*, int*, uint8_t**, int*, CelSize), Planes s, Planes d, CelSize z) {
+    return f(s.p, s.s, d.p, d.s, z);
+}
+
 enum { KEEP, SWAP_SRC, SWAP_DST };
 struct DirectEdge {
     const char* name;
@@ -524,6 +528,27 @@ TEST(Layouts, RepackRoundTripsAreExact) {
                 ASSERT_EQ(celccfmt_convert(&y.im, &z.im, nullptr), 0);
                 EXPECT_TRUE(x.sameRegion(z));
             }
+}
+
+// Chroma rate steps that repeat or weave samples are undone exactly by the
+// step that drops or unweaves them: 4:2:0 -> 4:2:2 -> 4:2:0, 4:1:1 -> 4:2:2
+// -> 4:1:1, 4:1:1 -> 4:2:0 -> 4:1:1 (one direct edge forward; planar 4:2:0
+// to planar 4:1:1 goes through a two-plane format).
+TEST(Layouts, RateRoundTripsAreExact) {
+    const int pairs[][2] = {{celFmt_I420, celFmt_I422}, {celFmt_NV12, celFmt_YUY2}, {celFmt_YV12, celFmt_UYVY},
+                            {celFmt_I411, celFmt_I422}, {celFmt_I411, celFmt_YUY2}, {celFmt_I411, celFmt_I420},
+                            {celFmt_NV11, celFmt_YV12}, {celFmt_I411, celFmt_NV12}};
+    for (const auto& pr : pairs) {
+        SCOPED_TRACE(std::string(fmt(pr[0]).name) + " -> " + fmt(pr[1]).name + " -> back");
+        int32_t e[CELFMT_MAX_ROUTE];
+        ASSERT_EQ(celccfmt_route(pr[0], pr[1], e), 1);
+        ASSERT_GE(celccfmt_route(pr[1], pr[0], e), 1);
+        TestImage x(pr[0], 36, 6), y(pr[1], 36, 6), z(pr[0], 36, 6);
+        x.randomize(5);
+        ASSERT_EQ(celccfmt_convert(&x.im, &y.im, nullptr), 0);
+        ASSERT_EQ(celccfmt_convert(&y.im, &z.im, nullptr), 0);
+        EXPECT_TRUE(x.sameRegion(z));
+    }
 }
 
 }  // namespace
