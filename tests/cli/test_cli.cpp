@@ -358,6 +358,52 @@ TEST(CliVideo, RawNv12AndMonoY4m) {
     EXPECT_TRUE(g.px == readY4m(dir + "/g.y4m", y4mFrameBytes).frames.at(0));
 }
 
+// Chroma rate changes: Y4M 4:2:0 to 4:2:2 equals the export (each chroma
+// row serves two rows) and comes back exactly; raw NV12, YUY2, UYVY and
+// 4:1:1 frames go through the rate edges and come back exactly too.
+TEST(CliVideo, ChromaRateY4mAndRawRoundTrips) {
+    NEED_FFMPEG();
+    const std::string dir = workDir();
+    const int w = 96, h = 64;
+    ASSERT_TRUE(sh("ffmpeg -v error -f lavfi -i testsrc2=size=96x64:rate=5 -frames:v 2 -pix_fmt yuv420p '" + dir +
+                   "/t.y4m'"));
+    const Y4m in = readY4m(dir + "/t.y4m", y4mFrameBytes);
+    ASSERT_EQ(in.frames.size(), 2u);
+    Outcome r = celcc(dir, "convert t.y4m o422.y4m --out-pix-fmt i422 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    const Y4m o = readY4m(dir + "/o422.y4m", y4mFrameBytes);
+    EXPECT_NE(o.header.find("C422"), std::string::npos) << o.header;
+    ASSERT_EQ(o.frames.size(), 2u);
+    for (size_t i = 0; i < 2; ++i) {
+        const uint8_t* f = in.frames[i].data();
+        const uint8_t* src[3] = {f, f + w * h, f + w * h + w * h / 4};
+        int ss[3] = {w, w / 2, w / 2}, ds[3] = {w, w / 2, w / 2};
+        Bytes ref(size_t(w) * h * 2);
+        uint8_t* dst[3] = {ref.data(), ref.data() + w * h, ref.data() + w * h + w * h / 2};
+        ASSERT_EQ(celiYCbCr420ToYCbCr422_8u_P3R(src, ss, dst, ds, CelSize{w, h}), celStatusOk);
+        EXPECT_TRUE(o.frames[i] == ref) << "frame " << i;
+    }
+    r = celcc(dir, "convert o422.y4m back.y4m --out-pix-fmt i420 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_TRUE(readY4m(dir + "/back.y4m", y4mFrameBytes).frames == in.frames);
+    // raw frames: 4:2:0 -> each format -> 4:2:0 again
+    for (const char* fmt : {"nv12", "yuy2", "uyvy", "i411", "nv11", "i422"}) {
+        SCOPED_TRACE(fmt);
+        r = celcc(dir, std::string("convert t.y4m out.") + fmt + " -q");
+        ASSERT_EQ(r.rc, 0) << r.err;
+        r = celcc(dir, std::string("convert out.") + fmt + " --size 96x64 --pix-fmt " + fmt + " back_" + fmt +
+                           ".y4m --out-pix-fmt i420 -q");
+        ASSERT_EQ(r.rc, 0) << r.err;
+        EXPECT_TRUE(readY4m(dir + "/back_" + fmt + ".y4m", y4mFrameBytes).frames == in.frames);
+    }
+    // 4:1:1 in Y4M, written from 4:2:0 without losing a sample
+    r = celcc(dir, "convert t.y4m o411.y4m --out-pix-fmt i411 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    r = celcc(dir, "convert o411.y4m back411.y4m --out-pix-fmt i420 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_TRUE(readY4m(dir + "/back411.y4m", y4mFrameBytes).frames == in.frames);
+}
+
 TEST(CliVideo, JobsTwoGivesTheBytesOfJobsOne) {
     NEED_FFMPEG();
     const std::string dir = workDir();
@@ -649,7 +695,7 @@ TEST(CliBadInput, EveryCaseNamesTheProblemAndLeavesNothing) {
          "convert tj.jpg out.png", "tj.jpg: corrupt or truncated JPEG"},
         {"--size on a PNG", "", "convert " + q + " out.png --size 10x10 --pix-fmt nv12", "only raw inputs take --size"},
         {"--pix-fmt Y4M cannot hold", "", "convert " + q + " out.y4m --pix-fmt nv12", "out.y4m: NV12 cannot be written in this file type"},
-        {"no route", "", "convert " + q + " out.y4m --pix-fmt i422", "the library cannot convert RGB24 to I422"},
+        {"no route", "", "convert " + q + " out.yuv --pix-fmt yvyu", "the library cannot convert RGB24 to YVYU"},
         {"unknown pixel format", "", "convert " + q + " out.yuv --pix-fmt abc", "--pix-fmt: unknown pixel format 'abc'"},
         {"several inputs without --out-dir", "", "convert " + q + " " + q + " out.png", "several inputs with --out-dir"},
         {"bad levels", "", "dither " + q + " out.png --levels 1", "celiReduceBits_8u_C3R returned celStatusBadLevels"},
