@@ -78,8 +78,18 @@ typedef struct CelLibVersion {
     const char* buildDateLabel;
 } CelLibVersion;
 
+/* Argument enumerations are 32-bit integers at the interface.  In C++ they
+ * carry that as their fixed underlying type, so that every 32-bit value a
+ * caller passes (an out-of-range grid or mode included, which the functions
+ * refuse with a status) is a value of the type and not undefined. */
+#ifdef __cplusplus
+#define CEL_ENUM_INT32 : int32_t
+#else
+#define CEL_ENUM_INT32
+#endif
+
 /* Bayer pattern of a raw frame: the letters name the top-left 2x2 block. */
-typedef enum CelBayerGrid {
+typedef enum CelBayerGrid CEL_ENUM_INT32 {
     celBayerBGGR = 0,
     celBayerRGGB = 1,
     celBayerGBRG = 2,
@@ -87,7 +97,7 @@ typedef enum CelBayerGrid {
 } CelBayerGrid;
 
 /* Dither modes of celiReduceBits_*. */
-typedef enum CelDitherMode {
+typedef enum CelDitherMode CEL_ENUM_INT32 {
     celDitherOff = 0,
     celDitherFloydSteinberg = 1,
     celDitherJarvisJudiceNinke = 2,

@@ -5,9 +5,11 @@
 #include <xmmintrin.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "celcc.h"
@@ -189,6 +191,25 @@ TEST(ReduceBitsBufferSize, SizesPerMode) {
                 EXPECT_EQ(size, 4 * (3 * w + 12) + 6336);
             }
         }
+}
+
+// The dither mode crosses the interface as a 32-bit integer; in C++ the
+// enumeration has that as its fixed underlying type, so an unknown mode is a
+// value of the type and the mode check runs on defined ground (with an
+// unfixed type, loading -1 was undefined and a sanitizer stopped on it).
+static_assert(std::is_same_v<std::underlying_type_t<CelDitherMode>, int32_t>, "CelDitherMode is a 32-bit integer");
+
+TEST(ReduceBitsChecks, EveryUnknownModeIsRefusedAndWritesNothing) {
+    uint8_t src[16] = {}, dst[16];
+    std::memset(dst, 0x77, sizeof dst);
+    int size = 7;
+    for (int32_t m : {INT32_MIN, -65536, -2, -1, 5, 8, 255, 256, INT32_MAX}) {
+        const CelDitherMode mode = static_cast<CelDitherMode>(m);
+        EXPECT_EQ(celiReduceBitsGetBufferSize(1, {4, 1}, 0, mode, &size), celStatusBadDither) << m;
+        EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, {4, 1}, 0, mode, 2, nullptr), celStatusBadDither) << m;
+    }
+    EXPECT_EQ(size, 7);
+    for (uint8_t v : dst) EXPECT_EQ(v, 0x77);
 }
 
 TEST(ReduceBitsBufferSize, CheckOrder) {

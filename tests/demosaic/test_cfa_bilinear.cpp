@@ -3,9 +3,11 @@
 // inside and on the rim, smallest frames, flat fields, statuses.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "celcc.h"
@@ -212,6 +214,28 @@ TEST(CfaBilinearWorked, FiveByFiveHasOneInteriorPixel) {
 }
 
 // ---- Statuses and check order -------------------------------------------------
+// The grid crosses the interface as a 32-bit integer; in C++ the enumeration
+// has that as its fixed underlying type, so an out-of-range grid is a value
+// of the type and the range check runs on defined ground (with an unfixed
+// type, loading -1 or 4 was undefined and a sanitizer stopped on it).
+static_assert(std::is_same_v<std::underlying_type_t<CelBayerGrid>, int32_t>, "CelBayerGrid is a 32-bit integer");
+
+TEST(CfaBilinearChecks, EveryOutOfRangeGridIsRefusedAndWritesNothing) {
+    std::vector<uint8_t> src(64, 1), dst(3 * 64, 7);
+    std::vector<uint16_t> s16(64, 1), d16(3 * 64, 7);
+    const auto before = dst;
+    const auto before16 = d16;
+    const CelRect roi{0, 0, 8, 8};
+    for (int32_t g : {INT32_MIN, -65536, -1, 4, 5, 255, 256, 65535, INT32_MAX}) {
+        EXPECT_EQ(celiCFAToRGB_8u_C1C3R(src.data(), roi, {8, 8}, 8, dst.data(), 24, static_cast<CelBayerGrid>(g)),
+                  celStatusBadArgument) << g;
+        EXPECT_EQ(celiCFAToRGB_16u_C1C3R(s16.data(), roi, {8, 8}, 16, d16.data(), 48, static_cast<CelBayerGrid>(g)),
+                  celStatusBadArgument) << g;
+    }
+    EXPECT_EQ(dst, before);
+    EXPECT_EQ(d16, before16);
+}
+
 TEST(CfaBilinearChecks, OrderIsPointersSizesGrid) {
     std::vector<uint8_t> src(64, 1), dst(3 * 64, 7);
     const auto before = dst;
