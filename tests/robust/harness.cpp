@@ -365,13 +365,18 @@ Outcome run(const Call& c, bool guarded) {
                 break;
             }
             case Kind::Size:
-                slot.size = CelSize{static_cast<int32_t>(c.width), static_cast<int32_t>(c.height)};
+                slot.fields[0] = c.width;
+                slot.fields[1] = c.height;
                 break;
             case Kind::FrameSize:
-                slot.size = CelSize{static_cast<int32_t>(c.frameW), static_cast<int32_t>(c.frameH)};
+                slot.fields[0] = c.frameW;
+                slot.fields[1] = c.frameH;
                 break;
             case Kind::Rect:
-                slot.rect = c.roi;
+                slot.fields[0] = c.roi.x;
+                slot.fields[1] = c.roi.y;
+                slot.fields[2] = c.roi.width;
+                slot.fields[3] = c.roi.height;
                 break;
             case Kind::Width:
                 slot.i = c.width;

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -104,6 +105,7 @@ struct Extra {
     double lo, hi;
     int error;
     bool (*valid)(int64_t) = nullptr;
+    int count = 0;  // arrays of values: their length where the name has no [N]
 };
 
 struct Call;  // the values of one call, see below
@@ -149,7 +151,19 @@ struct TypeInfo {
     bool isPointer = false, isPointerArray = false, pointeeConst = false;
     bool isSize = false, isRect = false, isFloat = false, isSigned = false, isEnum = false;
     int valueBytes = 0;  // scalar size, or the pointee's (sample) size
+    int fieldBytes = 0;  // sizes and rectangles: 4 (CelSize, CelRect) or 8 (64-bit forms)
 };
+
+// A size is a struct of two signed integers (width, height), a rectangle of
+// four (x, y, width, height), of 32 or 64 bits each.
+template <class U>
+constexpr int structFields() {
+    if constexpr (std::is_class_v<U> && std::is_trivially_copyable_v<U>) {
+        constexpr size_t field = alignof(U) >= 8 ? 8 : 4;
+        if (sizeof(U) == 2 * field || sizeof(U) == 4 * field) return static_cast<int>(sizeof(U) / field);
+    }
+    return 0;
+}
 
 template <class T>
 constexpr TypeInfo typeInfo() {
@@ -172,12 +186,11 @@ constexpr TypeInfo typeInfo() {
             t.isFloat = std::is_floating_point_v<Q>;
             t.isSigned = std::is_signed_v<Q>;
         }
-    } else if constexpr (std::is_same_v<U, CelSize>) {
-        t.isSize = true;
+    } else if constexpr (structFields<U>() != 0) {
+        t.isSize = structFields<U>() == 2;
+        t.isRect = structFields<U>() == 4;
         t.valueBytes = sizeof(U);
-    } else if constexpr (std::is_same_v<U, CelRect>) {
-        t.isRect = true;
-        t.valueBytes = sizeof(U);
+        t.fieldBytes = static_cast<int>(sizeof(U)) / structFields<U>();
     } else {
         t.valueBytes = sizeof(U);
         t.isFloat = std::is_floating_point_v<U>;
@@ -195,8 +208,7 @@ struct Slot {
     void* p = nullptr;
     int64_t i = 0;
     double f = 0;
-    CelSize size{0, 0};
-    CelRect rect{0, 0, 0, 0};
+    int64_t fields[4] = {0, 0, 0, 0};  // a size (width, height) or a rectangle (x, y, width, height)
 };
 
 template <class T>
@@ -204,11 +216,22 @@ T fromSlot(const Slot& s) {
     using U = std::remove_cv_t<T>;
     if constexpr (std::is_pointer_v<U>)
         return reinterpret_cast<U>(s.p);
-    else if constexpr (std::is_same_v<U, CelSize>)
-        return s.size;
-    else if constexpr (std::is_same_v<U, CelRect>)
-        return s.rect;
-    else if constexpr (std::is_floating_point_v<U>)
+    else if constexpr (structFields<U>() != 0) {
+        U v;
+        constexpr int n = structFields<U>();
+        constexpr size_t field = sizeof(U) / n;
+        unsigned char bytes[sizeof(U)];
+        for (int k = 0; k < n; ++k) {
+            if constexpr (field == 8) {
+                std::memcpy(bytes + 8 * k, &s.fields[k], 8);
+            } else {
+                const int32_t v32 = static_cast<int32_t>(s.fields[k]);
+                std::memcpy(bytes + 4 * k, &v32, 4);
+            }
+        }
+        std::memcpy(&v, bytes, sizeof(U));
+        return v;
+    } else if constexpr (std::is_floating_point_v<U>)
         return static_cast<U>(s.f);
     else
         return static_cast<U>(s.i);

@@ -21,7 +21,11 @@ struct RowList {
 
 // A family argument with its valid range and the error outside it.
 constexpr Extra ex(const char* name, double lo, double hi, int error = 0, bool (*valid)(int64_t) = nullptr) {
-    return Extra{name, lo, hi, error, valid};
+    return Extra{name, lo, hi, error, valid, 0};
+}
+// An array of `count` values (a pointer parameter without [N] in its name).
+constexpr Extra values(const char* name, int count, double lo, double hi) {
+    return Extra{name, lo, hi, 0, nullptr, count};
 }
 
 }  // namespace celrobust

@@ -69,6 +69,36 @@ TEST(RobustTable, ParametersAreClassifiedFromTypeAndName) {
     EXPECT_EQ(rb->args[8].kind, Kind::Scratch);
 }
 
+// Sizes and rectangles are recognised by their layout, in 32 and 64 bits.
+struct SizeL {
+    int64_t width, height;
+};
+struct RectL {
+    int64_t x, y, width, height;
+};
+static_assert(typeInfo<CelSize>().isSize && typeInfo<CelSize>().fieldBytes == 4);
+static_assert(typeInfo<CelRect>().isRect && typeInfo<CelRect>().fieldBytes == 4);
+static_assert(typeInfo<SizeL>().isSize && typeInfo<SizeL>().fieldBytes == 8);
+static_assert(typeInfo<RectL>().isRect && typeInfo<RectL>().fieldBytes == 8);
+static_assert(!typeInfo<int64_t>().isSize && !typeInfo<CelBayerGrid>().isRect && typeInfo<CelBayerGrid>().isEnum);
+
+TEST(RobustTable, SizesAndRectanglesTravelInEitherWidth) {
+    Slot s;
+    s.fields[0] = -3;
+    s.fields[1] = 1LL << 33;
+    s.fields[2] = 7;
+    s.fields[3] = 9;
+    const CelRect r = fromSlot<CelRect>(s);
+    EXPECT_EQ(r.x, -3);
+    EXPECT_EQ(r.width, 7);
+    EXPECT_EQ(r.height, 9);
+    const SizeL l = fromSlot<SizeL>(s);
+    EXPECT_EQ(l.width, -3);
+    EXPECT_EQ(l.height, 1LL << 33);
+    const RectL rl = fromSlot<RectL>(s);
+    EXPECT_EQ(rl.height, 9);
+}
+
 // Geometry of the presets, by hand.
 TEST(RobustTable, GeometryPresets) {
     EXPECT_EQ(geoUnits(sub(2, 2), 5), 2);
@@ -118,6 +148,7 @@ TEST_P(GuardSweep, PlanesTouchGuardPages) {
         for (int i = 0; i < perPass; ++i) {
             Call c = drawCall(s, d, lim);
             c.atStart = pass == 1;
+            c.rawFloats = i % 10 == 9;
             check(c, calls);
         }
         // Each pointer null in turn, with a valid size and with a size of 0.

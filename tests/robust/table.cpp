@@ -152,7 +152,11 @@ Subject build(const RawEntry& e, const std::map<std::string, const Row*>& byName
                 p.stepFor = static_cast<int>(j);
                 s.args[j].stepParam = static_cast<int>(i);
             }
-        if (p.stepFor < 0) s.problem = "step " + p.name + " belongs to no image argument";
+        // The step of a scratch buffer (bufferStep) is a family argument:
+        // the row gives its range and the scratch size that goes with it.
+        for (const Param& q : s.args)
+            if (q.kind == Kind::Scratch && q.name == base && p.kind == Kind::Step) p.kind = Kind::Extra;
+        if (p.stepFor < 0 && p.kind != Kind::Extra) s.problem = "step " + p.name + " belongs to no image argument";
     }
     if (s.args.empty())
         s.shape = Shape::Version;
@@ -174,6 +178,7 @@ Subject build(const RawEntry& e, const std::map<std::string, const Row*>& byName
         for (Param& p : s.args)
             if ((p.kind == Kind::Extra || p.kind == Kind::ExtraArray) && p.name == x.name) {
                 p.extra = &x;
+                if (x.count > 0) p.count = x.count;
                 found = true;
             }
         if (!found) s.problem = std::string("the row's extra ") + x.name + " is no argument";
