@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <deque>
@@ -306,12 +307,17 @@ Outcome run(const Call& c, bool guarded) {
         m.isFloat = p->type.isFloat;
         planeExtent(c, i, m.rowBytes, m.rows);
         m.step = c.steps[i];
+        // On an error nothing may be read or written: under guard pages every
+        // image is then empty, its pointer on the first byte of a page
+        // without access.
+        const bool empty = guarded && out.expected < 0;
+        if (empty) m.rowBytes = m.rows = 0;
         int64_t lo = 0, hi = m.rowBytes;
         if (m.rows > 0) {
             lo = std::min<int64_t>(0, (m.rows - 1) * m.step);
             hi = std::max<int64_t>(m.rowBytes, (m.rows - 1) * m.step + m.rowBytes);
         }
-        m.block.make(static_cast<size_t>(hi - lo), guarded, c.atStart);
+        m.block.make(static_cast<size_t>(hi - lo), guarded, c.atStart && !empty);
         m.row0 = m.block.base - lo;
         const uint64_t seed = (static_cast<uint64_t>(c.seed) << 8) + static_cast<uint64_t>(i);
         if ((m.source || m.inout) && m.isFloat && !c.rawFloats)
@@ -608,6 +614,15 @@ Call drawCall(const Subject& s, Draw& d, const DrawLimits& lim) {
     c.width = drawSide(d, r.minW, lim.maxSide);
     c.height = drawSide(d, r.minH, lim.maxSide);
     if (c.width > 0 && c.height > 0 && c.width * c.height > lim.maxArea) c.height = std::max<int64_t>(1, lim.maxArea / c.width);
+    // Now and then a size at the ends of its range, where nothing is to
+    // be done: the other side empty, or negative.
+    if (s.shape != Shape::Frame && d.chance(4)) {
+        static const int64_t kEnds[][2] = {{INT32_MAX, 0},  {0, INT32_MAX},  {INT32_MIN, 5},  {5, INT32_MIN},
+                                           {INT32_MAX, -1}, {-1, INT32_MAX}, {INT32_MIN, INT32_MIN}};
+        const auto& e = kEnds[d.range(0, 6)];
+        c.width = e[0];
+        c.height = e[1];
+    }
     if (s.shape == Shape::Frame) {
         c.frameW = c.width;
         c.frameH = c.height;

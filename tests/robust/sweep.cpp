@@ -151,6 +151,14 @@ TEST_P(GuardSweep, PlanesTouchGuardPages) {
             c.rawFloats = i % 10 == 9;
             check(c, calls);
         }
+        // One large image, steps on 64-byte multiples: the streaming and
+        // aligned paths that only large or aligned calls take.
+        if (s.shape != Shape::Version && s.shape != Shape::Query) {
+            Call c = sizedCall(s, 1000 + 9 * pass + d.range(0, 40), 560 + pass, d);
+            for (int64_t& st : c.steps) st = (std::abs(st) + 63) / 64 * 64;
+            c.atStart = pass == 1;
+            check(c, calls);
+        }
         // Each pointer null in turn, with a valid size and with a size of 0.
         for (int k = 0; k < s.planeCount; ++k)
             for (int zero = 0; zero < 2; ++zero) {
