@@ -13,7 +13,9 @@ import pprint
 import re
 import sys
 
-_ENUM = re.compile(r"typedef\s+enum\s+(\w+)\s*\{(.*?)\}\s*(\w+)\s*;", re.S)
+# An enumeration may carry a macro for its underlying type between its name
+# and the brace (CEL_ENUM_INT32: a fixed 32-bit type in C++).
+_ENUM = re.compile(r"typedef\s+enum\s+(\w+)\s*(?:\w+\s*)?\{(.*?)\}\s*(\w+)\s*;", re.S)
 _ENUMERATOR = re.compile(r"^\s*(\w+)\s*=\s*(-?(?:0x[0-9a-fA-F]+|\d+))\s*,?\s*(?:/\*\s*(.*?)\s*\*/)?\s*$")
 
 
