@@ -308,19 +308,23 @@ extern "C" CelStatus y8_celiReduceBitsGetBufferSize(int channelCode, CelSize roi
     if (static_cast<uint32_t>(noise) > 100u) return celStatusBadNoise;
     const int mode = static_cast<int>(ditherMode);
     if (mode < 0 || mode > 4) return celStatusBadDither;
-    const int w = roiSize.width;
-    int errorRows = 0;
-    if (mode == celDitherFloydSteinberg) errorRows = 4 * (2 * w + 4);
-    if (mode == celDitherJarvisJudiceNinke || mode == celDitherStucki) errorRows = 4 * (3 * w + 12);
+    // The size is a 32-bit count: it is worked out in unsigned 32-bit
+    // arithmetic, so a width whose error rows pass 2^31 bytes (above about
+    // 178 million pixels) wraps as a 32-bit product does instead of
+    // overflowing a signed int.
+    const uint32_t w = static_cast<uint32_t>(roiSize.width);
+    uint32_t errorRows = 0;
+    if (mode == celDitherFloydSteinberg) errorRows = 4u * (2u * w + 4u);
+    if (mode == celDitherJarvisJudiceNinke || mode == celDitherStucki) errorRows = 4u * (3u * w + 12u);
     int size16 = 0, size32 = 0;
     y8_celsRandUniformGetSize_16s(&size16);
     y8_celsRandUniformGetSize_32f(&size32);
     const int noiseBlock = 6144 + ((size16 + 15) & ~15) + ((size32 + 15) & ~15);
-    int size = 0;
+    uint32_t size = 0;
     if (mode == celDitherOrdered)
-        size = noise ? noiseBlock + 64 : 0;
+        size = noise ? noiseBlock + 64u : 0u;
     else if (mode != celDitherOff)
-        size = errorRows + (noise ? noiseBlock + 64 : 64);
-    *scratchSize = size;
+        size = errorRows + (noise ? noiseBlock + 64u : 64u);
+    *scratchSize = static_cast<int>(size);
     return celStatusOk;
 }

@@ -212,6 +212,30 @@ TEST(ReduceBitsChecks, EveryUnknownModeIsRefusedAndWritesNothing) {
     for (uint8_t v : dst) EXPECT_EQ(v, 0x77);
 }
 
+// The size is a 32-bit count worked out in unsigned 32-bit arithmetic:
+// the widest widths wrap as a 32-bit product and are not undefined (the
+// error-diffusion rows of a width of 2^31 - 1 overflowed a signed int, which
+// the sanitizer build of the guard-page sweep stopped on).
+TEST(ReduceBitsBufferSize, WidestWidthsWrapAsThirtyTwoBitCounts) {
+    int s = 0;
+    ASSERT_EQ(celiReduceBitsGetBufferSize(1, {1, 1}, 1, celDitherOrdered, &s), celStatusOk);
+    const uint32_t noiseBlock = static_cast<uint32_t>(s) - 64u;  // 6144 + both generator states
+    for (int32_t w : {178956967, 178956968, 268435453, 268435454, 1 << 30, INT32_MAX}) {
+        const uint32_t uw = static_cast<uint32_t>(w);
+        const uint32_t fs = 4u * (2u * uw + 4u), jj = 4u * (3u * uw + 12u);
+        for (int noise : {0, 1}) {
+            const uint32_t tail = noise ? noiseBlock + 64u : 64u;
+            int size = -1;
+            ASSERT_EQ(celiReduceBitsGetBufferSize(4, {w, 0}, noise, celDitherFloydSteinberg, &size), celStatusOk);
+            EXPECT_EQ(static_cast<uint32_t>(size), fs + tail) << w;
+            for (CelDitherMode m : {celDitherJarvisJudiceNinke, celDitherStucki}) {
+                ASSERT_EQ(celiReduceBitsGetBufferSize(9, {w, -5}, noise, m, &size), celStatusOk);
+                EXPECT_EQ(static_cast<uint32_t>(size), jj + tail) << w;
+            }
+        }
+    }
+}
+
 TEST(ReduceBitsBufferSize, CheckOrder) {
     int size = 7;
     EXPECT_EQ(celiReduceBitsGetBufferSize(2, {0, 0}, 500, CelDitherMode(9), nullptr), celStatusNullPointer);
