@@ -53,6 +53,13 @@ constexpr Geo blocks(int wden, int hden, int ch = 1) {
     return Geo{static_cast<uint8_t>(wden), 0, static_cast<uint8_t>(hden), 0,
                static_cast<uint16_t>(wden * ch), static_cast<uint8_t>(hden), 0};
 }
+// The general form: `unit` samples per wden pixels of a row (rounded down),
+// `rowsPerUnit` rows per hden rows (rounded down).  A 4:2:2 chroma plane
+// whose height is rounded to row pairs is grid(2, 1, 2, 2).
+constexpr Geo grid(int wden, int unit, int hden, int rowsPerUnit) {
+    return Geo{static_cast<uint8_t>(wden), 0, static_cast<uint8_t>(hden), 0, static_cast<uint16_t>(unit),
+               static_cast<uint8_t>(rowsPerUnit), 0};
+}
 // A vector of n values that is not an image (colour weights and the like).
 constexpr Geo values(int n) { return Geo{1, 0, 1, 0, static_cast<uint16_t>(n), 1, 1}; }
 
