@@ -73,6 +73,9 @@ void planeRegion(const Call& c, int plane, int64_t& w, int64_t& h) {
         if (p && isSource(p->kind)) {
             w = c.frameW;
             h = c.frameH;
+        } else if (s.row->rule.flags & kRegionUnclamped) {
+            w = c.roi.width;
+            h = c.roi.height;
         } else {
             w = std::min<int64_t>(c.roi.width, c.frameW - c.roi.x);
             h = std::min<int64_t>(c.roi.height, c.frameH - c.roi.y);

@@ -89,6 +89,7 @@ enum Flag : uint32_t {
     kStepsPositive = 1u << 2,  // steps below 1 give celStatusBadStep, behind the sizes
     kStepsBeforeSizes = 1u << 3,  // ... ahead of the sizes
     kInPlace = 1u << 4,        // srcDst planes: read and written
+    kRegionUnclamped = 1u << 5,  // frame shape: the destination covers the whole region, not clamped to the frame
 };
 
 struct Rule {
@@ -323,6 +324,9 @@ void planeExtent(const Call& c, int plane, int64_t& rowBytes, int64_t& rows);
 
 // The status the export must give for this call, from its row.
 int expectedStatus(const Call& c);
+// The status from the row's flags and extras alone (for hooks that add a
+// check in front of them).
+int genericExpectedStatus(const Call& c);
 
 // Result of one checked call.
 struct Outcome {
