@@ -17,7 +17,8 @@ const std::vector<const Subject*>& targets() {
     static const std::vector<const Subject*> list = [] {
         std::vector<const Subject*> out;
         for (const Subject& s : subjects())
-            if (s.row && s.problem.empty() && s.shape == Shape::CELCC_FUZZ_SHAPE) out.push_back(&s);
+            if (s.row && s.problem.empty() && !(s.row->rule.flags & kHeldBack) && s.shape == Shape::CELCC_FUZZ_SHAPE)
+                out.push_back(&s);
         return out;
     }();
     return list;

@@ -90,6 +90,7 @@ enum Flag : uint32_t {
     kStepsBeforeSizes = 1u << 3,  // ... ahead of the sizes
     kInPlace = 1u << 4,        // srcDst planes: read and written
     kRegionUnclamped = 1u << 5,  // frame shape: the destination covers the whole region, not clamped to the frame
+    kHeldBack = 1u << 6,       // the row is known not to describe the export yet: sweep, threads and fuzzers pass it by
 };
 
 struct Rule {

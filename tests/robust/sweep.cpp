@@ -121,6 +121,7 @@ void check(const Call& c, long& calls) {
 TEST_P(GuardSweep, PlanesTouchGuardPages) {
     const Subject& s = subjects()[GetParam()];
     if (!s.row) GTEST_SKIP() << "no row";
+    if (s.row->rule.flags & kHeldBack) GTEST_SKIP() << "row held back: see its shapes file";
     ASSERT_TRUE(s.problem.empty()) << s.problem;
     long calls = 0;
     if (s.shape == Shape::Version) {
