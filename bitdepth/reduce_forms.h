@@ -160,7 +160,9 @@ struct Form {
             t = trunc32(Fs && kSrcOffset != 0 ? b + 0.5f : b) >> 8;
         else
             t = trunc32(b);
-        return kDstSigned ? t - 32768 : t;
+        // Wrapping 32-bit subtraction, as the vector twin does (the truncation
+        // of an out-of-range value gives 0x80000000).
+        return kDstSigned ? int32_t(uint32_t(t) - 32768u) : t;
     }
     template <bool Fs>
     static __m128i diffusedOut4(__m128 b) {
