@@ -19,9 +19,6 @@
 #include <string>
 #include <vector>
 
-#ifdef HAVE_PNG
-#include <png.h>
-#endif
 #ifdef HAVE_LIBRAW
 #include <dlfcn.h>
 #include <libraw/libraw.h>
@@ -29,6 +26,7 @@
 
 #include "celcc.h"
 #include "common/bench_util.h"
+#include "common/content.h"
 
 namespace {
 
@@ -44,44 +42,22 @@ struct Rgb {
     std::vector<uint16_t> px;
 };
 
-#ifdef HAVE_PNG
-bool loadPng(const char* path, Rgb& out) {
-    png_image img;
-    std::memset(&img, 0, sizeof img);
-    img.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&img, path)) return false;
-    img.format = PNG_FORMAT_RGB;
-    std::vector<uint8_t> buf(PNG_IMAGE_SIZE(img));
-    if (!png_image_finish_read(&img, nullptr, buf.data(), 0, nullptr)) return false;
-    out.width = static_cast<int>(img.width);
-    out.height = static_cast<int>(img.height);
-    out.px.resize(buf.size());
-    for (size_t i = 0; i < buf.size(); ++i) out.px[i] = static_cast<uint16_t>(buf[i] * 257);
-    return true;
-}
-#endif
-
-// The frame's content: the photograph tiled with mirroring (keeping its
-// detail and no seams), or gradients with two edges; both with a little
-// sensor-like noise (shot noise growing with the signal, plus read noise).
+// The frame's content: the photograph of common/content.h (tiled with
+// mirroring, 16-bit by v * 257), or gradients with two edges; both with a
+// little sensor-like noise (shot noise growing with the signal, plus read
+// noise).
 Rgb makeContent(Content c, Frame f) {
-    Rgb src;
-#ifdef HAVE_PNG
-    if (c == Content::Photo && !loadPng("/usr/lib/python3/dist-packages/skimage/data/astronaut.png", src)) src = Rgb{};
-#endif
+    const std::vector<uint8_t> photo = c == Content::Photo ? celbench::photoRGB(f) : std::vector<uint8_t>{};
     Rgb out{f.width, f.height, std::vector<uint16_t>(size_t(3) * f.width * f.height)};
     std::mt19937 rng(7);
     std::normal_distribution<double> gauss(0.0, 1.0);
     for (int y = 0; y < f.height; ++y)
         for (int x = 0; x < f.width; ++x)
             for (int ch = 0; ch < 3; ++ch) {
+                const size_t i = (size_t(y) * f.width + x) * 3 + ch;
                 double v;
-                if (src.width) {
-                    const int tx = x / src.width, ty = y / src.height;
-                    int sx = x % src.width, sy = y % src.height;
-                    if (tx & 1) sx = src.width - 1 - sx;
-                    if (ty & 1) sy = src.height - 1 - sy;
-                    v = src.px[(size_t(sy) * src.width + sx) * 3 + ch];
+                if (!photo.empty()) {
+                    v = photo[i] * 257.0;
                 } else {
                     const double gx = double(x) / f.width, gy = double(y) / f.height;
                     v = 65535.0 * (0.15 + 0.35 * gx + 0.2 * gy * (1 + ch) / 3.0 +
@@ -89,7 +65,7 @@ Rgb makeContent(Content c, Frame f) {
                                    ((x + 2 * y) % 700 < 350 ? 0.05 * ch : 0.0));
                 }
                 v += gauss(rng) * (60.0 + 0.8 * std::sqrt(std::max(v, 0.0)));
-                out.px[(size_t(y) * f.width + x) * 3 + ch] = static_cast<uint16_t>(std::clamp(v, 0.0, 65535.0));
+                out.px[i] = static_cast<uint16_t>(std::clamp(v, 0.0, 65535.0));
             }
     return out;
 }
