@@ -287,7 +287,7 @@ void checkRandom(const Form<S, D>& f, int w, int h, bool negative, uint32_t seed
     std::mt19937 rng(seed);
     std::vector<S> src(size_t(ss) * h);
     std::vector<D> dst(size_t(ds) * h);
-    for (size_t i = 0; i < src.size(); ++i) src[i] = randomSample<S>(rng, f.kind, int(i % ss) % n);
+    for (size_t i = 0; i < src.size(); ++i) src[i] = randomSample<S>(rng, f.kind, int(i % ss) % n % 3);
     for (auto& v : dst) {
         const uint32_t r = rng();
         std::memcpy(&v, &r, sizeof(D));
