@@ -17,6 +17,7 @@
 #include <smmintrin.h>
 
 #include <cstdint>
+#include <cstring>
 
 #include "frame/status.h"
 
@@ -147,6 +148,45 @@ inline void join16x4(uint16_t* p, __m128i c0, __m128i c1, __m128i c2) {
         const __m128i old23 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_blend_epi16(px01, old01, 0x88));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 8), _mm_blend_epi16(px23, old23, 0x88));
+    }
+}
+
+// ---- 8-bit pixels -------------------------------------------------------------------
+// Four pixels of three (12 bytes, nothing read beyond) or four 8-bit
+// channels -> the first three channels as four 32-bit lanes each.
+template <int N>
+inline void split8x4(const uint8_t* p, __m128i& c0, __m128i& c1, __m128i& c2) {
+    __m128i v;
+    if constexpr (N == 3) {
+        int32_t last;
+        std::memcpy(&last, p + 8, 4);
+        v = _mm_insert_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)), last, 2);
+    } else {
+        v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    }
+    const auto lane = [](int k) { return static_cast<char>(k); };
+    constexpr char z = -1;
+    c0 = _mm_shuffle_epi8(v, _mm_setr_epi8(0, z, z, z, lane(N), z, z, z, lane(2 * N), z, z, z, lane(3 * N), z, z, z));
+    c1 = _mm_shuffle_epi8(v, _mm_setr_epi8(1, z, z, z, lane(N + 1), z, z, z, lane(2 * N + 1), z, z, z, lane(3 * N + 1), z, z, z));
+    c2 = _mm_shuffle_epi8(v, _mm_setr_epi8(2, z, z, z, lane(N + 2), z, z, z, lane(2 * N + 2), z, z, z, lane(3 * N + 2), z, z, z));
+}
+
+// Three vectors of four 32-bit lanes -> four pixels of 8-bit channels, each
+// value limited to 0..255 by the signed 16-bit and unsigned 8-bit packs.
+// N == 4 keeps the old fourth byte of every pixel.
+template <int N>
+inline void join8x4(uint8_t* p, __m128i c0, __m128i c1, __m128i c2) {
+    const __m128i b = _mm_packus_epi16(_mm_packs_epi32(c0, c1), _mm_packs_epi32(c2, c2));  // c0 x4, c1 x4, c2 x4
+    constexpr char z = -1;
+    if constexpr (N == 3) {
+        const __m128i px = _mm_shuffle_epi8(b, _mm_setr_epi8(0, 4, 8, 1, 5, 9, 2, 6, 10, 3, 7, 11, z, z, z, z));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), px);
+        const int32_t last = _mm_extract_epi32(px, 2);
+        std::memcpy(p + 8, &last, 4);
+    } else {
+        const __m128i px = _mm_shuffle_epi8(b, _mm_setr_epi8(0, 4, 8, z, 1, 5, 9, z, 2, 6, 10, z, 3, 7, 11, z));
+        const __m128i old = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_blendv_epi8(old, px, _mm_set1_epi32(0x00FFFFFF)));
     }
 }
 

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "colorspaces/d65.h"
 #include "colorspaces/frame.h"
 #include "frame/simd.h"
 #include "frame/tier.h"
@@ -25,26 +26,15 @@ using cel::cs::entry;
 using cel::cs::rowLoop;
 
 // ---- Matrices --------------------------------------------------------------------------
-// Float matrices: the nearest floats to the D65 decimals.
-constexpr float kRGBToXYZ[3][3] = {{0.412453f, 0.35758f, 0.180423f},
-                                   {0.212671f, 0.71516f, 0.072169f},
-                                   {0.019334f, 0.119193f, 0.950227f}};
-constexpr float kXYZToRGB[3][3] = {{3.240479f, -1.53715f, -0.498535f},
-                                   {-0.969256f, 1.875991f, 0.041556f},
-                                   {0.055648f, -0.204043f, 1.057311f}};
+using cel::cs::dot3;
+using cel::cs::kRGBToXYZ;
+using cel::cs::kXYZToRGB;
 
 // 8u integer matrices, literal tables (not recomputed from the float ones).
 constexpr int16_t kRGBToXYZ_Q15[3][3] = {{13515, 11717, 5912}, {6969, 23434, 2365}, {634, 3906, 31137}};
 constexpr int32_t kRGBToXYZ_Q16[3][3] = {{27030, 23434, 11824}, {13937, 46868, 4729}, {1267, 7811, 62274}};
 constexpr int16_t kXYZToRGB_Q13[3][3] = {{26546, -12591, -4083}, {-7939, 15368, 340}, {456, -1671, 8661}};
 constexpr int32_t kXYZToRGB_Q16[3][3] = {{212368, -100738, -32671}, {-63521, 122944, 2723}, {3646, -13372, 69291}};
-
-// ---- Float arithmetic: (p1 + p2) + p3, products rounded singly -------------------------
-inline float dot3(const float (&m)[3], float a, float b, float c) { return (m[0] * a + m[1] * b) + m[2] * c; }
-inline __m128 dot3(const float (&m)[3], __m128 a, __m128 b, __m128 c) {
-    return _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_set1_ps(m[0]), a), _mm_mul_ps(_mm_set1_ps(m[1]), b)),
-                      _mm_mul_ps(_mm_set1_ps(m[2]), c));
-}
 
 // Forward Z: maximum with 0 first (a NaN becomes 0), then minimum with 1.
 inline float limitZ(float z) { return _mm_cvtss_f32(_mm_min_ss(_mm_max_ss(_mm_set_ss(z), _mm_setzero_ps()), _mm_set_ss(1.0f))); }

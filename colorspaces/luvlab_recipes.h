@@ -1,0 +1,275 @@
+// Recipes of the LUV and interleaved Lab families, each written once for a
+// scalar float (the tails) and for four float lanes (the bodies): the
+// template parameter T is float or F4, and the two instantiations are the
+// scalar and vector twins of one recipe.  Where body and tail differ (the
+// reverse LUV's reciprocals, its 8u approximations, the zero tests of the
+// forward tails) a template flag selects the variant; the kernels keep it.
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cstdint>
+#include <type_traits>
+
+#include "colorspaces/d65.h"
+#include "colorspaces/frame.h"
+
+#include "tables/pow_luv.h"
+
+namespace cel::cs::ll {
+
+using cel::cs::split3x4f;
+using cel::cs::split4x4f;
+using cel::cs::join3x4f;
+using cel::cs::join4x4fKeepAlpha;
+using cel::cs::split8x4;
+using cel::cs::join8x4;
+using cel::cs::split16x4;
+using cel::cs::join16x4;
+
+// ---- Four float lanes with the float operators ------------------------------------
+struct F4 {
+    __m128 v;
+    F4() = default;
+    F4(__m128 x) : v(x) {}                     // NOLINT: lanes as they are
+    F4(float f) : v(_mm_set1_ps(f)) {}         // NOLINT: a constant broadcast
+};
+inline F4 operator+(F4 a, F4 b) { return _mm_add_ps(a.v, b.v); }
+inline F4 operator-(F4 a, F4 b) { return _mm_sub_ps(a.v, b.v); }
+inline F4 operator*(F4 a, F4 b) { return _mm_mul_ps(a.v, b.v); }
+inline F4 operator/(F4 a, F4 b) { return _mm_div_ps(a.v, b.v); }
+
+inline bool le(float a, float b) { return a <= b; }
+inline F4 le(F4 a, F4 b) { return _mm_cmple_ps(a.v, b.v); }
+inline bool lt(float a, float b) { return a < b; }
+inline F4 lt(F4 a, F4 b) { return _mm_cmplt_ps(a.v, b.v); }
+inline bool ge(float a, float b) { return a >= b; }
+inline F4 ge(F4 a, F4 b) { return _mm_cmpge_ps(a.v, b.v); }
+inline float sel(bool m, float a, float b) { return m ? a : b; }
+inline F4 sel(F4 m, F4 a, F4 b) { return _mm_blendv_ps(b.v, a.v, m.v); }
+inline float absv(float a) { return _mm_cvtss_f32(_mm_andnot_ps(_mm_set_ss(-0.0f), _mm_set_ss(a))); }
+inline F4 absv(F4 a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a.v); }
+// The processor's reciprocal approximation (the same table for one lane and four).
+inline float rcp(float a) { return _mm_cvtss_f32(_mm_rcp_ss(_mm_set_ss(a))); }
+inline F4 rcp(F4 a) { return _mm_rcp_ps(a.v); }
+
+// ---- Cube root by table and series ------------------------------------------------
+// Coefficients of the binomial series of (1 + d)^(1/3), term by term.
+inline constexpr float kSeries[8] = {0.33333334f,   -0.11111111f,  0.061728396f, -0.041152265f,
+                                     0.030178327f,  -0.023472032f, 0.01900117f,  -0.015834307f};
+// The 8u LUV forms: four terms, the fourth taking the fifth's coefficient.
+inline constexpr float kSeriesLuv8u[4] = {0.33333334f, -0.11111111f, 0.061728396f, -0.030178327f};
+
+// Entry k = trunc(v * 127.99805).  The index is kept within the table: for
+// v in 0..1 the clamp never acts; outside, it keeps the read inside.
+inline int powIndex(float v) {
+    const int k = _mm_cvttss_si32(_mm_set_ss(v * 127.99805f));
+    return k < 0 ? 0 : (k > kPowLuvSize - 1 ? kPowLuvSize - 1 : k);
+}
+inline void powStart(float v, float& t, float& r) {
+    const PowLuvEntry& e = _POW_LUV[powIndex(v)];
+    t = e.t, r = e.r;
+}
+// Four lookups with scalar index extraction (there is no gather here).
+inline void powStart(F4 v, F4& t, F4& r) {
+    __m128i k = _mm_cvttps_epi32(_mm_mul_ps(v.v, _mm_set1_ps(127.99805f)));
+    k = _mm_min_epi32(_mm_max_epi32(k, _mm_setzero_si128()), _mm_set1_epi32(kPowLuvSize - 1));
+    const auto at = [](int i) { return reinterpret_cast<const __m64*>(&_POW_LUV[i]); };
+    const __m128 p01 = _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), at(_mm_cvtsi128_si32(k))), at(_mm_extract_epi32(k, 1)));
+    const __m128 p23 = _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), at(_mm_extract_epi32(k, 2))), at(_mm_extract_epi32(k, 3)));
+    t = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+    r = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
+}
+
+// cbrt(v) = t * S(d), d = (v - t^3) * r, S = 1 + c0 d + c1 d^2 + ... (Terms terms after 1).
+template <int Terms, class T>
+inline T cbrtTab(T v, const float* c) {
+    T t, r;
+    powStart(v, t, r);
+    const T d = (v - t * t * t) * r;
+    T p = d, s = T(1.0f) + T(c[0]) * d;
+    for (int i = 1; i < Terms; ++i) {
+        p = p * d;
+        s = s + T(c[i]) * p;
+    }
+    return t * s;
+}
+
+// ---- LUV --------------------------------------------------------------------------
+// Forward from X, Y, Z.  Unnorm: the 16-bit forms' X, Y, Z on the 0..65535
+// scale (Y break 580.378, Y scaled by 1/65535 for L).  The tails (Body
+// false) zero u' and v' when Z (or D, Unnorm) is exactly 0; bodies do not.
+template <bool Body, bool Unnorm, int Terms, class T>
+inline void luvFwd(T X, T Y, T Z, const float* series, T& L, T& u, T& v) {
+    const T yn = Unnorm ? Y * T(1.5259022e-5f) : Y;
+    const T lin = yn * T(903.3f);
+    const T cub = cbrtTab<Terms>(yn, series) * T(116.0f) - T(16.0f);
+    L = sel(le(Y, T(Unnorm ? 580.378f : 0.008856f)), lin, cub);
+    // 1/D by the reciprocal approximation and one Newton step, no division
+    const T D = (Z * T(3.0f) + Y * T(15.0f)) + X;
+    const T q = rcp(D);
+    const T qn = (q + q) - (D * q) * q;
+    T up = (X * T(4.0f)) * qn, vp = (Y * T(9.0f)) * qn;
+    if constexpr (!Body) {
+        if ((Unnorm ? D : Z) == 0.0f) up = vp = 0.0f;
+    }
+    const T l13 = L * T(13.0f);
+    u = l13 * (up - T(0.197839f));
+    v = l13 * (vp - T(0.468342f));
+}
+
+// Constants of a reverse form: white point, |v'| guard, full scale of Y.
+struct LuvRevForm {
+    float wu, wv, guard, scale;
+};
+inline constexpr LuvRevForm kLuvRev32f = {0.197839f, 0.468342f, 1.1920929e-7f, 1.0f};
+inline constexpr LuvRevForm kLuvRev8u = {0.19783941f, 0.4683422f, 1.1920929e-5f, 255.0f};
+inline constexpr LuvRevForm kLuvRev16 = {0.19783941f, 0.4683422f, 1.1920929e-5f, 65535.0f};
+
+// Reverse to X, Y, Z (Y at the form's full scale).  Body: reciprocals of 116
+// and 903.3 multiplied; tail: divisions.  Approx (the 8u body): 1/(13 L) and
+// 1/v' by the reciprocal approximation alone.
+template <bool Body, bool Approx, class T>
+inline void luvRev(T L, T u, T v, const LuvRevForm& f, T& X, T& Y, T& Z) {
+    T y;
+    if constexpr (Body) {
+        const T c = (L + T(16.0f)) * T(0.00862069f);
+        y = sel(ge(L, T(7.9996247f)), c * c * c, L * T(0.001107052f));
+    } else {
+        const T c = (L + T(16.0f)) / T(116.0f);
+        y = sel(ge(L, T(7.9996247f)), c * c * c, L / T(903.3f));
+    }
+    y = y * T(f.scale);
+    const T a = L * T(13.0f);
+    T up, vp;
+    if constexpr (Approx) {
+        const T ra = rcp(a);
+        up = u * ra + T(f.wu), vp = v * ra + T(f.wv);
+    } else {
+        up = u / a + T(f.wu), vp = v / a + T(f.wv);
+    }
+    vp = sel(lt(absv(vp), T(f.guard)), vp + T(9e-5f), vp);  // keeps Y / v' finite
+    const T e = Approx ? y * rcp(vp) : y / vp;
+    X = (T(2.25f) * up) * e;
+    Z = (T(3.0f) * e - T(5.0f) * y) - X / T(3.0f);
+    Y = y;
+}
+
+// ---- Lab --------------------------------------------------------------------------
+// Forward from x, y, z already divided by the white point: all three roots
+// for every pixel, then the branches.
+template <int Terms, class T>
+inline void labFwd(T x, T y, T z, T& L, T& a, T& b) {
+    const T cx = cbrtTab<Terms>(x, kSeries), cy = cbrtTab<Terms>(y, kSeries), cz = cbrtTab<Terms>(z, kSeries);
+    const T brk = T(0.008856f);
+    L = sel(le(y, brk), y * T(903.3f), cy * T(116.0f) - T(16.0f));
+    const T fx = sel(le(x, brk), x * T(7.787f) + T(0.13793103f), cx);
+    const T fy = sel(le(y, brk), y * T(7.787f) + T(0.13793103f), cy);
+    const T fz = sel(le(z, brk), z * T(7.787f) + T(0.13793103f), cz);
+    a = (fx - fy) * T(500.0f);
+    b = (fy - fz) * T(200.0f);
+}
+
+// White point at the output scale: 8-bit outputs and float outputs.
+inline constexpr float kLabWhite8u[3] = {242.366f, 255.0f, 277.632f};
+inline constexpr float kLabWhite32f[3] = {0.950456f, 1.0f, 1.0887539f};
+
+// Reverse: the cube at every level, no linear branch.
+template <class T>
+inline void labRev(T L, T a, T b, const float (&w)[3], T& X, T& Y, T& Z) {
+    const T fy = (L + T(16.0f)) * T(0.00862069f);
+    const T fx = fy + a * T(0.002f), fz = fy - b * T(0.005f);
+    X = fx * fx * fx * T(w[0]);
+    Y = fy * fy * fy * T(w[1]);
+    Z = fz * fz * fz * T(w[2]);
+}
+
+// ---- Rounding and limits ------------------------------------------------------------
+inline int32_t roundi(float f) { return _mm_cvtss_si32(_mm_set_ss(f)); }  // by the current mode
+inline __m128i roundi(F4 f) { return _mm_cvtps_epi32(f.v); }
+inline int32_t trunci(float f) { return _mm_cvttss_si32(_mm_set_ss(f)); }
+inline __m128i trunci(F4 f) { return _mm_cvttps_epi32(f.v); }
+inline int32_t clampi(int32_t v, int32_t lo, int32_t hi) { return v < lo ? lo : (v > hi ? hi : v); }
+
+// Float outputs limited as the reverse matrix: below 0 gives 0, otherwise the
+// minimum with 1 (NaN stays NaN).
+inline float limit01(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
+inline F4 limit01(F4 v) { return _mm_max_ps(_mm_setzero_ps(), _mm_min_ps(_mm_set1_ps(1.0f), v.v)); }
+
+// Integer reverse blue: (X * 0.055648 - Y * 0.204043) + 0.5 + Z * 1.057311,
+// the last two additions in double, then truncated.
+inline int32_t blueHalfUp(float bx, float by, float bz) {
+    return _mm_cvttsd_si32(_mm_set_sd((static_cast<double>(bx + by) + 0.5) + static_cast<double>(bz)));
+}
+inline __m128i blueHalfUp(F4 bx, F4 by, F4 bz) {
+    const __m128 s = _mm_add_ps(bx.v, by.v), z = bz.v;
+    const __m128d half = _mm_set1_pd(0.5);
+    const __m128d lo = _mm_add_pd(_mm_add_pd(_mm_cvtps_pd(s), half), _mm_cvtps_pd(z));
+    const __m128d hi = _mm_add_pd(_mm_add_pd(_mm_cvtps_pd(_mm_movehl_ps(s, s)), half), _mm_cvtps_pd(_mm_movehl_ps(z, z)));
+    return _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi));
+}
+
+// ---- Pixels in and out --------------------------------------------------------------
+using cel::cs::dot3;
+inline F4 dot3(const float (&m)[3], F4 a, F4 b, F4 c) { return cel::cs::dot3(m, a.v, b.v, c.v); }
+
+// A sample as float: 16s in offset binary (s + 32768), others as they are.
+template <class S>
+inline float raw(S v) {
+    if constexpr (std::is_same_v<S, int16_t>) return static_cast<float>(static_cast<int32_t>(v) + 32768);
+    return static_cast<float>(v);
+}
+
+// Four pixels of N channels -> the first three as floats (16s offset as raw()).
+template <class S, int N>
+inline void load4(const S* p, F4& c0, F4& c1, F4& c2) {
+    if constexpr (std::is_same_v<S, float>) {
+        __m128 a, b, c;
+        if constexpr (N == 4)
+            split4x4f(p, a, b, c);
+        else
+            split3x4f(p, a, b, c);
+        c0 = a, c1 = b, c2 = c;
+    } else {
+        __m128i a, b, c;
+        if constexpr (sizeof(S) == 1) {
+            split8x4<N>(p, a, b, c);
+        } else {
+            constexpr bool kSigned = std::is_same_v<S, int16_t>;
+            split16x4<N, kSigned>(reinterpret_cast<const uint16_t*>(p), a, b, c);
+            if constexpr (kSigned) {
+                const __m128i off = _mm_set1_epi32(32768);
+                a = _mm_add_epi32(a, off), b = _mm_add_epi32(b, off), c = _mm_add_epi32(c, off);
+            }
+        }
+        c0 = _mm_cvtepi32_ps(a), c1 = _mm_cvtepi32_ps(b), c2 = _mm_cvtepi32_ps(c);
+    }
+}
+
+// An integer result (16s: in offset binary) limited to the type's range.
+template <class S>
+inline S fromInt(int32_t v) {
+    if constexpr (sizeof(S) == 1) return static_cast<S>(clampi(v, 0, 255));
+    return static_cast<S>(clampi(v, 0, 65535) - (std::is_same_v<S, int16_t> ? 32768 : 0));
+}
+
+// Four pixels' integer results -> N-channel pixels, limited by saturating
+// packs as fromInt() (N == 4 keeps the old fourth element).
+template <class S, int N>
+inline void store4(S* p, __m128i c0, __m128i c1, __m128i c2) {
+    if constexpr (sizeof(S) == 1) {
+        join8x4<N>(p, c0, c1, c2);
+    } else {
+        const __m128i flip = _mm_set1_epi16(std::is_same_v<S, int16_t> ? static_cast<int16_t>(-32768) : 0);
+        join16x4<N>(reinterpret_cast<uint16_t*>(p), _mm_xor_si128(_mm_packus_epi32(c0, c0), flip),
+                    _mm_xor_si128(_mm_packus_epi32(c1, c1), flip), _mm_xor_si128(_mm_packus_epi32(c2, c2), flip));
+    }
+}
+inline void store4(float* p, int n, F4 c0, F4 c1, F4 c2) {
+    if (n == 4)
+        join4x4fKeepAlpha(p, c0.v, c1.v, c2.v);
+    else
+        join3x4f(p, c0.v, c1.v, c2.v);
+}
+
+}  // namespace cel::cs::ll
