@@ -25,7 +25,7 @@ The interpreter lock is released during each call.
 The jobs most callers want have short forms: convert(), demosaic(),
 reduce_bits().
 """
-from ._binding import STATUS, Error, StatusWarning, bind_all, exports, spec
+from ._binding import STATUS, Error, StatusWarning, bind_all, exports, signature
 from ._library import library_path
 
 Error.__module__ = StatusWarning.__module__ = "celcc"
@@ -35,7 +35,7 @@ globals().update(_bound)
 
 from ._api import convert, demosaic, formats, reduce_bits, route  # noqa: E402
 
-__all__ = ["Error", "StatusWarning", "STATUS", "exports", "spec", "library_path", "version",
+__all__ = ["Error", "StatusWarning", "STATUS", "exports", "signature", "library_path", "version",
            "convert", "demosaic", "reduce_bits", "formats", "route"] + list(_bound)
 
 

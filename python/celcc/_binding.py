@@ -41,7 +41,7 @@ import numpy as np
 from ._exports import ENUMS, EXPORTS, STRUCTS
 from ._library import load
 
-__all__ = ["Error", "StatusWarning", "STATUS", "bind_all", "exports", "spec"]
+__all__ = ["Error", "StatusWarning", "STATUS", "bind_all", "exports", "signature"]
 
 # ---- Statuses -----------------------------------------------------------------
 
@@ -309,12 +309,12 @@ class Side:
             self.nplanes, self.dtype.name, chroma, chroma, ", (H, W)" if self.nplanes == 4 else "")
 
 
-# ---- The spec of one export --------------------------------------------------------
+# ---- The signature of one export --------------------------------------------------------
 
 _SCRATCH_NAMES = {"scratch", "pBuffer", "buffer", "pScratch"}
 
 
-class Spec:
+class Signature:
     """What the binding derived for one export."""
 
     def __init__(self, entry):
@@ -515,30 +515,30 @@ def _check_array(a, shape, dtype, export, what, writeable):
 
 # ---- Building the function ------------------------------------------------------------
 
-def _make_function(spec, cfunc, lib_funcs):
+def _make_function(signature, cfunc, lib_funcs):
     """The Python function of one export.  The work per parameter is chosen
     here, once: a call runs one small function per C parameter."""
-    if spec.raw:
-        return _make_raw(spec, cfunc)
-    name = spec.name
-    params = spec.params
-    roles = spec.roles
-    sides = spec.sides
+    if signature.raw:
+        return _make_raw(signature, cfunc)
+    name = signature.name
+    params = signature.params
+    roles = signature.roles
+    sides = signature.sides
     nsides = len(sides)
     src_sides = [s for s in sides if s.role in ("src", "inout")]
     dst_sides = [s for s in sides if s.role == "dst"]
     first = src_sides[0] if src_sides else None
     first_index = sides.index(first) if first is not None else -1
     has_frame = "frame" in roles.values()
-    rect_name = _rect_name(spec)
-    kw_spec = spec.keywords()
+    rect_name = _rect_name(signature)
+    kw_spec = signature.keywords()
     kw_names = frozenset(k for k, _, _ in kw_spec)
     required_kw = [k for k, d, _ in kw_spec if d is inspect.Parameter.empty]
     side_names = [s.name for s in sides]
     returned = [i for i, s in enumerate(sides) if s.role in ("dst", "inout")]
     outputs = [p.name for p in params if roles[p.name] == "output"]
-    buffer_size = _buffer_size_function(spec, lib_funcs)
-    ops = [_param_op(spec, p, sides, dst_sides, buffer_size) for p in params]
+    buffer_size = _buffer_size_function(signature, lib_funcs)
+    ops = [_param_op(signature, p, sides, dst_sides, buffer_size) for p in params]
     checks = [(i, s, s.role != "src", s.nplanes == 1, has_frame and s.role != "src") for i, s in enumerate(sides)]
 
     def call(*args, **kwargs):
@@ -599,7 +599,7 @@ def _make_function(spec, cfunc, lib_funcs):
         cargs = [op(ctx) for op in ops]
         status = cfunc(*cargs)
         if status:
-            if not spec.returns_status:
+            if not signature.returns_status:
                 pass
             elif status < 0:
                 raise Error(status, name)
@@ -629,11 +629,11 @@ def _step_limits(ctype):
     return -(1 << (bits - 1)), (1 << (bits - 1)) - 1
 
 
-def _param_op(spec, p, sides, dst_sides, buffer_size):
+def _param_op(signature, p, sides, dst_sides, buffer_size):
     """The function that makes the C argument of parameter `p` from the
     call's context (arrays, keywords, w, h, region, kept objects)."""
-    name = spec.name
-    role = spec.roles[p.name]
+    name = signature.name
+    role = signature.roles[p.name]
     where = None
     for si, s in enumerate(sides):
         for i, q in enumerate(s.pointers):
@@ -715,7 +715,7 @@ def _param_op(spec, p, sides, dst_sides, buffer_size):
         def op(c):
             v = c[1].get(p.name)
             if v is None:
-                size = buffer_size(_known_values(spec, c)) if buffer_size else 0
+                size = buffer_size(_known_values(signature, c)) if buffer_size else 0
                 v = np.zeros(max(size, 1), np.uint8)
             elif not isinstance(v, np.ndarray) or not v.flags.writeable or not v.flags.c_contiguous:
                 raise TypeError("%s: %s must be a writeable contiguous numpy.ndarray" % (name, p.name))
@@ -749,14 +749,14 @@ def _param_op(spec, p, sides, dst_sides, buffer_size):
     return lambda c: c[1].get(p.name)
 
 
-def _known_values(spec, c):
+def _known_values(signature, c):
     """The values a family's GetBufferSize export may want, by C name: the
     call's keywords, with the enums resolved, and the region's size."""
     out = {}
-    for p in spec.params:
-        if spec.roles.get(p.name) == "scalar" and p.name in c[1]:
+    for p in signature.params:
+        if signature.roles.get(p.name) == "scalar" and p.name in c[1]:
             v = c[1][p.name]
-            out[p.name] = _enum_value(v, p.type_name, p.name, spec.name) if p.abi["kind"] == "enum" else v
+            out[p.name] = _enum_value(v, p.type_name, p.name, signature.name) if p.abi["kind"] == "enum" else v
     out["_size"] = (c[2], c[3])
     return out
 
@@ -778,9 +778,9 @@ def _scalar_out(arr):
     return arr[0].item() if arr.size == 1 else arr
 
 
-def _rect_name(spec):
-    for p in spec.params:
-        if spec.roles.get(p.name) == "rect":
+def _rect_name(signature):
+    for p in signature.params:
+        if signature.roles.get(p.name) == "rect":
             return p.name
     return None
 
@@ -804,17 +804,17 @@ def _opaque(dtype):
 _CHANNEL_CODES = {"C1": 1, "C3": 3, "C4": 4, "AC4": 9}
 
 
-def _buffer_size_function(spec, lib_funcs):
+def _buffer_size_function(signature, lib_funcs):
     """For an export with a scratch parameter: a function of the call's
     values that asks the family's GetBufferSize export for the size."""
-    if "scratch" not in spec.roles.values():
+    if "scratch" not in signature.roles.values():
         return None
-    family = spec.name.split("_")[0]
+    family = signature.name.split("_")[0]
     sizer = lib_funcs.get(family + "GetBufferSize")
     if sizer is None:
         return None
     sizer_spec, sizer_c = sizer
-    _, _, _, tokens, _, _ = parse_name(spec.name)
+    _, _, _, tokens, _, _ = parse_name(signature.name)
     code = _CHANNEL_CODES.get(tokens[0] if tokens else "", 1)
 
     def size(known):
@@ -840,14 +840,14 @@ def _buffer_size_function(spec, lib_funcs):
     return size
 
 
-def _make_raw(spec, cfunc):
+def _make_raw(signature, cfunc):
     """An export whose roles the binding cannot tell: arguments in C order."""
     def call(*args):
-        if len(args) != len(spec.params):
-            raise TypeError("%s takes %d arguments in C order (%d given)" % (spec.name, len(spec.params), len(args)))
+        if len(args) != len(signature.params):
+            raise TypeError("%s takes %d arguments in C order (%d given)" % (signature.name, len(signature.params), len(args)))
         keep = []
         cargs = []
-        for p, v in zip(spec.params, args):
+        for p, v in zip(signature.params, args):
             if isinstance(v, np.ndarray):
                 cargs.append(v.ctypes.data)
             elif p.is_pointer and isinstance(v, (list, tuple)) and v and isinstance(v[0], np.ndarray):
@@ -857,24 +857,24 @@ def _make_raw(spec, cfunc):
             elif p.abi["kind"] == "struct" and isinstance(v, (list, tuple)):
                 cargs.append(p.ctype(*v))
             elif p.abi["kind"] == "enum":
-                cargs.append(_enum_value(v, p.type_name, p.name, spec.name))
+                cargs.append(_enum_value(v, p.type_name, p.name, signature.name))
             else:
                 cargs.append(v)
         status = cfunc(*cargs)
-        if spec.returns_status:
+        if signature.returns_status:
             if status < 0:
-                raise Error(status, spec.name)
+                raise Error(status, signature.name)
             if status > 0:
-                warnings.warn(StatusWarning(status, spec.name), stacklevel=2)
+                warnings.warn(StatusWarning(status, signature.name), stacklevel=2)
         return status
     return call
 
 
-def _make_struct_return(spec, cfunc):
+def _make_struct_return(signature, cfunc):
     """An export that returns a pointer to a structure of celcc.h: the
     structure's fields as a dict (text fields decoded)."""
-    type_name = re.sub(r"const|\*|\s", "", spec.ret_text)
-    cls = _struct_class(type_name, spec.ret_abi["to"])
+    type_name = re.sub(r"const|\*|\s", "", signature.ret_text)
+    cls = _struct_class(type_name, signature.ret_abi["to"])
 
     def call():
         ptr = cfunc()
@@ -893,48 +893,48 @@ def _make_struct_return(spec, cfunc):
 
 # ---- Docs ---------------------------------------------------------------------------
 
-def _doc(spec):
-    lines = ["%s %s%s" % (spec.ret_text, spec.name, spec.params_text), "", spec.doc, ""]
-    if spec.raw:
-        lines.append("Arguments in C order (the binding found no image roles: %s); returns the status." % spec.why_raw)
+def _doc(signature):
+    lines = ["%s %s%s" % (signature.ret_text, signature.name, signature.params_text), "", signature.doc, ""]
+    if signature.raw:
+        lines.append("Arguments in C order (the binding found no image roles: %s); returns the status." % signature.why_raw)
         return "\n".join(lines)
-    if spec.ret_abi["kind"] == "pointer":
+    if signature.ret_abi["kind"] == "pointer":
         lines.append("Returns the record's fields as a dict.")
         return "\n".join(lines)
-    for s in spec.sides:
+    for s in signature.sides:
         if s.role == "src":
             lines.append("%s: source, %s." % (s.name, s.describe()))
         elif s.role == "inout":
             lines.append("%s: source and destination, %s, changed in place." % (s.name, s.describe()))
         else:
             text = s.describe()
-            if "frame" in spec.roles.values():
+            if "frame" in signature.roles.values():
                 text = text.replace("(H, W", "(h, w")
             lines.append("%s: destination, %s; written in place when given, allocated when omitted." % (
                 s.name, text))
-    if "frame" in spec.roles.values():
+    if "frame" in signature.roles.values():
         lines.append("The source is the whole frame (H, W); the destination covers the region (h, w).")
-    elif spec.sides:
+    elif signature.sides:
         lines.append("H, W: the rows and columns of the first source; its row steps come from the strides.")
-    for k, _, hint in spec.keywords():
+    for k, _, hint in signature.keywords():
         lines.append("%s: %s" % (k, hint))
-    outs = [p.name for p in spec.params if spec.roles.get(p.name) == "output"]
-    res = [s.name for s in spec.sides if s.role in ("dst", "inout")] + outs
+    outs = [p.name for p in signature.params if signature.roles.get(p.name) == "output"]
+    res = [s.name for s in signature.sides if s.role in ("dst", "inout")] + outs
     if res:
         lines.append("Returns %s." % ", ".join(res))
-    if spec.returns_status:
+    if signature.returns_status:
         lines.append("A negative status raises celcc.Error; a positive one issues celcc.StatusWarning.")
     return "\n".join(lines)
 
 
-def _signature(spec):
+def _signature(signature):
     P = inspect.Parameter
-    if spec.raw:
-        return inspect.Signature([P(p.name, P.POSITIONAL_ONLY) for p in spec.params])
+    if signature.raw:
+        return inspect.Signature([P(p.name, P.POSITIONAL_ONLY) for p in signature.params])
     ps = []
-    for s in spec.sides:
+    for s in signature.sides:
         ps.append(P(s.name, P.POSITIONAL_OR_KEYWORD, default=None if s.role == "dst" else P.empty))
-    for k, d, _ in spec.keywords():
+    for k, d, _ in signature.keywords():
         ps.append(P(k, P.KEYWORD_ONLY, default=d))
     return inspect.Signature(ps)
 
@@ -949,8 +949,8 @@ def exports():
     return [e["name"] for e in EXPORTS]
 
 
-def spec(name):
-    """The derived Spec of one export."""
+def signature(name):
+    """The derived Signature of one export."""
     _all_specs()
     return _specs[name]
 
@@ -958,16 +958,16 @@ def spec(name):
 def _all_specs():
     global _specs
     if _specs is None:
-        _specs = {e["name"]: Spec(e) for e in EXPORTS}
+        _specs = {e["name"]: Signature(e) for e in EXPORTS}
     return _specs
 
 
 def bind_all():
     """{name: Python function} for every export of the list."""
     lib = load()
-    specs = _all_specs()
+    signatures = _all_specs()
     cfuncs = {}
-    for name, sp in specs.items():
+    for name, sp in signatures.items():
         f = getattr(lib, name)
         f.restype = sp.restype
         f.argtypes = [p.ctype for p in sp.params]
@@ -983,6 +983,6 @@ def bind_all():
         fn.__doc__ = _doc(sp)
         fn.__signature__ = _signature(sp)
         fn.c_function = f
-        fn.spec = sp
+        fn.signature = sp
         out[name] = fn
     return out

@@ -159,14 +159,14 @@ def test_every_shape_refuses_wrong_dtype(ret, name, params, doc):
     """Across the list: a source of the wrong sample type is refused and the
     given destination is left as it was."""
     fn = getattr(celcc, name)
-    sides = fn.spec.sides
+    sides = fn.signature.sides
     src, dst = sides[0], [s for s in sides if s.role in ("dst", "inout")][-1]
     wrong = np.dtype(np.uint16) if src.dtype != np.uint16 else np.dtype(np.uint8)
     h, w = 8, 12
     _, _, tokens = name_parts(name)
     srcs = [np.zeros(s, wrong) for s in plane_shapes(tokens[0], name_parts(name)[0], h, w)]
     dsts = [np.full(s, 1, dst.dtype) for s in plane_shapes(tokens[-1], name_parts(name)[1], h, w)]
-    kw = {k: (4 if k == "levels" else 0) for k, d, _ in fn.spec.keywords() if d is inspect.Parameter.empty}
+    kw = {k: (4 if k == "levels" else 0) for k, d, _ in fn.signature.keywords() if d is inspect.Parameter.empty}
     if src is dst:  # in place: the one image is the wrong one
         with pytest.raises(TypeError, match="dtype"):
             fn(srcs[0] if len(srcs) == 1 else srcs, **kw)

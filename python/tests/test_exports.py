@@ -31,7 +31,7 @@ def test_export_reachable(ret, name, params, doc, ref_lib):
     text = pydoc.render_doc(fn, renderer=pydoc.plaintext)
     assert doc in text
     # Bound with roles, not as a raw call in C order.
-    assert not fn.spec.raw, "%s fell back to a raw call: %s" % (name, fn.spec.why_raw)
+    assert not fn.signature.raw, "%s fell back to a raw call: %s" % (name, fn.signature.why_raw)
     # The symbol resolves and its stub reaches the tier function: with
     # every pointer null and every number zero, an image function returns
     # an error status (a null pointer, or its family's earlier check).
