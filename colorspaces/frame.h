@@ -50,6 +50,22 @@ CelStatus entry(const T* src, int srcStep, T* dst, int dstStep, CelSize roi, int
     return celStatusOk;
 }
 
+}  // namespace cel::cs
+
+// The C3R and AC4R entry functions of family `fam` at one depth: both call
+// the family's row loop y8_my<fam>_<depth>_C3R, with 3 or 4 channels.
+#define CEL_CS_ENTRIES(fam, depth, T)                                                                         \
+    extern "C" CelStatus y8_celi##fam##_##depth##_C3R(const T* src, int srcStep, T* dst, int dstStep,        \
+                                                     CelSize roiSize) {                                      \
+        return cel::cs::entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 3);       \
+    }                                                                                                        \
+    extern "C" CelStatus y8_celi##fam##_##depth##_AC4R(const T* src, int srcStep, T* dst, int dstStep,       \
+                                                      CelSize roiSize) {                                     \
+        return cel::cs::entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 4);       \
+    }
+
+namespace cel::cs {
+
 // ---- Pieces the kernels share ---------------------------------------------------
 // Four float pixels of three channels (12 floats) -> one vector per channel.
 inline void split3x4f(const float* p, __m128& c0, __m128& c1, __m128& c2) {
@@ -147,6 +163,42 @@ inline void join16x4(uint16_t* p, __m128i c0, __m128i c1, __m128i c2) {
         const __m128i old23 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_blend_epi16(px01, old01, 0x88));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 8), _mm_blend_epi16(px23, old23, 0x88));
+    }
+}
+
+// ---- 8-bit pixels, four at a time ---------------------------------------------------
+// Four pixels of three or four bytes -> the first three channels as four
+// 32-bit lanes each.  The three-channel form reads exactly 12 bytes.
+template <int N>
+inline void load8x4(const uint8_t* p, __m128i& c0, __m128i& c1, __m128i& c2) {
+    __m128i v;
+    if constexpr (N == 3) {
+        int32_t last;
+        __builtin_memcpy(&last, p + 8, 4);
+        v = _mm_insert_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)), last, 2);
+    } else {
+        v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    }
+    constexpr int8_t z = -128;
+    c0 = _mm_shuffle_epi8(v, _mm_setr_epi8(0, z, z, z, N, z, z, z, 2 * N, z, z, z, 3 * N, z, z, z));
+    c1 = _mm_shuffle_epi8(v, _mm_setr_epi8(1, z, z, z, N + 1, z, z, z, 2 * N + 1, z, z, z, 3 * N + 1, z, z, z));
+    c2 = _mm_shuffle_epi8(v, _mm_setr_epi8(2, z, z, z, N + 2, z, z, z, 2 * N + 2, z, z, z, 3 * N + 2, z, z, z));
+}
+
+// Three vectors of four 32-bit lanes holding 0..255 -> four pixels of three
+// bytes (exactly 12 written), or of four bytes with the old fourth byte kept.
+template <int N>
+inline void store8x4(uint8_t* p, __m128i c0, __m128i c1, __m128i c2) {
+    const __m128i px = _mm_or_si128(_mm_or_si128(c0, _mm_slli_epi32(c1, 8)), _mm_slli_epi32(c2, 16));
+    if constexpr (N == 3) {
+        constexpr int8_t z = -128;
+        const __m128i packed = _mm_shuffle_epi8(px, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, z, z, z, z));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), packed);
+        const int32_t last = _mm_extract_epi32(packed, 2);
+        __builtin_memcpy(p + 8, &last, 4);
+    } else {
+        const __m128i old = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_blendv_epi8(px, old, _mm_set1_epi32(int32_t(0xFF000000u))));
     }
 }
 
