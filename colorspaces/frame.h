@@ -51,6 +51,22 @@ CelStatus entry(const T* src, int srcStep, T* dst, int dstStep, CelSize roi, int
     return celStatusOk;
 }
 
+}  // namespace cel::cs
+
+// The C3R and AC4R entry functions of family `fam` at one depth: both call
+// the family's row loop y8_my<fam>_<depth>_C3R, with 3 or 4 channels.
+#define CEL_CS_ENTRIES(fam, depth, T)                                                                         \
+    extern "C" CelStatus y8_celi##fam##_##depth##_C3R(const T* src, int srcStep, T* dst, int dstStep,        \
+                                                     CelSize roiSize) {                                      \
+        return cel::cs::entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 3);       \
+    }                                                                                                        \
+    extern "C" CelStatus y8_celi##fam##_##depth##_AC4R(const T* src, int srcStep, T* dst, int dstStep,       \
+                                                      CelSize roiSize) {                                     \
+        return cel::cs::entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 4);       \
+    }
+
+namespace cel::cs {
+
 // ---- Pieces the kernels share ---------------------------------------------------
 // Four float pixels of three channels (12 floats) -> one vector per channel.
 inline void split3x4f(const float* p, __m128& c0, __m128& c1, __m128& c2) {

@@ -22,7 +22,6 @@
 
 namespace {
 
-using cel::cs::entry;
 using cel::cs::rowLoop;
 
 // ---- Matrices --------------------------------------------------------------------------
@@ -242,23 +241,12 @@ constexpr auto y8_myXYZToRGB_32f_C3R = rowLoop<float, y8_innerXYZToRGB_32f_C3R>;
 }  // namespace
 
 // ---- Entry functions -----------------------------------------------------------------
-#define CEL_XYZ_ENTRY(fam, depth, T)                                                                            \
-    extern "C" CelStatus y8_celi##fam##_##depth##_C3R(const T* src, int srcStep, T* dst, int dstStep,        \
-                                                     CelSize roiSize) {                                      \
-        return entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 3);                \
-    }                                                                                                        \
-    extern "C" CelStatus y8_celi##fam##_##depth##_AC4R(const T* src, int srcStep, T* dst, int dstStep,       \
-                                                      CelSize roiSize) {                                     \
-        return entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 4);                \
-    }
+CEL_CS_ENTRIES(RGBToXYZ, 8u, uint8_t)
+CEL_CS_ENTRIES(XYZToRGB, 8u, uint8_t)
+CEL_CS_ENTRIES(RGBToXYZ, 16u, uint16_t)
+CEL_CS_ENTRIES(XYZToRGB, 16u, uint16_t)
+CEL_CS_ENTRIES(RGBToXYZ, 16s, int16_t)
+CEL_CS_ENTRIES(XYZToRGB, 16s, int16_t)
+CEL_CS_ENTRIES(RGBToXYZ, 32f, float)
+CEL_CS_ENTRIES(XYZToRGB, 32f, float)
 
-CEL_XYZ_ENTRY(RGBToXYZ, 8u, uint8_t)
-CEL_XYZ_ENTRY(XYZToRGB, 8u, uint8_t)
-CEL_XYZ_ENTRY(RGBToXYZ, 16u, uint16_t)
-CEL_XYZ_ENTRY(XYZToRGB, 16u, uint16_t)
-CEL_XYZ_ENTRY(RGBToXYZ, 16s, int16_t)
-CEL_XYZ_ENTRY(XYZToRGB, 16s, int16_t)
-CEL_XYZ_ENTRY(RGBToXYZ, 32f, float)
-CEL_XYZ_ENTRY(XYZToRGB, 32f, float)
-
-#undef CEL_XYZ_ENTRY

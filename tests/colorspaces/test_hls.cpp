@@ -1,0 +1,543 @@
+// RGB/BGR <-> HLS in every depth and layout: a model written from the
+// formulas, by pixel position (the body takes the uncorrected reciprocal or
+// x 1/60, the tail the Newton-refined reciprocal or / 60, with the form's
+// roundings), the whole 8u input space, special colours, worked values,
+// alpha handling, guards and statuses.
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+#include "celcc.h"
+
+namespace {
+
+// ---- Model ----------------------------------------------------------------------------------
+enum Divide { kTrue, kApprox, kRefined };
+float rcpApprox(float v) { return _mm_cvtss_f32(_mm_rcp_ss(_mm_set_ss(v))); }
+float divide(float n, float d, Divide how) {
+    if (how == kTrue) return n / d;
+    const float q = rcpApprox(d);
+    if (how == kApprox) return n * q;
+    volatile float twice = q + q, dq = d * q;
+    volatile float dqq = dq * q;
+    volatile float refined = twice - dqq;
+    return n * refined;
+}
+int roundNearest(float v) { return int(std::nearbyint(v)); }
+int roundTrunc(float v) { return int(v); }
+
+// Forward, floats in sample units -> H code, L, S (floats before rounding).
+void fwdModel(int full, Divide how, float R, float G, float B, float o[3]) {
+    const float M = std::max(R, std::max(G, B)), m = std::min(R, std::min(G, B));
+    volatile float s = M + m, D = M - m;
+    const float L = s * 0.5f;
+    o[1] = L;
+    const bool gray = full == 1 ? D <= 1.1920929e-7f : D == 0.0f;
+    if (gray) {
+        o[0] = o[2] = 0.0f;
+        return;
+    }
+    const float mid = full == 1 ? 0.5f : full == 255 ? 127.5f : 32767.5f;
+    const float den = L <= mid ? float(s) : float(2 * full) - s;
+    volatile float S = divide(D, den, how);
+    if (full != 1) S = S * float(full);
+    o[2] = S;
+    volatile float deg;
+    if (R == M) {
+        volatile float t = 60.0f * (G - B);
+        deg = divide(t, D, how);
+    } else if (G == M) {
+        volatile float t = 60.0f * (B - R);
+        deg = 120.0f + divide(t, D, how);
+    } else {
+        volatile float t = 60.0f * (R - G);
+        deg = 240.0f + divide(t, D, how);
+    }
+    if (deg < 0.0f) deg = deg + 360.0f;
+    o[0] = full == 1 ? deg / 360.0f : full == 255 ? deg * 0.7083333f : deg * 182.04167f;
+}
+
+// Reverse, floats in sample units -> R, G, B in 0..1 (S of 0 left to the caller).
+float channel(float m1, float m2, float h, bool mul60) {
+    auto sixtieth = [&](float v) { return mul60 ? v * 0.016666668f : v / 60.0f; };
+    if (h < 60.0f) {
+        volatile float t = (m2 - m1) * h;
+        return m1 + sixtieth(t);
+    }
+    if (h < 180.0f) return m2;
+    if (h < 240.0f) {
+        volatile float t = (m2 - m1) * (240.0f - h);
+        return m1 + sixtieth(t);
+    }
+    return m1;
+}
+void revModel(int full, bool mul60, float H, float L, float S, float o[3]) {
+    const float toDeg = full == 1 ? 360.0f : full == 255 ? 1.4117647f : 0.005493248f;
+    const float unit = full == 1 ? 1.0f : full == 255 ? 0.003921569f : 1.5259022e-5f;
+    volatile float deg = H * toDeg, l = L * unit, s = S * unit;
+    volatile float m2;
+    if (l <= 0.5f) {
+        if (full == 1) {
+            volatile float t = 1.0f + s;
+            m2 = t * l;
+        } else {
+            volatile float t = l * s;
+            m2 = l + t;
+        }
+    } else {
+        volatile float a = l + s, b = s * l;
+        m2 = a - b;
+    }
+    const float m1 = 2.0f * l - m2;
+    float hr = deg + 120.0f, hb = deg - 120.0f;
+    if (hr > 360.0f) hr -= 360.0f;
+    if (hb < 0.0f) hb += 360.0f;
+    o[0] = channel(m1, m2, hr, mul60);
+    o[1] = channel(m1, m2, deg, mul60);
+    o[2] = channel(m1, m2, hb, mul60);
+}
+
+int clampTo(int v, int full) { return v < 0 ? 0 : v > full ? full : v; }
+
+// The RGB-order family, one pixel at place x of a row of width w.
+template <class T>
+void rgbFamily(bool fwd, int x, int w, const T* p, T* out) {
+    if constexpr (std::is_same_v<T, float>) {
+        const bool body = x < w - w % 4;
+        if (fwd) {
+            fwdModel(1, kTrue, p[0], p[1], p[2], out);
+        } else if (p[2] == 0.0f) {
+            out[0] = out[1] = out[2] = p[1];
+        } else {
+            revModel(1, body, p[0], p[1], p[2], out);
+        }
+    } else {
+        constexpr int full = sizeof(T) == 1 ? 255 : 65535, off = std::is_same_v<T, int16_t> ? 32768 : 0;
+        const bool body = x < w - w % 4;
+        const float a = float(int(p[0]) + off), b = float(int(p[1]) + off), c = float(int(p[2]) + off);
+        int v[3];
+        if (fwd) {
+            float o[3];
+            fwdModel(full, body ? kApprox : kRefined, a, b, c, o);
+            const bool nearest = body || sizeof(T) == 1;
+            for (int k = 0; k < 3; ++k) v[k] = clampTo(nearest ? roundNearest(o[k]) : roundTrunc(o[k]), full);
+        } else if (c == 0.0f) {
+            const int lv = sizeof(T) == 1 ? roundTrunc(b * 0.003921569f * 255.0f) : int(b);
+            v[0] = v[1] = v[2] = clampTo(lv, full);
+        } else {
+            float o[3];
+            const bool mul60 = body || sizeof(T) == 2, nearest = body || sizeof(T) == 2;
+            revModel(full, mul60, a, b, c, o);
+            for (int k = 0; k < 3; ++k) {
+                volatile float scaled = o[k] * float(full);
+                v[k] = clampTo(nearest ? roundNearest(scaled) : roundTrunc(scaled), full);
+            }
+        }
+        for (int k = 0; k < 3; ++k) out[k] = static_cast<T>(v[k] - off);
+    }
+}
+
+// The BGR family: p is B, G, R (forward) or H, L, S; out is H, L, S or B, G, R.
+void bgrFamily(bool fwd, int x, int w, const uint8_t* p, uint8_t* out) {
+    const bool body = x < w - w % 8;
+    int v[3];
+    if (fwd) {
+        float o[3];
+        fwdModel(255, body ? kApprox : kRefined, p[2], p[1], p[0], o);
+        for (int k = 0; k < 3; ++k) v[k] = clampTo(roundTrunc(o[k]), 255);
+    } else if (p[2] == 0) {
+        v[0] = v[1] = v[2] = clampTo(roundTrunc(float(p[1]) * 0.003921569f * 255.0f), 255);
+    } else {
+        float o[3];
+        revModel(255, true, p[0], p[1], p[2], o);
+        for (int k = 0; k < 3; ++k) {
+            volatile float scaled = o[2 - k] * 255.0f;
+            v[k] = clampTo(roundTrunc(scaled), 255);
+        }
+    }
+    for (int k = 0; k < 3; ++k) out[k] = uint8_t(v[k]);
+}
+
+// ---- RGB-order family ------------------------------------------------------------------------------
+template <class T>
+CelStatus callRgb(bool fwd, bool ac4, const T* s, int ss, T* d, int ds, CelSize roi) {
+#define CEL_HLS(depth)                                                                                                  \
+    return fwd ? (ac4 ? celiRGBToHLS_##depth##_AC4R(s, ss, d, ds, roi) : celiRGBToHLS_##depth##_C3R(s, ss, d, ds, roi)) \
+               : (ac4 ? celiHLSToRGB_##depth##_AC4R(s, ss, d, ds, roi) : celiHLSToRGB_##depth##_C3R(s, ss, d, ds, roi));
+    if constexpr (std::is_same_v<T, uint8_t>) { CEL_HLS(8u) }
+    else if constexpr (std::is_same_v<T, uint16_t>) { CEL_HLS(16u) }
+    else if constexpr (std::is_same_v<T, int16_t>) { CEL_HLS(16s) }
+    else { CEL_HLS(32f) }
+#undef CEL_HLS
+}
+
+// A sample of full scale f (0..f) in the type's coding.
+template <class T>
+T sample(int v) {
+    if constexpr (std::is_same_v<T, float>)
+        return float(v) / 255.0f;
+    else if constexpr (std::is_same_v<T, int16_t>)
+        return T(v - 32768);
+    else
+        return T(v);
+}
+
+// Random pixels, a quarter special: grays, primaries, ties, hue sector
+// boundaries, saturation 0 and full, hue at the circle's ends.
+template <class T>
+void fillPixel(std::mt19937& rng, T* p) {
+    const int full = std::is_same_v<T, float> ? 255 : sizeof(T) == 1 ? 255 : 65535;
+    const int v = int(rng() % (full + 1)), u = int(rng() % (full + 1));
+    int c[3] = {int(rng() % (full + 1)), int(rng() % (full + 1)), int(rng() % (full + 1))};
+    switch (rng() % 16) {
+        case 0: c[0] = c[1] = c[2] = v; break;
+        case 1: c[rng() % 3] = full, c[rng() % 3] = 0; break;
+        case 2: c[0] = c[1] = v, c[2] = u; break;
+        case 3: c[1] = c[2] = v, c[0] = u; break;
+        case 4: c[0] = c[2] = v, c[1] = u; break;
+        case 5: c[2] = 0; break;
+        case 6: c[2] = full; break;
+        case 7: c[0] = rng() % 2 ? full : 0; break;
+        case 8: c[0] = int(int64_t(full) * (rng() % 7) / 6); break;  // sector boundaries of the hue code
+        default: break;
+    }
+    if constexpr (std::is_same_v<T, float>) {
+        if (rng() % 8 == 0) {  // out of range and near-gray floats run through the formulas too
+            for (int k = 0; k < 3; ++k) p[k] = std::uniform_real_distribution<float>(-0.2f, 1.2f)(rng);
+            if (rng() % 2) p[1] = p[0] + 1e-8f, p[2] = p[0];
+            return;
+        }
+    }
+    for (int k = 0; k < 3; ++k) p[k] = sample<T>(c[k]);
+}
+
+template <class T>
+void checkRgb(bool fwd, bool ac4, int w, int h, uint32_t seed, bool negative = false) {
+    const int n = ac4 ? 4 : 3, pad = 2, step = w * n + pad;
+    std::mt19937 rng(seed);
+    std::vector<T> src(size_t(step) * h), dst(size_t(step) * h);
+    for (auto& v : src) v = sample<T>(int(rng() % 256));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) fillPixel(rng, &src[size_t(y) * step + size_t(n) * x]);
+    for (auto& v : dst) v = sample<T>(int(rng() % 256));
+    const std::vector<T> before = dst;
+    const int bs = step * int(sizeof(T));
+    const size_t last = size_t(step) * (h - 1);
+    ASSERT_EQ(negative ? callRgb<T>(fwd, ac4, src.data() + last, -bs, dst.data() + last, -bs, {w, h})
+                       : callRgb<T>(fwd, ac4, src.data(), bs, dst.data(), bs, {w, h}),
+              celStatusOk);
+    for (int y = 0; y < h; ++y)
+        for (int i = 0; i < step; ++i) {
+            const size_t at = size_t(y) * step + i;
+            const int x = i / n, c = i % n;
+            if (i >= w * n || c == 3) {
+                ASSERT_EQ(0, std::memcmp(&dst[at], &before[at], sizeof(T))) << "element " << i << " of row " << y << " changed";
+                continue;
+            }
+            const T* p = &src[size_t(y) * step + size_t(n) * x];
+            T e[3];
+            rgbFamily<T>(fwd, x, w, p, e);
+            ASSERT_EQ(0, std::memcmp(&dst[at], &e[c], sizeof(T)))
+                << (fwd ? "fwd" : "rev") << (ac4 ? " AC4" : " C3") << " w " << w << " x " << x << " c " << c << " src "
+                << +p[0] << "," << +p[1] << "," << +p[2] << " got " << +dst[at] << " want " << +e[c];
+        }
+}
+
+template <class T>
+class HlsRgb : public ::testing::Test {};
+using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
+TYPED_TEST_SUITE(HlsRgb, Depths);
+
+TYPED_TEST(HlsRgb, MatchesModelBothWaysBothLayouts) {
+    uint32_t seed = 1;
+    for (bool fwd : {true, false})
+        for (bool ac4 : {false, true})
+            for (int h : {1, 3})
+                for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 33, 100}) checkRgb<TypeParam>(fwd, ac4, w, h, seed++);
+}
+
+TYPED_TEST(HlsRgb, NegativeStepsWalkUpward) {
+    for (bool fwd : {true, false})
+        for (bool ac4 : {false, true}) checkRgb<TypeParam>(fwd, ac4, 19, 5, 99, true);
+}
+
+// ---- BGR family ---------------------------------------------------------------------------------------
+enum Form { kC3P3, kP3C3, kP3, kAC4P4, kAP4C4, kAP4, kAC4 };
+const char* const kFormName[] = {"C3P3R", "P3C3R", "P3R", "AC4P4R", "AP4C4R", "AP4R", "AC4R"};
+bool srcPlanar(Form f) { return f == kP3C3 || f == kP3 || f == kAP4C4 || f == kAP4; }
+bool dstPlanar(Form f) { return f == kC3P3 || f == kP3 || f == kAC4P4 || f == kAP4; }
+int channels(Form f) { return f >= kAC4P4 ? 4 : 3; }
+
+CelStatus callBgr(bool fwd, Form f, const uint8_t* s, const uint8_t* const* sp, int ss, uint8_t* d, uint8_t** dp, int ds,
+                  CelSize roi) {
+#define CEL_B(fam)                                                                       \
+    switch (f) {                                                                         \
+        case kC3P3: return celi##fam##_8u_C3P3R(s, ss, dp, ds, roi);                     \
+        case kP3C3: return celi##fam##_8u_P3C3R(sp, ss, d, ds, roi);                     \
+        case kP3: return celi##fam##_8u_P3R(sp, ss, dp, ds, roi);                        \
+        case kAC4P4: return celi##fam##_8u_AC4P4R(s, ss, dp, ds, roi);                   \
+        case kAP4C4: return celi##fam##_8u_AP4C4R(sp, ss, d, ds, roi);                   \
+        case kAP4: return celi##fam##_8u_AP4R(sp, ss, dp, ds, roi);                      \
+        default: break;                                                                  \
+    }
+    if (fwd) {
+        CEL_B(BGRToHLS)
+        return celiBGRToHLS_8u_AC4R(s, ss, d, ds, roi);
+    }
+    CEL_B(HLSToBGR)
+    return celStatusBadArgument;
+#undef CEL_B
+}
+
+// An image of n channels kept either interleaved (one buffer) or as n planes;
+// every row carries two guard bytes.
+struct Image {
+    bool planar;
+    int n, w, h, step;
+    std::vector<uint8_t> data;  // interleaved: h rows; planar: n planes of h rows
+    Image(bool planar, int n, int w, int h) : planar(planar), n(n), w(w), h(h), step((planar ? w : n * w) + 2) {
+        data.resize(size_t(step) * h * (planar ? n : 1));
+    }
+    uint8_t& at(int x, int y, int k) {
+        return planar ? data[size_t(k) * step * h + size_t(y) * step + x] : data[size_t(y) * step + size_t(n) * x + k];
+    }
+    uint8_t* row0() { return data.data(); }
+    std::vector<uint8_t*> planes() {
+        std::vector<uint8_t*> v;
+        for (int k = 0; k < n; ++k) v.push_back(data.data() + size_t(k) * step * h);
+        return v;
+    }
+};
+
+void checkBgr(bool fwd, Form f, int w, int h, uint32_t seed) {
+    const int n = channels(f);
+    Image src(srcPlanar(f), n, w, h), dst(dstPlanar(f), n, w, h);
+    std::mt19937 rng(seed);
+    for (auto& v : src.data) v = uint8_t(rng());
+    for (auto& v : dst.data) v = uint8_t(rng());
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            uint8_t px[3];
+            fillPixel<uint8_t>(rng, px);
+            for (int k = 0; k < 3; ++k) src.at(x, y, k) = px[k];
+        }
+    const Image before = dst;
+    auto sp = src.planes();
+    auto dp = dst.planes();
+    ASSERT_EQ(callBgr(fwd, f, src.row0(), sp.data(), src.step, dst.row0(), dp.data(), dst.step, {w, h}), celStatusOk);
+    Image expect = before;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            uint8_t p[3] = {src.at(x, y, 0), src.at(x, y, 1), src.at(x, y, 2)}, o[3];
+            bgrFamily(fwd, x, w, p, o);
+            for (int k = 0; k < 3; ++k) expect.at(x, y, k) = o[k];
+            if (n == 4 && f != kAC4) expect.at(x, y, 3) = src.at(x, y, 3);  // alpha moves across
+        }
+    for (size_t i = 0; i < dst.data.size(); ++i)
+        ASSERT_EQ(dst.data[i], expect.data[i]) << (fwd ? "BGRToHLS_" : "HLSToBGR_") << kFormName[f] << " w " << w << " byte " << i;
+}
+
+TEST(HlsBgr, EveryLayoutMatchesModel) {
+    uint32_t seed = 5;
+    for (bool fwd : {true, false})
+        for (int f = kC3P3; f <= kAC4; ++f) {
+            if (!fwd && f == kAC4) continue;
+            for (int h : {1, 3})
+                for (int w : {1, 3, 7, 8, 9, 15, 16, 17, 33, 100}) checkBgr(fwd, Form(f), w, h, seed++);
+        }
+}
+
+// ---- The whole 8u space ------------------------------------------------------------------------------------
+// Every triple in rows wholly on the body (4096 wide) and in rows of one
+// pixel (wholly on the tail).  Unoptimised builds take every 5th triple.
+#ifdef NDEBUG
+constexpr int kStride = 1;
+#else
+constexpr int kStride = 5;
+#endif
+
+template <class Call, class Model>
+void sweep(Call call, Model model) {
+    const int count = ((1 << 24) + kStride - 1) / kStride, w = 4096, rows = (count + w - 1) / w;
+    std::vector<uint8_t> src(size_t(rows) * w * 3, 0), body(src.size()), tail(src.size());
+    for (int k = 0; k < count; ++k) {
+        const int v = k * kStride;
+        src[3 * size_t(k)] = uint8_t(v >> 16), src[3 * size_t(k) + 1] = uint8_t(v >> 8), src[3 * size_t(k) + 2] = uint8_t(v);
+    }
+    ASSERT_EQ(call(src.data(), 3 * w, body.data(), w, rows), celStatusOk);
+    ASSERT_EQ(call(src.data(), 3, tail.data(), 1, int(src.size() / 3)), celStatusOk);
+    for (int k = 0; k < count; ++k) {
+        uint8_t eb[3], et[3];
+        model(0, w, &src[3 * size_t(k)], eb);
+        model(0, 1, &src[3 * size_t(k)], et);
+        for (int c = 0; c < 3; ++c) {
+            ASSERT_EQ(body[3 * size_t(k) + c], eb[c]) << "body, triple " << k * kStride << " c " << c;
+            ASSERT_EQ(tail[3 * size_t(k) + c], et[c]) << "tail, triple " << k * kStride << " c " << c;
+        }
+    }
+}
+
+TEST(HlsSweep, RGBToHLS8u) {
+    sweep([](const uint8_t* s, int ss, uint8_t* d, int w, int h) { return celiRGBToHLS_8u_C3R(s, ss, d, ss, {w, h}); },
+          [](int x, int w, const uint8_t* p, uint8_t* o) { rgbFamily<uint8_t>(true, x, w, p, o); });
+}
+TEST(HlsSweep, HLSToRGB8u) {
+    sweep([](const uint8_t* s, int ss, uint8_t* d, int w, int h) { return celiHLSToRGB_8u_C3R(s, ss, d, ss, {w, h}); },
+          [](int x, int w, const uint8_t* p, uint8_t* o) { rgbFamily<uint8_t>(false, x, w, p, o); });
+}
+// The BGR forms through their planar destination, gathered back to pixels.
+template <CelStatus (*Fn)(const uint8_t*, int, uint8_t* [3], int, CelSize)>
+CelStatus toPlanesAndBack(const uint8_t* s, int ss, uint8_t* d, int w, int h) {
+    std::vector<uint8_t> planes(size_t(w) * h * 3);
+    uint8_t* dp[3] = {planes.data(), planes.data() + size_t(w) * h, planes.data() + 2 * size_t(w) * h};
+    const CelStatus st = Fn(s, ss, dp, w, {w, h});
+    for (size_t i = 0; i < size_t(w) * h; ++i)
+        for (int k = 0; k < 3; ++k) d[3 * i + k] = dp[k][i];
+    return st;
+}
+
+TEST(HlsSweep, BGRToHLS8u) {
+    sweep(toPlanesAndBack<celiBGRToHLS_8u_C3P3R>, [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(true, x, w, p, o); });
+}
+TEST(HlsSweep, HLSToBGR8u) {
+    sweep(toPlanesAndBack<celiHLSToBGR_8u_C3P3R>, [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(false, x, w, p, o); });
+}
+
+// ---- Worked values ---------------------------------------------------------------------------------------
+std::vector<int> hls8(uint8_t r, uint8_t g, uint8_t b, int width) {
+    std::vector<uint8_t> s(3 * width), d(3 * width);
+    for (int x = 0; x < width; ++x) s[3 * x] = r, s[3 * x + 1] = g, s[3 * x + 2] = b;
+    EXPECT_EQ(celiRGBToHLS_8u_C3R(s.data(), 3 * width, d.data(), 3 * width, {width, 1}), celStatusOk);
+    return {d[0], d[1], d[2]};
+}
+
+TEST(HlsWorked, Rgb8uColours) {
+    for (int w : {4, 1}) {
+        EXPECT_EQ(hls8(0, 0, 0, w), (std::vector<int>{0, 0, 0}));
+        EXPECT_EQ(hls8(255, 255, 255, w), (std::vector<int>{0, 255, 0}));
+        EXPECT_EQ(hls8(90, 90, 90, w), (std::vector<int>{0, 90, 0}));
+        EXPECT_EQ(hls8(255, 0, 0, w), (std::vector<int>{0, 128, 255}));  // L 127.5 to even
+        EXPECT_EQ(hls8(0, 255, 0, w)[0], 85);
+        EXPECT_EQ(hls8(0, 0, 255, w)[0], 170);
+        EXPECT_EQ(hls8(255, 0, 1, w)[0], 255);  // 359.76 degrees, 254.8 to nearest
+    }
+}
+
+TEST(HlsWorked, BgrTruncates) {
+    const uint8_t b[8] = {0}, g[8] = {0}, r[8] = {255, 255, 255, 255, 255, 255, 255, 255};
+    const uint8_t* sp[3] = {b, g, r};
+    for (int w : {8, 1}) {
+        uint8_t h[8], l[8], s[8];
+        uint8_t* dp[3] = {h, l, s};
+        ASSERT_EQ(celiBGRToHLS_8u_P3R(sp, 8, dp, 8, {w, 1}), celStatusOk);
+        EXPECT_EQ(h[0], 0);
+        EXPECT_EQ(l[0], 127);  // truncated
+        uint8_t b2[8] = {1, 1, 1, 1, 1, 1, 1, 1};
+        const uint8_t* sp2[3] = {b2, g, r};
+        ASSERT_EQ(celiBGRToHLS_8u_P3R(sp2, 8, dp, 8, {w, 1}), celStatusOk);
+        EXPECT_EQ(h[0], 254);
+    }
+}
+
+TEST(HlsWorked, FloatGrayAndHueEnd) {
+    const float nearGray[3] = {0.5f, 0.5f + 1e-8f, 0.5f};
+    float o[3];
+    ASSERT_EQ(celiRGBToHLS_32f_C3R(nearGray, 12, o, 12, {1, 1}), celStatusOk);
+    EXPECT_EQ(o[0], 0.0f);
+    EXPECT_EQ(o[2], 0.0f);
+    // H = 1 (360 degrees): R in the M2 zone, G in the M1 zone
+    for (int w : {4, 1}) {
+        float s[12], d[12];
+        for (int x = 0; x < 4; ++x) s[3 * x] = 1.0f, s[3 * x + 1] = 0.25f, s[3 * x + 2] = 0.5f;
+        ASSERT_EQ(celiHLSToRGB_32f_C3R(s, 12, d, 12, {w, 1}), celStatusOk);
+        EXPECT_FLOAT_EQ(d[0], 0.375f);  // M2 = (1 + 0.5) * 0.25
+        EXPECT_FLOAT_EQ(d[1], 0.125f);  // M1 = 0.5 - 0.375
+    }
+    // S of 0: R = G = B whatever H holds
+    const float s0[6] = {0.3f, 0.7f, 0.0f, 0.9f, 0.2f, 0.0f};
+    float d0[6];
+    ASSERT_EQ(celiHLSToRGB_32f_C3R(s0, 12, d0, 12, {2, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<float>(d0, d0 + 6)), (std::vector<float>{0.7f, 0.7f, 0.7f, 0.2f, 0.2f, 0.2f}));
+    const uint16_t g16[3] = {12345, 4321, 0};
+    uint16_t o16[3];
+    ASSERT_EQ(celiHLSToRGB_16u_C3R(g16, 6, o16, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<int>{o16[0], o16[1], o16[2]}), (std::vector<int>{4321, 4321, 4321}));
+}
+
+TEST(HlsWorked, AlphaPlaneCopiedAndAlphaKept) {
+    uint8_t c[32], a[8] = {1, 2, 3, 4, 5, 6, 7, 250}, p0[8] = {}, p1[8] = {}, p2[8] = {}, pa[8] = {};
+    for (int i = 0; i < 32; ++i) c[i] = uint8_t(i * 37);
+    uint8_t* dp[4] = {p0, p1, p2, pa};
+    const uint8_t* sp[4] = {p0, p1, p2, a};
+    ASSERT_EQ(celiBGRToHLS_8u_AC4P4R(c, 32, dp, 8, {8, 1}), celStatusOk);
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(pa[x], c[4 * x + 3]);
+    uint8_t out[32];
+    std::memset(out, 0x11, 32);
+    ASSERT_EQ(celiHLSToBGR_8u_AP4C4R(sp, 8, out, 32, {8, 1}), celStatusOk);
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(out[4 * x + 3], a[x]);
+    ASSERT_EQ(celiBGRToHLS_8u_AP4R(sp, 8, dp, 8, {5, 1}), celStatusOk);
+    for (int x = 0; x < 5; ++x) EXPECT_EQ(pa[x], a[x]);
+    uint8_t keep[32];
+    std::memset(keep, 0x5A, 32);
+    ASSERT_EQ(celiRGBToHLS_8u_AC4R(c, 32, keep, 32, {8, 1}), celStatusOk);
+    ASSERT_EQ(celiBGRToHLS_8u_AC4R(c, 32, keep, 32, {7, 1}), celStatusOk);
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(keep[4 * x + 3], 0x5A);
+}
+
+// ---- Statuses -----------------------------------------------------------------------------------------------
+TEST(HlsChecks, RgbPointersThenSizes) {
+    uint8_t s[48] = {}, d[48];
+    std::memset(d, 0x33, sizeof d);
+    EXPECT_EQ(celiRGBToHLS_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
+    EXPECT_EQ(celiHLSToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
+    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}}) {
+        EXPECT_EQ(celiRGBToHLS_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
+        EXPECT_EQ(celiHLSToRGB_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
+    }
+    // steps are not examined in the RGB family
+    EXPECT_EQ(celiRGBToHLS_8u_C3R(s, -3, d, 0, {1, 1}), celStatusOk);
+    for (int i = 3; i < 48; ++i) EXPECT_EQ(d[i], 0x33);
+    float fs[12] = {}, fd[12];
+    int16_t ss[12] = {}, sd[12];
+    uint16_t us[12] = {}, ud[12];
+    EXPECT_EQ(celiRGBToHLS_32f_AC4R(fs, 16, fd, 16, {0, 1}), celStatusBadSize);
+    EXPECT_EQ(celiHLSToRGB_32f_C3R(nullptr, 12, fd, 12, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiRGBToHLS_16s_C3R(ss, 6, nullptr, 6, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiHLSToRGB_16s_AC4R(ss, 8, sd, 8, {1, -1}), celStatusBadSize);
+    EXPECT_EQ(celiRGBToHLS_16u_AC4R(us, 8, ud, 8, {-1, 1}), celStatusBadSize);
+    EXPECT_EQ(celiHLSToRGB_16u_C3R(nullptr, 6, ud, 6, {-1, 1}), celStatusNullPointer);
+}
+
+TEST(HlsChecks, BgrPointersStepsSizesAndNothingWritten) {
+    uint8_t s[64] = {}, p0[16], p1[16], p2[16], p3[16];
+    for (uint8_t* p : {p0, p1, p2, p3}) std::memset(p, 0x44, 16);
+    uint8_t* dp[4] = {p0, p1, p2, p3};
+    uint8_t* dnull[4] = {p0, nullptr, p2, p3};
+    const uint8_t* sp[4] = {s, s + 16, s + 32, s + 48};
+    const uint8_t* snull[4] = {s, s + 16, s + 32, nullptr};
+    // pointers first, plane members included
+    EXPECT_EQ(celiBGRToHLS_8u_C3P3R(s, 0, dnull, 0, {0, 0}), celStatusNullPointer);
+    EXPECT_EQ(celiBGRToHLS_8u_AP4R(snull, 16, dp, 16, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiHLSToBGR_8u_AP4C4R(snull, 16, p0, 16, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiHLSToBGR_8u_P3R(nullptr, 16, dp, 16, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiHLSToBGR_8u_AC4P4R(s, 16, nullptr, 16, {1, 1}), celStatusNullPointer);
+    // steps ahead of sizes in the forms with planes
+    EXPECT_EQ(celiBGRToHLS_8u_P3R(sp, 0, dp, 16, {0, 0}), celStatusBadStep);
+    EXPECT_EQ(celiBGRToHLS_8u_P3C3R(sp, 16, p0, -48, {0, 1}), celStatusBadStep);
+    EXPECT_EQ(celiHLSToBGR_8u_C3P3R(s, 48, dp, 0, {1, 1}), celStatusBadStep);
+    EXPECT_EQ(celiHLSToBGR_8u_AP4R(sp, 16, dp, 16, {0, 1}), celStatusBadSize);
+    EXPECT_EQ(celiBGRToHLS_8u_AC4P4R(s, 64, dp, 16, {1, 0}), celStatusBadSize);
+    // the interleaved AC4R form: sizes ahead of steps
+    EXPECT_EQ(celiBGRToHLS_8u_AC4R(s, 0, p0, 0, {0, 1}), celStatusBadSize);
+    EXPECT_EQ(celiBGRToHLS_8u_AC4R(s, 0, p0, 16, {1, 1}), celStatusBadStep);
+    EXPECT_EQ(celiBGRToHLS_8u_AC4R(nullptr, 0, p0, 16, {0, 1}), celStatusNullPointer);
+    for (uint8_t* p : {p0, p1, p2, p3})
+        for (int i = 0; i < 16; ++i) EXPECT_EQ(p[i], 0x44);
+}
+
+}  // namespace

@@ -1,0 +1,328 @@
+// RGB <-> HSV, 8u and 16u, C3 and AC4: a model written from the formulas
+// (reciprocal approximations where the 8u forward form takes them, the
+// sextant table in reverse), the whole 8u input space through body and
+// tail, special colours, worked values, alpha kept, canaries, statuses.
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+#include "celcc.h"
+
+namespace {
+
+// ---- Model ----------------------------------------------------------------------------
+float approxRecip(float v) { return _mm_cvtss_f32(_mm_rcp_ss(_mm_set_ss(v))); }
+int toNearest(float v) { return int(std::nearbyint(v)); }  // default mode: ties to even
+int maxOf(int a, int b, int c) { return std::max(a, std::max(b, c)); }
+int minOf(int a, int b, int c) { return std::min(a, std::min(b, c)); }
+
+void fwd8(const uint8_t* p, int o[3]) {
+    const int R = p[0], G = p[1], B = p[2], M = maxOf(R, G, B), D = M - minOf(R, G, B);
+    o[2] = M;
+    if (M == 0 || D == 0) {
+        o[0] = o[1] = 0;
+        return;
+    }
+    const float r1 = approxRecip(float(D));
+    volatile float sm = approxRecip(float(M)) * float(D);
+    o[1] = toNearest(sm * 255.0f);
+    const float a = float(M - R) * r1, b = float(M - G) * r1, c = float(M - B) * r1;
+    volatile float h = 0;
+    if (M == R) h = c - b;
+    if (M == G) {
+        volatile float t = a - c;
+        h = t + 2.0f;
+    }
+    if (M == B) {
+        volatile float t = b - a;
+        h = t + 4.0f;
+    }
+    float hh = h * 42.5f;
+    if (hh < 0) hh += 255.0f;
+    o[0] = toNearest(hh);
+}
+
+void fwd16(const uint16_t* p, int o[3]) {
+    const int R = p[0], G = p[1], B = p[2], M = maxOf(R, G, B), D = M - minOf(R, G, B);
+    o[2] = M;
+    float h = 0;
+    o[1] = 0;
+    if (M != 0 && D != 0) {
+        const float q = 1.0f / float(D);
+        volatile float ratio = float(D) / float(M);
+        volatile float sc = ratio * 65535.0f;
+        o[1] = int(sc + 0.5f);
+        const float a = float(M - R) * q, b = float(M - G) * q, c = float(M - B) * q;
+        volatile float t;
+        if (M == B) {
+            t = 4.0f - a;
+            h = t + b;
+        } else if (M == G) {
+            t = a + 2.0f;
+            h = t - c;
+        } else {
+            h = c - b;
+        }
+        volatile float test = h + 1.1920929e-7f;
+        if (test < 0) h += 6.0f;
+    }
+    volatile float scaled = h * 65535.0f;
+    volatile float sixth = scaled / 6.0f;
+    o[0] = int(sixth + 0.5f);
+}
+
+template <int Full>
+void rev(int H, int S, int V, int o[3]) {
+    if (S == 0) {
+        o[0] = o[1] = o[2] = V;
+        return;
+    }
+    volatile float h = 0.0f;
+    if (H != Full) {
+        volatile float t = Full == 255 ? float(H) * 1.4117647f : float(H) * 0.016666668f;
+        h = Full == 255 ? t * 0.016666668f : t * 0.005493248f;
+    }
+    const int i = int(h);
+    const float f = h - float(i);
+    volatile float unit = float(S) * (Full == 255 ? 0.003921569f : 1.5259022e-5f);
+    const float w = float(V) * unit;
+    volatile float fw = f * w;
+    volatile float vw = float(V) - w;
+    const int lo = toNearest(vw), down = toNearest(float(V) - fw), up = toNearest(vw + fw);
+    const int table[6][3] = {{V, up, lo}, {down, V, lo}, {lo, V, up}, {lo, down, V}, {up, lo, V}, {V, lo, down}};
+    ASSERT_LT(i, 6);
+    for (int k = 0; k < 3; ++k) o[k] = std::min(std::max(table[i][k], 0), Full);
+}
+
+template <class T>
+void model(bool fwd, const T* p, int o[3]) {
+    if constexpr (std::is_same_v<T, uint8_t>) {
+        if (fwd)
+            fwd8(p, o);
+        else
+            rev<255>(p[0], p[1], p[2], o);
+    } else {
+        if (fwd)
+            fwd16(p, o);
+        else
+            rev<65535>(p[0], p[1], p[2], o);
+    }
+}
+
+// ---- Library calls ------------------------------------------------------------------------
+template <class T>
+CelStatus call(bool fwd, bool ac4, const T* s, int ss, T* d, int ds, CelSize roi) {
+#define CEL_HSV(depth)                                                                                                  \
+    return fwd ? (ac4 ? celiRGBToHSV_##depth##_AC4R(s, ss, d, ds, roi) : celiRGBToHSV_##depth##_C3R(s, ss, d, ds, roi)) \
+               : (ac4 ? celiHSVToRGB_##depth##_AC4R(s, ss, d, ds, roi) : celiHSVToRGB_##depth##_C3R(s, ss, d, ds, roi));
+    if constexpr (std::is_same_v<T, uint8_t>) { CEL_HSV(8u) }
+    else { CEL_HSV(16u) }
+#undef CEL_HSV
+}
+
+// Random samples, a quarter of the pixels special: grays, primaries,
+// secondaries, ties of the maximum, hue codes at the circle's ends.
+template <class T>
+void fillPixel(std::mt19937& rng, T* p) {
+    const int full = std::is_same_v<T, uint8_t> ? 255 : 65535;
+    const unsigned kind = rng() % 16;
+    const int v = int(rng() % (full + 1)), u = int(rng() % (full + 1));
+    int c[3] = {int(rng() % (full + 1)), int(rng() % (full + 1)), int(rng() % (full + 1))};
+    switch (kind) {
+        case 0: c[0] = c[1] = c[2] = v; break;                       // gray (hue code anything)
+        case 1: c[0] = v, c[1] = c[2] = 0; break;                    // pure red / hue 0
+        case 2: c[rng() % 3] = full; c[rng() % 3] = 0; break;        // full and zero channels
+        case 3: c[0] = c[2] = v, c[1] = u; break;                    // R = B
+        case 4: c[0] = c[1] = v, c[2] = u; break;                    // R = G
+        case 5: c[1] = c[2] = v, c[0] = u; break;                    // G = B
+        case 6: c[0] = full; break;                                  // hue code full
+        case 7: c[1] = 0; break;                                     // saturation 0
+        default: break;
+    }
+    for (int k = 0; k < 3; ++k) p[k] = static_cast<T>(c[k]);
+}
+
+// A random image against the model, every element of every row compared,
+// two guard elements after each row and the fourth elements of AC4 checked.
+template <class T>
+void checkRandom(bool fwd, bool ac4, int w, int h, uint32_t seed, bool negative = false) {
+    const int n = ac4 ? 4 : 3, pad = 2, step = w * n + pad;
+    std::mt19937 rng(seed);
+    std::vector<T> src(size_t(step) * h), dst(size_t(step) * h);
+    for (auto& v : src) v = static_cast<T>(rng());
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) fillPixel(rng, &src[size_t(y) * step + size_t(n) * x]);
+    for (auto& v : dst) v = static_cast<T>(rng());
+    const std::vector<T> before = dst;
+    const int bs = step * int(sizeof(T));
+    const size_t last = size_t(step) * (h - 1);
+    ASSERT_EQ(negative ? call<T>(fwd, ac4, src.data() + last, -bs, dst.data() + last, -bs, {w, h})
+                       : call<T>(fwd, ac4, src.data(), bs, dst.data(), bs, {w, h}),
+              celStatusOk);
+    for (int y = 0; y < h; ++y)
+        for (int i = 0; i < step; ++i) {
+            const size_t at = size_t(y) * step + i;
+            const int x = i / n, c = i % n;
+            if (i >= w * n || c == 3) {
+                ASSERT_EQ(dst[at], before[at]) << "element " << i << " of row " << y << " changed";
+                continue;
+            }
+            const T* p = &src[size_t(y) * step + size_t(n) * x];
+            int e[3];
+            model<T>(fwd, p, e);
+            ASSERT_EQ(int(dst[at]), e[c]) << (fwd ? "fwd" : "rev") << (ac4 ? " AC4" : " C3") << " w " << w << " x " << x
+                                          << " c " << c << " src " << int(p[0]) << "," << int(p[1]) << "," << int(p[2]);
+        }
+}
+
+template <class T>
+class Hsv : public ::testing::Test {};
+using Depths = ::testing::Types<uint8_t, uint16_t>;
+TYPED_TEST_SUITE(Hsv, Depths);
+
+TYPED_TEST(Hsv, MatchesModelBothWaysBothLayouts) {
+    uint32_t seed = 1;
+    for (bool fwd : {true, false})
+        for (bool ac4 : {false, true})
+            for (int h : {1, 3})
+                for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 33, 100}) checkRandom<TypeParam>(fwd, ac4, w, h, seed++);
+}
+
+TYPED_TEST(Hsv, NegativeStepsWalkUpward) {
+    for (bool fwd : {true, false})
+        for (bool ac4 : {false, true}) checkRandom<TypeParam>(fwd, ac4, 19, 5, 77, true);
+}
+
+// Every 8u triple, in rows that run wholly on the vector body (width 4096)
+// and in rows of one pixel that run wholly on the tail.  Unoptimised builds
+// take every 5th triple.
+#ifdef NDEBUG
+constexpr int kSweepStride = 1;
+#else
+constexpr int kSweepStride = 5;
+#endif
+
+void sweep8(bool fwd) {
+    const int total = 1 << 24;
+    const int count = (total + kSweepStride - 1) / kSweepStride;
+    const int w = 4096, rows = (count + w - 1) / w;
+    std::vector<uint8_t> src(size_t(rows) * w * 3, 0), body(src.size(), 0xA5), tail(src.size(), 0xA5);
+    for (int k = 0; k < count; ++k) {
+        const int v = k * kSweepStride;
+        src[3 * size_t(k)] = uint8_t(v >> 16), src[3 * size_t(k) + 1] = uint8_t(v >> 8), src[3 * size_t(k) + 2] = uint8_t(v);
+    }
+    ASSERT_EQ(call<uint8_t>(fwd, false, src.data(), 3 * w, body.data(), 3 * w, {w, rows}), celStatusOk);
+    ASSERT_EQ(call<uint8_t>(fwd, false, src.data(), 3, tail.data(), 3, {1, int(src.size() / 3)}), celStatusOk);
+    for (int k = 0; k < count; ++k) {
+        int e[3];
+        model<uint8_t>(fwd, &src[3 * size_t(k)], e);
+        for (int c = 0; c < 3; ++c) {
+            ASSERT_EQ(body[3 * size_t(k) + c], e[c]) << "body, triple " << k * kSweepStride << " c " << c;
+            ASSERT_EQ(tail[3 * size_t(k) + c], e[c]) << "tail, triple " << k * kSweepStride << " c " << c;
+        }
+    }
+}
+
+TEST(HsvSweep, EveryRGBTriple8u) { sweep8(true); }
+TEST(HsvSweep, EveryHSVTriple8u) { sweep8(false); }
+
+// ---- Worked values ---------------------------------------------------------------------------
+std::vector<int> hsv8(uint8_t r, uint8_t g, uint8_t b, int width) {
+    std::vector<uint8_t> s(3 * width), d(3 * width);
+    for (int x = 0; x < width; ++x) s[3 * x] = r, s[3 * x + 1] = g, s[3 * x + 2] = b;
+    EXPECT_EQ(celiRGBToHSV_8u_C3R(s.data(), 3 * width, d.data(), 3 * width, {width, 1}), celStatusOk);
+    return {d[0], d[1], d[2]};
+}
+
+TEST(HsvWorked, Primaries8uBodyAndTail) {
+    for (int w : {4, 1}) {
+        EXPECT_EQ(hsv8(0, 0, 0, w), (std::vector<int>{0, 0, 0}));
+        EXPECT_EQ(hsv8(77, 77, 77, w), (std::vector<int>{0, 0, 77}));
+        const auto red = hsv8(255, 0, 0, w);
+        EXPECT_EQ(red[0], 0);
+        EXPECT_TRUE(red[1] == 254 || red[1] == 255) << red[1];  // the uncorrected reciprocal of 255
+        EXPECT_EQ(red[2], 255);
+        EXPECT_EQ(hsv8(0, 255, 0, w)[0], 85);
+        EXPECT_EQ(hsv8(0, 0, 255, w)[0], 170);
+        EXPECT_EQ(hsv8(255, 0, 255, w)[0], 212);  // blue wins: h = 5, 212.5 to even
+    }
+}
+
+TEST(HsvWorked, Primaries16u) {
+    const uint16_t px[5][3] = {{65535, 0, 0}, {0, 65535, 0}, {0, 0, 65535}, {65535, 0, 65535}, {300, 300, 300}};
+    uint16_t o[15];
+    ASSERT_EQ(celiRGBToHSV_16u_C3R(&px[0][0], 30, o, 30, {5, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<int>{o[0], o[1], o[2]}), (std::vector<int>{0, 65535, 65535}));
+    EXPECT_EQ(o[3], 21845);   // 2 sextants
+    EXPECT_EQ(o[6], 43690);   // 4 sextants
+    EXPECT_EQ(o[9], 54613);   // R = B: blue wins, 5 sextants
+    EXPECT_EQ((std::vector<int>{o[12], o[13], o[14]}), (std::vector<int>{0, 0, 300}));
+}
+
+TEST(HsvWorked, ReverseHueCircleAndGray) {
+    for (int w : {4, 1}) {
+        std::vector<uint8_t> s(12), a(12), b(12);
+        for (int x = 0; x < 4; ++x) s[3 * x] = 0, s[3 * x + 1] = 200, s[3 * x + 2] = 180;
+        ASSERT_EQ(celiHSVToRGB_8u_C3R(s.data(), 12, a.data(), 12, {w, 1}), celStatusOk);
+        for (int x = 0; x < 4; ++x) s[3 * x] = 255;
+        ASSERT_EQ(celiHSVToRGB_8u_C3R(s.data(), 12, b.data(), 12, {w, 1}), celStatusOk);
+        EXPECT_EQ(a, b);
+        EXPECT_EQ(a[0], 180);  // hue 0: red is V
+        for (int x = 0; x < 4; ++x) s[3 * x] = uint8_t(37 * x), s[3 * x + 1] = 0, s[3 * x + 2] = 99;
+        ASSERT_EQ(celiHSVToRGB_8u_C3R(s.data(), 12, a.data(), 12, {w, 1}), celStatusOk);
+        for (int k = 0; k < 3 * w; ++k) EXPECT_EQ(a[k], 99);
+    }
+    const uint16_t s16[6] = {65535, 40000, 50000, 0, 40000, 50000};
+    uint16_t o16[6];
+    ASSERT_EQ(celiHSVToRGB_16u_C3R(s16, 12, o16, 12, {2, 1}), celStatusOk);
+    EXPECT_EQ(o16[0], o16[3]);
+    EXPECT_EQ(o16[1], o16[4]);
+    EXPECT_EQ(o16[2], o16[5]);
+}
+
+TEST(HsvWorked, AlphaOfAC4Untouched) {
+    std::vector<uint8_t> s(4 * 9), d(4 * 9);
+    std::vector<uint16_t> s16(4 * 9), d16(4 * 9);
+    for (size_t i = 0; i < s.size(); ++i) s[i] = uint8_t(i * 29), d[i] = uint8_t(i * 7 + 1), s16[i] = uint16_t(i * 7919), d16[i] = uint16_t(i * 31 + 5);
+    const auto d0 = d;
+    const auto d160 = d16;
+    ASSERT_EQ(celiRGBToHSV_8u_AC4R(s.data(), 36, d.data(), 36, {9, 1}), celStatusOk);
+    for (int x = 0; x < 9; ++x) EXPECT_EQ(d[4 * x + 3], d0[4 * x + 3]);
+    ASSERT_EQ(celiHSVToRGB_8u_AC4R(s.data(), 36, d.data(), 36, {9, 1}), celStatusOk);
+    for (int x = 0; x < 9; ++x) EXPECT_EQ(d[4 * x + 3], d0[4 * x + 3]);
+    ASSERT_EQ(celiRGBToHSV_16u_AC4R(s16.data(), 72, d16.data(), 72, {9, 1}), celStatusOk);
+    for (int x = 0; x < 9; ++x) EXPECT_EQ(d16[4 * x + 3], d160[4 * x + 3]);
+    ASSERT_EQ(celiHSVToRGB_16u_AC4R(s16.data(), 72, d16.data(), 72, {9, 1}), celStatusOk);
+    for (int x = 0; x < 9; ++x) EXPECT_EQ(d16[4 * x + 3], d160[4 * x + 3]);
+}
+
+// ---- Statuses -----------------------------------------------------------------------------------
+TEST(HsvChecks, PointersThenSizesAndNothingWritten) {
+    uint8_t s[48] = {}, d[48];
+    uint16_t s16[48] = {}, d16[48];
+    std::memset(d, 0x33, sizeof d);
+    std::memset(d16, 0x33, sizeof d16);
+    EXPECT_EQ(celiRGBToHSV_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
+    EXPECT_EQ(celiHSVToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiRGBToHSV_16u_AC4R(nullptr, 8, d16, 8, {-1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiHSVToRGB_16u_C3R(s16, 6, nullptr, 6, {1, 1}), celStatusNullPointer);
+    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}}) {
+        EXPECT_EQ(celiRGBToHSV_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
+        EXPECT_EQ(celiRGBToHSV_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
+        EXPECT_EQ(celiHSVToRGB_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
+        EXPECT_EQ(celiHSVToRGB_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
+        EXPECT_EQ(celiRGBToHSV_16u_C3R(s16, 6, d16, 6, bad), celStatusBadSize);
+        EXPECT_EQ(celiRGBToHSV_16u_AC4R(s16, 8, d16, 8, bad), celStatusBadSize);
+        EXPECT_EQ(celiHSVToRGB_16u_C3R(s16, 6, d16, 6, bad), celStatusBadSize);
+        EXPECT_EQ(celiHSVToRGB_16u_AC4R(s16, 8, d16, 8, bad), celStatusBadSize);
+    }
+    for (uint8_t v : d) EXPECT_EQ(v, 0x33);
+    for (uint16_t v : d16) EXPECT_EQ(v, 0x3333);
+}
+
+}  // namespace
