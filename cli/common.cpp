@@ -217,7 +217,14 @@ OutputFile::OutputFile(const std::string& path, bool force) : path_(path), force
     if (fd_ < 0) fail(path, std::string("cannot create a file in ") + dir + ": " + std::strerror(errno));
     temp_ = name.data();
     slot_ = remember(temp_);
-    fchmod(fd_, 0644 & ~[] { mode_t m = umask(0); umask(m); return m; }());
+    // The mode an ordinary new file gets.  The umask is read once, under the
+    // guard of the static's initialisation, so no thread sees it set to 0.
+    static const mode_t mask = [] {
+        const mode_t m = umask(0);
+        umask(m);
+        return m;
+    }();
+    fchmod(fd_, 0644 & ~mask);
 }
 
 OutputFile::~OutputFile() {

@@ -26,5 +26,6 @@ $celcc convert "$out/astronaut.y4m" "$out/astronaut-420.png" --force -v
 $celcc mosaic "$photo" "$out/astronaut-bayer.png" --pattern rggb --force
 $celcc demosaic "$out/astronaut-bayer.png" "$out/astronaut-demosaiced.png" --pattern rggb --force -v
 $celcc dither "$photo" "$out/astronaut-dither-4.png" --levels 4 --method ordered --force -v
+$celcc dither "$photo" "$out/astronaut-fs-2.png" --levels 2 --method fs --force -v
 set +x
-echo "demo: open $out/astronaut-420.png, $out/astronaut-demosaiced.png and $out/astronaut-dither-4.png"
+echo "demo: open $out/astronaut-420.png, $out/astronaut-demosaiced.png, $out/astronaut-dither-4.png and $out/astronaut-fs-2.png"
