@@ -332,4 +332,64 @@ inline __m128 diffuseSample4(__m128 v, __m128 sum, __m128 t, const Diffusion& d,
     return _mm_andnot_ps(_mm_or_ps(hi, lo), _mm_blendv_ps(r0, r1, up));
 }
 
+// ---- One-bit output ---------------------------------------------------------
+
+// Threshold: a pixel's bit is set where the sample is strictly above the
+// threshold.  The vector twin compares 16 samples and returns their bits,
+// first sample in bit 7 of the low byte (the first output byte), the ninth
+// in bit 7 of the high byte.
+inline uint32_t aboveBit(uint8_t sample, uint8_t threshold) { return sample > threshold ? 1u : 0u; }
+template <bool ZeroThreshold>
+inline uint32_t aboveBits16(__m128i samples, __m128i threshold) {
+    // sample <= threshold where max(sample, threshold) == threshold (== 0 on the zero path)
+    const __m128i notAbove = ZeroThreshold ? _mm_cmpeq_epi8(samples, _mm_setzero_si128())
+                                           : _mm_cmpeq_epi8(_mm_max_epu8(samples, threshold), threshold);
+    // mirror each group of eight so that the first sample lands on the highest bit
+    const __m128i mirror = _mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8);
+    return ~static_cast<uint32_t>(_mm_movemask_epi8(_mm_shuffle_epi8(notAbove, mirror))) & 0xFFFFu;
+}
+
+// Integer Stucki, in units of 1/8 of a gray step.  The weights are those of
+// kStucki; the part from the two rows above is formed for four pixels at
+// once, the part from the current row (c[x-2], c[x-1]) one pixel at a time
+// since it waits for the errors just made.
+inline constexpr int kStuckiW2[5] = {int(kStucki.w2[0]), int(kStucki.w2[1]), int(kStucki.w2[2]), int(kStucki.w2[3]),
+                                     int(kStucki.w2[4])};
+inline constexpr int kStuckiW1[5] = {int(kStucki.w1[0]), int(kStucki.w1[1]), int(kStucki.w1[2]), int(kStucki.w1[3]),
+                                     int(kStucki.w1[4])};
+inline constexpr int kStuckiW0[2] = {int(kStucki.w0[0]), int(kStucki.w0[1])};
+inline constexpr int32_t kOneBitWhite = 2047;  // full white in error units (not 2040)
+inline constexpr int32_t kOneBitFactor = 23;   // below 8192 / (8 * 42), settled
+
+// Rows above at x (r2, r1 point at x): wrapping 32-bit sums.
+inline int32_t stuckiAbove(const int32_t* r2, const int32_t* r1) {
+    uint32_t sum = 0;
+    for (int k = 0; k < 5; ++k)
+        sum += uint32_t(r2[k - 2]) * uint32_t(kStuckiW2[k]) + uint32_t(r1[k - 2]) * uint32_t(kStuckiW1[k]);
+    return static_cast<int32_t>(sum);
+}
+inline __m128i stuckiAbove4(const int32_t* r2, const int32_t* r1) {
+    __m128i sum = _mm_setzero_si128();
+    for (int k = 0; k < 5; ++k) {
+        sum = _mm_add_epi32(sum, _mm_mullo_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(r2 + k - 2)),
+                                                 _mm_set1_epi32(kStuckiW2[k])));
+        sum = _mm_add_epi32(sum, _mm_mullo_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(r1 + k - 2)),
+                                                 _mm_set1_epi32(kStuckiW1[k])));
+    }
+    return sum;
+}
+
+// One pixel from its rows-above part and the current row's c[x-2], c[x-1]:
+// a = (sample << 13) + sum * 23, no saturation; the error a >> 10, less
+// full white where the bit is set.  Returns the bit; *err receives the error.
+inline uint32_t stuckiPixel(uint8_t sample, int32_t above, int32_t cm2, int32_t cm1, uint8_t threshold, int32_t* err) {
+    const uint32_t sum = uint32_t(above) + uint32_t(cm2) * uint32_t(kStuckiW0[0]) + uint32_t(cm1) * uint32_t(kStuckiW0[1]);
+    const int32_t a = static_cast<int32_t>((uint32_t(sample) << 13) + sum * uint32_t(kOneBitFactor));
+    int32_t e = a >> 10;
+    const bool set = a > int32_t(threshold) * 8192;
+    if (set) e -= kOneBitWhite;
+    *err = e;
+    return set ? 1u : 0u;
+}
+
 }  // namespace cel::rb

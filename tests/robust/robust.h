@@ -91,6 +91,7 @@ enum Flag : uint32_t {
     kInPlace = 1u << 4,        // srcDst planes: read and written
     kRegionUnclamped = 1u << 5,  // frame shape: the destination covers the whole region, not clamped to the frame
     kHeldBack = 1u << 6,       // the row is known not to describe the export yet: sweep, threads and fuzzers pass it by
+    kDataWarning = 1u << 7,    // a warning the pixel data decides (tone mapping): accepted where success is expected, and then nothing may be written
 };
 
 struct Rule {
@@ -127,6 +128,9 @@ struct Hooks {
     int64_t (*scratchBytes)(const Call&) = nullptr;
     // Adjust freshly drawn values (e.g. keep a float range ordered).
     void (*adjust)(Call&) = nullptr;
+    // Bytes of one row of a plane where the geometry cannot say it (a
+    // bitmap that starts at a bit offset); null: from the geometry.
+    int64_t (*rowBytes)(const Call&, int plane) = nullptr;
 };
 
 // Floating-point samples are drawn from [lo, hi] (and, in the fuzzer, as raw

@@ -1,0 +1,221 @@
+// Tone mapping: both functions against the model on random images (every
+// width class of the row kernel, source and destination alignments, both
+// step signs, an overlapping source and destination), the worked values
+// and edge images (zero, subnormal, infinities, NaN, negative), statuses.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "celcc.h"
+#include "common/image_buffer.h"
+#include "common/tonemap_model.h"
+
+namespace {
+
+using celtest::ImageBuffer;
+using Fn = CelStatus (*)(const float*, int, uint8_t*, int, CelSize);
+
+struct Form {
+    const char* name;
+    Fn fn;
+    bool mean;
+};
+const Form kForms[] = {{"Linear", celiToneMapLinear_32f8u_C1R, false}, {"Mean", celiToneMapMean_32f8u_C1R, true}};
+
+// Expected bytes of the whole region, from the model; after the warning the
+// destination keeps what it held (`before`).
+std::vector<uint8_t> expected(const Form& f, const float* src, int step, int w, int h, CelStatus* st,
+                              uint8_t before = celtest::kCanary) {
+    std::vector<uint8_t> out(size_t(w) * h, 0);
+    float scale;
+    *st = celStatusOk;
+    if (f.mean) {
+        const double mean = tmmodel::fastSum(src, step, w, h) / double(w * h);
+        if (mean + mean < 0.0) *st = celStatusToneMapNegative;
+        if (!(mean + mean > 1.1754943508222875e-38)) {
+            if (*st != celStatusOk) out.assign(out.size(), before);
+            return out;
+        }
+        scale = tmmodel::meanScale(mean);
+    } else {
+        const float m = tmmodel::maxOf(src, step, w, h);
+        if (m < 0.0f) *st = celStatusToneMapNegative;
+        if (!(m > std::numeric_limits<float>::min())) {
+            if (*st != celStatusOk) out.assign(out.size(), before);
+            return out;
+        }
+        scale = tmmodel::linearScale(m);
+    }
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const float s = tmmodel::row(src, y, step)[x];
+            out[size_t(y) * w + x] = f.mean ? tmmodel::meanByte(s, scale) : tmmodel::linearByte(s, scale);
+        }
+    return out;
+}
+
+// Source of w x h floats at a float offset `shift` from a 16-byte boundary,
+// rows `padFloats` apart beyond the width.
+struct FloatImage {
+    std::vector<float> mem;
+    float* first;
+    int step;
+    FloatImage(int w, int h, int shift, int padFloats, uint32_t seed, float lo, float hi) {
+        const int stride = w + padFloats;
+        mem.assign(size_t(stride) * h + 8, std::nanf(""));
+        auto base = reinterpret_cast<uintptr_t>(mem.data());
+        const int lead = int(((16 - (base & 15)) & 15) / 4) + shift;
+        first = mem.data() + lead;
+        step = stride * 4;
+        std::mt19937 rng(seed);
+        std::uniform_real_distribution<float> d(lo, hi);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) first[size_t(y) * stride + x] = d(rng);
+    }
+};
+
+class ToneMapModel : public ::testing::TestWithParam<Form> {};
+
+TEST_P(ToneMapModel, RandomImagesMatchByteForByte) {
+    const Form f = GetParam();
+    uint32_t seed = 1;
+    for (int w : {1, 2, 3, 5, 6, 7, 8, 15, 16, 17, 23, 31, 32, 33, 47, 100, 1920})
+        for (int h : {1, 2, 3, 7})
+            for (int shift : {0, 1, 3})
+                for (int dstShift : {0, 5})
+                    for (bool negative : {false, true}) {
+                        if (w == 1920 && (h > 2 || shift == 3)) continue;
+                        FloatImage src(w, h, shift, shift + 1, seed++, -0.3f, 4.0f);
+                        ImageBuffer dst(w + dstShift, h);
+                        const int sStep = negative ? -src.step : src.step;
+                        const float* s0 = negative ? tmmodel::row(src.first, h - 1, src.step) : src.first;
+                        uint8_t* d0 = (negative ? dst.lastRow() : dst.data()) + dstShift;
+                        const int dStep = negative ? -dst.step() : dst.step();
+                        CelStatus want;
+                        const auto exp = expected(f, s0, sStep, w, h, &want);
+                        ASSERT_EQ(f.fn(s0, sStep, d0, dStep, {w, h}), want) << f.name << " w " << w << " h " << h;
+                        ASSERT_TRUE(dst.intact()) << f.name << " wrote outside the region, w " << w;
+                        for (int y = 0; y < h; ++y)
+                            for (int x = 0; x < w; ++x)
+                                ASSERT_EQ(int(d0[ptrdiff_t(y) * dStep + x]), int(exp[size_t(y) * w + x]))
+                                    << f.name << " w " << w << " h " << h << " shift " << shift << " at (" << x << ","
+                                    << y << ") sample " << tmmodel::row(s0, y, sStep)[x];
+                    }
+}
+
+// Bytes written over the floats they come from (dst == src): the row is
+// done two samples a pass, each pair read before it is stored.
+TEST_P(ToneMapModel, OverlappingRowsMatchTheModel) {
+    const Form f = GetParam();
+    for (int w : {1, 2, 9, 16, 40}) {
+        FloatImage src(w, 3, 0, 2, 77u + w, 0.0f, 2.0f);
+        CelStatus want;
+        const auto exp = expected(f, src.first, src.step, w, 3, &want);
+        auto* d = reinterpret_cast<uint8_t*>(src.first);
+        ASSERT_EQ(f.fn(src.first, src.step, d, src.step, {w, 3}), want);
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < w; ++x) ASSERT_EQ(d[y * src.step + x], exp[size_t(y) * w + x]) << f.name << " w " << w;
+    }
+}
+
+// Runs one image and returns the status; `out` keeps 0xC3 where not written.
+CelStatus runFlat(const Form& f, const std::vector<float>& src, int w, std::vector<uint8_t>& out) {
+    const int h = int(src.size()) / w;
+    out.assign(src.size(), 0xC3);
+    return f.fn(src.data(), w * 4, out.data(), w, {w, h});
+}
+
+TEST_P(ToneMapModel, EdgeImages) {
+    const Form f = GetParam();
+    const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
+    std::vector<uint8_t> out;
+    struct Case {
+        const char* what;
+        std::vector<float> src;
+        CelStatus st;
+        int fill;  // every byte, or -1: untouched
+    };
+    const std::vector<Case> cases = {
+        {"all zero", std::vector<float>(40, 0.0f), celStatusOk, 0},
+        {"negative zero", std::vector<float>(40, -0.0f), celStatusOk, 0},
+        {"all negative", std::vector<float>(40, -2.0f), celStatusToneMapNegative, -1},
+        {"largest a subnormal", std::vector<float>(40, 1e-39f), celStatusOk, 0},
+        {"largest the smallest normal", std::vector<float>(40, std::numeric_limits<float>::min()), celStatusOk, 0},
+        {"all NaN", std::vector<float>(40, nan), celStatusOk, 0},
+        {"plus infinity", {inf, 1.0f, 2.0f, 0.5f, 3.0f, 1.0f, 7.0f, 9.0f}, celStatusOk, 0},
+        {"minus infinity", std::vector<float>(40, -inf), celStatusToneMapNegative, -1},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(runFlat(f, c.src, int(c.src.size()) / 4, out), c.st) << c.what;
+        for (uint8_t b : out) ASSERT_EQ(int(b), c.fill == -1 ? 0xC3 : c.fill) << f.name << ": " << c.what;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, ToneMapModel, ::testing::ValuesIn(kForms),
+                         [](const auto& i) { return std::string(i.param.name); });
+
+// ---- Worked values -----------------------------------------------------------------
+TEST(ToneMapWorked, OnesGive255Linear127Mean) {
+    std::vector<float> src(3 * 37, 1.0f);
+    std::vector<uint8_t> out;
+    ASSERT_EQ(runFlat(kForms[0], src, 37, out), celStatusOk);
+    for (uint8_t b : out) ASSERT_EQ(b, 255);
+    ASSERT_EQ(runFlat(kForms[1], src, 37, out), celStatusOk);
+    for (uint8_t b : out) ASSERT_EQ(b, 127);
+}
+
+TEST(ToneMapWorked, MixedSignsWrapInLinearAndClampInMean) {
+    // largest 1.0, mean 0.0625: Linear scale 255, Mean scale 2040
+    const std::vector<float> src = {-1.0f, 1.0f, 0.5f, -0.25f, 0.0f, 0.0f, 0.0f, 0.25f};
+    std::vector<uint8_t> out;
+    ASSERT_EQ(runFlat(kForms[0], src, 8, out), celStatusOk);
+    EXPECT_EQ(out, (std::vector<uint8_t>{1, 255, 127, 193, 0, 0, 0, 63}));
+    ASSERT_EQ(runFlat(kForms[1], src, 8, out), celStatusOk);
+    EXPECT_EQ(out, (std::vector<uint8_t>{0, 255, 255, 0, 0, 0, 0, 255}));
+}
+
+// A single positive sample is its own maximum: 255, or 254 where
+// v * (255 / v) falls just short of 255 in single precision (no rounding
+// offset, by design).  Below 255 / FLT_MAX the scale itself is infinite
+// and the product converts to 0x80000000: byte 0.
+TEST(ToneMapWorked, OnePixelLinearGivesTheTopOrJustBelowIt) {
+    const std::vector<std::pair<float, int>> cases = {{1.5e-38f, 0}, {1e-36f, 255}, {1e-20f, 255}, {0.3f, 254},
+                                                      {0.5f, 255},   {1.0f, 255},   {7.0f, 254},   {3e38f, 255}};
+    for (auto [v, want] : cases) {
+        uint8_t d = 0;
+        ASSERT_EQ(celiToneMapLinear_32f8u_C1R(&v, 4, &d, 1, {1, 1}), celStatusOk);
+        EXPECT_EQ(int(d), want) << v;
+        EXPECT_EQ(d, tmmodel::linearByte(v, 255.0f / v)) << v;
+    }
+}
+
+TEST(ToneMapWorked, NegativeMeanWarnsEvenWithAPositiveMaximum) {
+    std::vector<float> src = {-3.0f, 1.0f, -3.0f, 1.0f};
+    std::vector<uint8_t> out;
+    EXPECT_EQ(runFlat(kForms[1], src, 4, out), celStatusToneMapNegative);
+    for (uint8_t b : out) EXPECT_EQ(b, 0xC3);
+    EXPECT_EQ(runFlat(kForms[0], src, 4, out), celStatusOk);
+    EXPECT_EQ(out, (std::vector<uint8_t>{3, 255, 3, 255}));  // -765 wraps to 3
+}
+
+// ---- Statuses -------------------------------------------------------------------------
+TEST(ToneMapStatus, PointersBeforeSizesAndNothingWritten) {
+    for (const Form& f : kForms) {
+        float src[4] = {1, 2, 3, 4};
+        uint8_t dst[4] = {9, 9, 9, 9};
+        EXPECT_EQ(f.fn(nullptr, 16, dst, 4, {4, 1}), celStatusNullPointer);
+        EXPECT_EQ(f.fn(src, 16, nullptr, 4, {4, 1}), celStatusNullPointer);
+        EXPECT_EQ(f.fn(nullptr, 16, dst, 4, {0, 0}), celStatusNullPointer);
+        EXPECT_EQ(f.fn(src, 16, dst, 4, {0, 1}), celStatusBadSize);
+        EXPECT_EQ(f.fn(src, 16, dst, 4, {4, 0}), celStatusBadSize);
+        EXPECT_EQ(f.fn(src, 16, dst, 4, {-1, 1}), celStatusBadSize);
+        for (uint8_t b : dst) EXPECT_EQ(b, 9) << f.name;
+    }
+}
+
+}  // namespace
