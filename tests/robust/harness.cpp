@@ -86,16 +86,26 @@ void planeRegion(const Call& c, int plane, int64_t& w, int64_t& h) {
     h = c.height;
 }
 
-void planeExtent(const Call& c, int plane, int64_t& rowBytes, int64_t& rows) {
+void planeExtent(const Call& c, int plane, int64_t& rowBytes, int64_t& rows, int64_t* lead, int64_t* leadRows) {
     const Subject& s = *c.subject;
     const Param* p = planeParam(s, plane);
     const Geo& g = s.row->planes[plane];
+    const int64_t unitBytes = g.unit * p->type.valueBytes;
     int64_t w, h;
     planeRegion(c, plane, w, h);
-    rowBytes = s.row->hooks.rowBytes ? (w > 0 ? s.row->hooks.rowBytes(c, plane) : 0)
-                                     : geoUnits(g, w) * g.unit * p->type.valueBytes;
+    rowBytes = s.row->hooks.rowBytes ? (w > 0 ? s.row->hooks.rowBytes(c, plane) : 0) : geoUnits(g, w) * unitBytes;
     rows = geoRows(g, h);
-    if (rowBytes <= 0 || rows <= 0) rowBytes = rows = 0;
+    int64_t col0 = 0, row0 = 0;
+    Reach r;
+    if (rowBytes > 0 && rows > 0 && s.row->hooks.reach && s.row->hooks.reach(c, plane, r)) {
+        col0 = r.col0;
+        row0 = r.row0;
+        rowBytes = r.cols * unitBytes;
+        rows = r.rows;
+    }
+    if (rowBytes <= 0 || rows <= 0) rowBytes = rows = col0 = row0 = 0;
+    if (lead) *lead = col0 * unitBytes;
+    if (leadRows) *leadRows = row0;
 }
 
 // ---- Expected status -------------------------------------------------------------------------
@@ -229,6 +239,7 @@ struct PlaneMem {
     Block block;
     uint8_t* row0 = nullptr;
     int64_t rowBytes = 0, rows = 0, step = 0;
+    int64_t lead = 0, leadRows = 0;  // the reach's first byte and row from row0's first pixel
     std::vector<uint8_t> before;
     bool source = false, inout = false;
     int sampleBytes = 1;
@@ -263,8 +274,8 @@ void fillFloats(uint8_t* p, size_t n, int bytes, uint64_t seed, double lo, doubl
 // Byte offsets (from the window) covered by the region's rows.
 void regionMask(const PlaneMem& m, std::vector<uint8_t>& mask) {
     mask.assign(m.block.winLen, 0);
-    for (int64_t r = 0; r < m.rows; ++r) {
-        const int64_t off = (m.row0 - m.block.win) + r * m.step;
+    for (int64_t r = m.leadRows; r < m.leadRows + m.rows; ++r) {
+        const int64_t off = (m.row0 - m.block.win) + r * m.step + m.lead;
         std::memset(mask.data() + off, 1, static_cast<size_t>(m.rowBytes));
     }
 }
@@ -309,17 +320,18 @@ Outcome run(const Call& c, bool guarded) {
         m.inout = isInOut(p->kind);
         m.sampleBytes = p->type.valueBytes;
         m.isFloat = p->type.isFloat;
-        planeExtent(c, i, m.rowBytes, m.rows);
+        planeExtent(c, i, m.rowBytes, m.rows, &m.lead, &m.leadRows);
         m.step = c.steps[i];
         // On an error nothing may be read or written: under guard pages every
         // image is then empty, its pointer on the first byte of a page
         // without access.
         const bool empty = guarded && out.expected < 0;
-        if (empty) m.rowBytes = m.rows = 0;
+        if (empty) m.rowBytes = m.rows = m.lead = m.leadRows = 0;
         int64_t lo = 0, hi = m.rowBytes;
         if (m.rows > 0) {
-            lo = std::min<int64_t>(0, (m.rows - 1) * m.step);
-            hi = std::max<int64_t>(m.rowBytes, (m.rows - 1) * m.step + m.rowBytes);
+            const int64_t first = m.leadRows * m.step + m.lead, last = (m.leadRows + m.rows - 1) * m.step + m.lead;
+            lo = std::min(first, last);
+            hi = std::max(first, last) + m.rowBytes;
         }
         m.block.make(static_cast<size_t>(hi - lo), guarded, c.atStart && !empty);
         m.row0 = m.block.base - lo;
@@ -486,8 +498,8 @@ Outcome run(const Call& c, bool guarded) {
             }
         }
         if (!m.source) {
-            for (int64_t r = 0; r < m.rows; ++r) {
-                const uint8_t* p = m.row0 + r * m.step;
+            for (int64_t r = m.leadRows; r < m.leadRows + m.rows; ++r) {
+                const uint8_t* p = m.row0 + r * m.step + m.lead;
                 for (int64_t k = 0; k < m.rowBytes; ++k) hash = (hash ^ p[k]) * 0x100000001B3ull;
             }
         }

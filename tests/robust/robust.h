@@ -120,6 +120,14 @@ struct Extra {
 
 struct Call;  // the values of one call, see below
 
+// What a call may touch of one plane where that is more than its region:
+// columns [col0, col0 + cols) and rows [row0, row0 + rows), in the plane's
+// width units and rows, counted from the pixel its pointer addresses (col0
+// and row0 can be negative).
+struct Reach {
+    int64_t col0 = 0, cols = 0, row0 = 0, rows = 0;
+};
+
 // Per-export hooks for what no flag says.
 struct Hooks {
     // Expected status; null: the generic rule (see expectedStatus).
@@ -131,6 +139,9 @@ struct Hooks {
     // Bytes of one row of a plane where the geometry cannot say it (a
     // bitmap that starts at a bit offset); null: from the geometry.
     int64_t (*rowBytes)(const Call&, int plane) = nullptr;
+    // The reach of a plane on a successful call; false: its region.  For
+    // exports documented to read or write around their region.
+    bool (*reach)(const Call&, int plane, Reach&) = nullptr;
 };
 
 // Floating-point samples are drawn from [lo, hi] (and, in the fuzzer, as raw
@@ -324,8 +335,11 @@ struct Call {
 
 // Effective region of each plane: width and height it is computed from.
 void planeRegion(const Call& c, int plane, int64_t& w, int64_t& h);
-// Row bytes and rows of a flattened plane for this call.
-void planeExtent(const Call& c, int plane, int64_t& rowBytes, int64_t& rows);
+// Row bytes and rows of a flattened plane for this call; `lead` and
+// `leadRows` (if given) the byte and row offsets of its reach from the
+// first pixel, 0 unless a reach hook moves them.
+void planeExtent(const Call& c, int plane, int64_t& rowBytes, int64_t& rows, int64_t* lead = nullptr,
+                 int64_t* leadRows = nullptr);
 
 // The status the export must give for this call, from its row.
 int expectedStatus(const Call& c);
