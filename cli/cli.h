@@ -45,6 +45,7 @@ void checkSize(int64_t w, int64_t h, const std::string& file);
 struct RawSpec {
     int width = 0, height = 0;
     int format = -1;
+    int retag = -1;  // a decoded PNG/PNM/JPEG picture holds this format's samples (--in-pix-fmt hsv24, ...)
 };
 
 // A file's frames, one after the other.
@@ -149,7 +150,7 @@ void say(const std::string& line);
 
 struct ConvertOptions {
     std::vector<std::string> inputs;
-    std::string output, outDir, to = "png", pixFmt, inPixFmt, outPixFmt, size;
+    std::string output, outDir, to, pixFmt, inPixFmt, outPixFmt, size;
     std::string gamma;  // "fwd", "inv" or empty: the BT.709 transfer curve on the RGB side
     int jobs = 1;
     bool force = false, verbose = false, quiet = false, crop = false;

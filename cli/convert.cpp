@@ -21,7 +21,9 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
     switch (kind) {
     case Kind::Png:
     case Kind::Pnm:
-        if (pngCanHold(in)) return in;
+        // Pictures are for looking at: another colour model becomes RGB
+        // unless --to or --out-pix-fmt keeps it.
+        if (pngCanHold(in) && (f.model == celFmtModelRGB || f.model == celFmtModelGray)) return in;
         if (f.model == celFmtModelGray) return celFmt_GRAY8;
         if (f.sample == celFmtSample16u) return f.channels == 4 ? celFmt_RGBA64 : celFmt_RGB48;
         return f.channels == 4 ? celFmt_RGBA : celFmt_RGB24;
@@ -50,7 +52,7 @@ void checkTarget(Kind kind, int target, const std::string& path) {
     const bool ok = kind == Kind::Raw || (kind == Kind::Y4m ? y4mCanHold(target) : pngCanHold(target));
     if (!ok) {
         const char* what = kind == Kind::Y4m ? "Y4M holds I420, I422, I444, I411 and GRAY8"
-                                             : "PNG and PNM hold GRAY8, GRAY16, RGB24, RGBA, RGB48, RGBA64, XYZ24, XYZ48";
+                                             : "PNG and PNM hold 8- and 16-bit gray, RGB, RGBA and the packed XYZ, LUV, Lab, HSV, HLS formats";
         fail(path, formatName(target) + " cannot be written in this file type (" + what + ")");
     }
 }
@@ -145,6 +147,31 @@ struct Job {
     Kind kind;
 };
 
+// The output format a --to name asks for: the named format, or the format of
+// the same colour model whose samples have the input's depth (hsv from a
+// 16-bit PNG is HSV48).
+int wantedFormat(const std::string& name, int in) {
+    const int named = findFormat(name, "--to");
+    const CelFmtFormat& n = *celccfmt_format(named);
+    const CelFmtFormat& f = *celccfmt_format(in);
+    if (n.sample == f.sample) return named;
+    for (int id = 0; id < celccfmt_format_count(); ++id) {
+        const CelFmtFormat& c = *celccfmt_format(id);
+        if (c.model == n.model && c.sample == f.sample && c.channels == n.channels && c.planeCount == n.planeCount) return id;
+    }
+    return named;
+}
+
+// A decoded picture that holds another model's samples in the same layout.
+void retag(Picture& p, int format, const std::string& file) {
+    const CelFmtFormat& have = p.info();
+    const CelFmtFormat& want = *celccfmt_format(format);
+    if (want.sample != have.sample || want.channels != have.channels || want.planeCount != 1)
+        fail(file, "holds " + formatName(p.format) + ", which --in-pix-fmt " + formatName(format) +
+                       " cannot relabel (same depth and channel count needed)");
+    p.format = format;
+}
+
 // One input file into one output name; frames spread over `jobs` threads.
 void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, int outFmt, int jobs, bool showFrames) {
     std::unique_ptr<Source> src = openSource(job.in, raw);
@@ -165,11 +192,14 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
                 more = false;
                 break;
             }
+            if (raw.retag >= 0) retag(p, raw.retag, job.in);
             in.push_back(std::move(p));
         }
         if (in.empty()) break;
         if (target < 0) {
-            target = outFmt >= 0 ? outFmt : defaultTarget(job.kind, in[0].format, job.out);
+            target = outFmt >= 0                          ? outFmt
+                     : !o.to.empty() && o.outDir.empty() ? wantedFormat(o.to, in[0].format)
+                                                         : defaultTarget(job.kind, in[0].format, job.out);
             if (target < 0) fail(job.out, "cannot tell the output format");
             checkTarget(job.kind, target, job.out);
             gamma = gammaSide(o, in[0].format, target, job.in);
@@ -233,7 +263,7 @@ int runConvert(const ConvertOptions& o) {
         jobs.push_back({o.inputs[0], o.inputs[1], kindOfOutput(o.inputs[1])});
     } else {
         if (o.inputs.empty()) fail("convert", "no input files");
-        std::string ext = o.to;
+        std::string ext = o.to.empty() ? "png" : o.to;
         if (!ext.empty() && ext[0] == '.') ext.erase(0, 1);
         for (const std::string& in : o.inputs) {
             const std::string out = o.outDir + "/" + stemOf(in) + "." + ext;
@@ -256,6 +286,11 @@ int runConvert(const ConvertOptions& o) {
         else if (outFmt < 0) outFmt = f;
         else fail("--pix-fmt", "both sides already have a format (--in-pix-fmt, --out-pix-fmt)");
     }
+    if (!rawIn && inFmt >= 0 && raw.width <= 0) {
+        raw.retag = inFmt;  // a picture file that holds another model's samples
+        inFmt = -1;
+    }
+    if (!o.to.empty() && o.outDir.empty() && outFmt >= 0) fail("--to", "give the output format once (--to or --out-pix-fmt)");
     raw.format = inFmt;
     if (raw.width > 0 && !rawIn) fail("--size", "only raw inputs take --size and --pix-fmt");
     if (raw.format >= 0 && raw.width <= 0) fail("--pix-fmt", "a raw input also needs --size WxH");

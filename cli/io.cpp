@@ -88,9 +88,14 @@ Picture readPng(const std::string& file) {
     return p;
 }
 
+// One plane of 8- or 16-bit samples in R, G, B order or of a colour model
+// whose channels have no other order (gray, XYZ, LUV, Lab, HSV, HLS).
 bool pngCanHold(int f) {
-    return f == celFmt_GRAY8 || f == celFmt_GRAY16 || f == celFmt_RGB24 || f == celFmt_RGBA || f == celFmt_RGB48 ||
-           f == celFmt_RGBA64 || f == celFmt_XYZ24 || f == celFmt_XYZ48;
+    const CelFmtFormat* p = celccfmt_format(f);
+    if (!p || p->planeCount != 1 || p->sample == celFmtSample32f) return false;
+    if (p->model == celFmtModelGray) return p->channels == 1;
+    if (p->model == celFmtModelRGB) return p->channels == 3 || p->channels == 4;
+    return p->model != celFmtModelBGR && p->model != celFmtModelYCbCr && p->channels == 3;
 }
 
 std::vector<uint8_t> encodePng(const Picture& p, const std::string& file) {

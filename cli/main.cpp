@@ -30,11 +30,15 @@ int main(int argc, char** argv) {
         "convert", "Convert IN to OUT (or many inputs into --out-dir). Formats: PNG, JPEG, PNM/PAM, Y4M, raw frames.");
     convert->add_option("files", co.inputs, "IN OUT, or IN... with --out-dir")->required();
     convert->add_option("--out-dir", co.outDir, "Directory for the outputs of several inputs");
-    convert->add_option("--to", co.to, "Output extension with --out-dir (png, ppm, y4m, yuv, nv12, ...)")->capture_default_str();
+    convert->add_option("--to", co.to,
+                        "With --out-dir: the output extension (png, ppm, y4m, yuv, nv12, ...; default png). Else the "
+                        "colour model or pixel format of the output (hsv, hls, luv, lab, xyz, ...), in the input's "
+                        "depth where the model has it");
     convert->add_option("--pix-fmt", co.pixFmt,
                         "Pixel format of the raw side: the input when it is raw, else the output (i420, nv12, yuy2, "
                         "rgb24, xyz48, ...; `celcc list --formats`)");
-    convert->add_option("--in-pix-fmt", co.inPixFmt, "Pixel format of a raw input");
+    convert->add_option("--in-pix-fmt", co.inPixFmt,
+                        "Pixel format of a raw input, or what a PNG/PNM input holds when not RGB (hsv24, lab48, ...)");
     convert->add_option("--out-pix-fmt", co.outPixFmt, "Pixel format of the output");
     convert->add_option("--size", co.size, "WxH of a raw input");
     convert->add_option("--gamma", co.gamma,

@@ -31,7 +31,11 @@ typedef enum CelFmtModel {
     celFmtModelBGR = 1,   /* B, G, R[, A] */
     celFmtModelGray = 2,
     celFmtModelYCbCr = 3, /* BT.601 studio range */
-    celFmtModelXYZ = 4
+    celFmtModelXYZ = 4,
+    celFmtModelLUV = 5,   /* CIE L*u*v* (D65), the library's scaling per depth */
+    celFmtModelLab = 6,   /* CIE L*a*b* (D65), the library's scaling per depth */
+    celFmtModelHSV = 7,   /* hue, saturation, value */
+    celFmtModelHLS = 8    /* hue, lightness, saturation */
 } CelFmtModel;
 
 /* Format ids, in the order of formats.inc: celFmt_RGB24, celFmt_I420, ... */

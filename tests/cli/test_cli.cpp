@@ -464,6 +464,50 @@ TEST(CliFormats, Xyz48From16BitPngEqualsTheExport) {
     EXPECT_TRUE(x.px == ref);
 }
 
+// --to names a colour model; the output takes the input's depth.  A PNG that
+// holds HLS samples comes back to RGB through --in-pix-fmt.
+TEST(CliFormats, ToColourModelAndBackThroughARelabelledPng) {
+    NEED_PHOTO(src, "chelsea.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    const CelSize size{p.w, p.h};
+    const int step = p.w * 3;
+    struct Case {
+        const char* to;
+        const char* exportName;
+        CelStatus (*fwd)(const uint8_t*, int, uint8_t*, int, CelSize);
+        CelStatus (*inv)(const uint8_t*, int, uint8_t*, int, CelSize);
+    };
+    const Case cases[] = {{"hsv", "celiRGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, celiHSVToRGB_8u_C3R},
+                          {"hls", "celiRGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, celiHLSToRGB_8u_C3R},
+                          {"luv", "celiRGBToLUV_8u_C3R", celiRGBToLUV_8u_C3R, celiLUVToRGB_8u_C3R},
+                          {"lab", "celiRGBToLab_8u_C3R", celiRGBToLab_8u_C3R, celiLabToRGB_8u_C3R}};
+    for (const Case& c : cases) {
+        const std::string model = c.to;
+        const Outcome r = celcc(dir, "convert '" + src + "' " + model + ".png --to " + model + " -v");
+        ASSERT_EQ(r.rc, 0) << r.err;
+        EXPECT_NE(r.err.find(std::string(c.exportName) + ": celStatusOk"), std::string::npos) << r.err;
+        Bytes ref(p.px.size()), back(p.px.size());
+        ASSERT_EQ(c.fwd(p.px.data(), step, ref.data(), step, size), celStatusOk);
+        EXPECT_TRUE(readPng(dir + "/" + model + ".png").px == ref) << model;
+        const Outcome b = celcc(dir, "convert " + model + ".png back.png -f --in-pix-fmt " + model + "24 -q");
+        ASSERT_EQ(b.rc, 0) << b.err;
+        ASSERT_EQ(c.inv(ref.data(), step, back.data(), step, size), celStatusOk);
+        EXPECT_TRUE(readPng(dir + "/back.png").px == back) << model;
+    }
+    // 16 bits in, 16 bits out.
+    const Png p16 = widened16(p, 3);
+    writePng(dir + "/in16.png", p16);
+    const Outcome r = celcc(dir, "convert in16.png hsv16.png --to hsv -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiRGBToHSV_16u_C3R: celStatusOk"), std::string::npos) << r.err;
+    EXPECT_EQ(readPng(dir + "/hsv16.png").depth, 16);
+    // A relabelling needs the same layout; a second output format is refused.
+    EXPECT_EQ(celcc(dir, "convert hsv.png x.png --in-pix-fmt lab48 -q").rc, 1);
+    EXPECT_EQ(celcc(dir, "convert hsv.png x.png --to lab --out-pix-fmt rgb24 -q").rc, 1);
+    EXPECT_EQ(celcc(dir, "convert hsv.png x.png --to nosuchmodel -q").rc, 1);
+}
+
 TEST(CliFormats, PnmAndJpegInputs) {
     NEED_PHOTO(src, "astronaut.png");
     const std::string dir = workDir();
