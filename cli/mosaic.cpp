@@ -108,31 +108,44 @@ void ahd(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::string& f
                     "celiDemosaicAHD_8u_C1C3R", file, verbose);
 }
 
-// VNG writes B, G, R, A and keeps the A it finds: it goes into a BGRA
-// buffer of the mosaic's depth, whose colours are then laid out as RGB.
+// VNG writes B, G, R, A and treats red and blue sites alike, so the same
+// mosaic read with red and blue exchanged in its pattern comes out as
+// R, G, B, A (the gains exchanged the same way).  The alpha it keeps is
+// then left out row by row.
+CelBayerGrid redBlueExchanged(CelBayerGrid g) {
+    switch (g) {
+    case celBayerBGGR: return celBayerRGGB;
+    case celBayerRGGB: return celBayerBGGR;
+    case celBayerGBRG: return celBayerGRBG;
+    default: return celBayerGBRG;
+    }
+}
 void vngWithGains(const Picture& m, CelBayerGrid grid, const float* gainsBgr, Picture& rgb, const std::string& file,
                   bool verbose) {
     const bool wide = m.format == celFmt_GRAY16;
     rgb.alloc(wide ? celFmt_RGB48 : celFmt_RGB24, m.width, m.height, file);
     const size_t sample = wide ? 2 : 1, pixels = size_t(m.width) * m.height;
-    std::vector<uint8_t> bgra(pixels * 4 * sample);
+    std::vector<uint8_t> rgba(pixels * 4 * sample);
     const CelFmtImage s = m.image(), d = rgb.image();
     const CelSizeL frame{m.width, m.height};
     const CelRectL roi{0, 0, m.width, m.height};
     const int64_t step = int64_t(m.width) * 4 * int64_t(sample);
+    const CelBayerGrid swapped = redBlueExchanged(grid);
+    float gainsRgb[3];
+    if (gainsBgr) gainsRgb[0] = gainsBgr[2], gainsRgb[1] = gainsBgr[1], gainsRgb[2] = gainsBgr[0];
+    const float* gains = gainsBgr ? gainsRgb : nullptr;
     if (wide)
-        checkStatus(celiCFAToBGRA_VNG_16u_C1C4R_L(reinterpret_cast<const uint16_t*>(s.plane[0]), frame, s.step[0],
-                                                  gainsBgr, reinterpret_cast<uint16_t*>(bgra.data()), roi, step, grid),
+        checkStatus(celiCFAToBGRA_VNG_16u_C1C4R_L(reinterpret_cast<const uint16_t*>(s.plane[0]), frame, s.step[0], gains,
+                                                  reinterpret_cast<uint16_t*>(rgba.data()), roi, step, swapped),
                     "celiCFAToBGRA_VNG_16u_C1C4R_L", file, verbose);
     else
-        checkStatus(celiCFAToBGRA_VNG_8u_C1C4R_L(s.plane[0], frame, s.step[0], gainsBgr, bgra.data(), roi, step, grid),
+        checkStatus(celiCFAToBGRA_VNG_8u_C1C4R_L(s.plane[0], frame, s.step[0], gains, rgba.data(), roi, step, swapped),
                     "celiCFAToBGRA_VNG_8u_C1C4R_L", file, verbose);
+    const size_t px = 3 * sample;
     for (int y = 0; y < m.height; ++y) {
-        const uint8_t* from = bgra.data() + size_t(y) * size_t(step);
+        const uint8_t* from = rgba.data() + size_t(y) * size_t(step);
         uint8_t* to = d.plane[0] + size_t(y) * size_t(d.step[0]);
-        for (int x = 0; x < m.width; ++x)
-            for (int c = 0; c < 3; ++c)  // R, G, B from B, G, R
-                std::memcpy(to + (size_t(x) * 3 + c) * sample, from + (size_t(x) * 4 + 2 - c) * sample, sample);
+        for (int x = 0; x < m.width; ++x) std::memcpy(to + size_t(x) * px, from + size_t(x) * 4 * sample, px);
     }
 }
 void vng(const Picture& m, CelBayerGrid grid, Picture& rgb, const std::string& file, bool verbose) {
