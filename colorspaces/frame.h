@@ -53,17 +53,15 @@ CelStatus entry(const T* src, int srcStep, T* dst, int dstStep, CelSize roi, int
 
 }  // namespace cel::cs
 
-// The C3R and AC4R entry functions of family `fam` at one depth: both call
-// the family's row loop y8_my<fam>_<depth>_C3R, with 3 or 4 channels.
-#define CEL_CS_ENTRIES(fam, depth, T)                                                                         \
-    extern "C" CelStatus y8_celi##fam##_##depth##_C3R(const T* src, int srcStep, T* dst, int dstStep,        \
-                                                     CelSize roiSize) {                                      \
-        return cel::cs::entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 3);       \
-    }                                                                                                        \
-    extern "C" CelStatus y8_celi##fam##_##depth##_AC4R(const T* src, int srcStep, T* dst, int dstStep,       \
-                                                      CelSize roiSize) {                                     \
-        return cel::cs::entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, 4);       \
+// The entry function of family `fam` at one depth and layout (C3R, AC4R):
+// the family's row loop y8_my<fam>_<depth>_C3R with the layout's channels.
+#define CEL_CS_ENTRY(fam, depth, layout, T, channels)                                                        \
+    extern "C" CelStatus y8_celi##fam##_##depth##_##layout(const T* src, int srcStep, T* dst, int dstStep,   \
+                                                           CelSize roiSize) {                                \
+        return cel::cs::entry<T, y8_my##fam##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, channels); \
     }
+// Both layouts.
+#define CEL_CS_ENTRIES(fam, depth, T) CEL_CS_ENTRY(fam, depth, C3R, T, 3) CEL_CS_ENTRY(fam, depth, AC4R, T, 4)
 
 namespace cel::cs {
 

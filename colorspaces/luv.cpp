@@ -200,25 +200,16 @@ CEL_LUV_KERNEL(LUVToBGR, 32f, float, false, true)
 }  // namespace
 
 // ---- Entry functions -----------------------------------------------------------------
-#define CEL_LUV_ENTRY(name, depth, layout, T, channels)                                                       \
-    extern "C" CelStatus y8_celi##name##_##depth##_##layout(const T* src, int srcStep, T* dst, int dstStep,   \
-                                                            CelSize roiSize) {                                \
-        return entry<T, y8_my##name##_##depth##_C3R>(src, srcStep, dst, dstStep, roiSize, channels);         \
-    }
-#define CEL_LUV_ENTRIES(name, depth, T) CEL_LUV_ENTRY(name, depth, C3R, T, 3) CEL_LUV_ENTRY(name, depth, AC4R, T, 4)
+CEL_CS_ENTRIES(RGBToLUV, 8u, uint8_t)
+CEL_CS_ENTRIES(LUVToRGB, 8u, uint8_t)
+CEL_CS_ENTRIES(RGBToLUV, 16u, uint16_t)
+CEL_CS_ENTRIES(LUVToRGB, 16u, uint16_t)
+CEL_CS_ENTRIES(RGBToLUV, 16s, int16_t)
+CEL_CS_ENTRIES(LUVToRGB, 16s, int16_t)
+CEL_CS_ENTRIES(RGBToLUV, 32f, float)
+CEL_CS_ENTRIES(LUVToRGB, 32f, float)
+CEL_CS_ENTRY(BGRToLUV, 8u, C3R, uint8_t, 3)
+CEL_CS_ENTRY(LUVToBGR, 8u, C3R, uint8_t, 3)
+CEL_CS_ENTRY(BGRToLUV, 32f, C3R, float, 3)
+CEL_CS_ENTRY(LUVToBGR, 32f, C3R, float, 3)
 
-CEL_LUV_ENTRIES(RGBToLUV, 8u, uint8_t)
-CEL_LUV_ENTRIES(LUVToRGB, 8u, uint8_t)
-CEL_LUV_ENTRIES(RGBToLUV, 16u, uint16_t)
-CEL_LUV_ENTRIES(LUVToRGB, 16u, uint16_t)
-CEL_LUV_ENTRIES(RGBToLUV, 16s, int16_t)
-CEL_LUV_ENTRIES(LUVToRGB, 16s, int16_t)
-CEL_LUV_ENTRIES(RGBToLUV, 32f, float)
-CEL_LUV_ENTRIES(LUVToRGB, 32f, float)
-CEL_LUV_ENTRY(BGRToLUV, 8u, C3R, uint8_t, 3)
-CEL_LUV_ENTRY(LUVToBGR, 8u, C3R, uint8_t, 3)
-CEL_LUV_ENTRY(BGRToLUV, 32f, C3R, float, 3)
-CEL_LUV_ENTRY(LUVToBGR, 32f, C3R, float, 3)
-
-#undef CEL_LUV_ENTRIES
-#undef CEL_LUV_ENTRY
