@@ -149,7 +149,7 @@ def _np_dtype(abi):
 
 # ---- Parameters -------------------------------------------------------------------
 
-_PARAM = re.compile(r"^(?P<type>.*?)\s*\b(?P<name>\w+)\s*(?:\[\s*(?P<len>\d*)\s*\])?$")
+_PARAM = re.compile(r"^(?P<type>.*?)\s*\b(?P<name>\w+)\s*(?P<dims>(?:\[\s*\d*\s*\]\s*)*)$")
 
 
 class Param:
@@ -162,7 +162,11 @@ class Param:
         self.text = " ".join(text.split())
         self.name = m.group("name")
         self.type_text = " ".join(m.group("type").split())
-        self.length = int(m.group("len")) if m.group("len") else None
+        # array length: the product of the dimensions (a matrix twist[3][4]: 12)
+        dims = [int(d) for d in re.findall(r"\[\s*(\d*)\s*\]", m.group("dims")) if d]
+        self.length = None
+        for d in dims:
+            self.length = d * (self.length or 1)
         self.abi = abi
         words = [w for w in re.split(r"[\s*]+", self.type_text) if w and w != "const"]
         self.type_name = words[0] if words else ""

@@ -31,7 +31,8 @@ std::string json_string(const char* s) {
 
 // One type as a JSON object: {"kind": ..., "size": ..., ...}.
 //   kind "int" (signed, size), "uint", "float", "enum", "struct" (size,
-//   align), "void", "pointer" (const: the pointee is const, to: pointee).
+//   align), "void", "pointer" (const: the pointee is const, to: pointee);
+//   a matrix parameter (name[3][4]) is a pointer to its elements.
 template <typename T>
 std::string type_json() {
     using U = std::remove_cv_t<T>;
@@ -42,6 +43,9 @@ std::string type_json() {
         using P = std::remove_pointer_t<U>;
         return std::string("{\"kind\": \"pointer\", \"size\": ") + std::to_string(sizeof(U)) +
                ", \"const\": " + (std::is_const_v<P> ? "true" : "false") + ", \"to\": " + type_json<P>() + "}";
+    } else if constexpr (std::is_array_v<U>) {
+        // a row of a matrix parameter (const float twist[3][4]): its elements
+        return type_json<std::remove_all_extents_t<T>>();
     } else if constexpr (std::is_enum_v<U>) {
         std::snprintf(buf, sizeof buf, "{\"kind\": \"enum\", \"size\": %zu, \"signed\": %s}", sizeof(U),
                       std::is_signed_v<std::underlying_type_t<U>> ? "true" : "false");

@@ -197,7 +197,7 @@ constexpr TypeInfo typeInfo() {
         using P = std::remove_pointer_t<U>;
         t.isPointer = true;
         t.pointeeConst = std::is_const_v<P>;
-        using Q = std::remove_cv_t<P>;
+        using Q = std::remove_cv_t<std::remove_all_extents_t<P>>;  // a matrix row: its elements
         if constexpr (std::is_pointer_v<Q>) {
             using E = std::remove_pointer_t<Q>;
             t.isPointerArray = true;

@@ -64,10 +64,10 @@ void parseParams(const char* text, std::vector<std::pair<std::string, int>>& out
         std::string piece = s.substr(pos, comma - pos);
         pos = comma + 1;
         while (!piece.empty() && std::isspace(static_cast<unsigned char>(piece.back()))) piece.pop_back();
-        int count = 1;
-        if (!piece.empty() && piece.back() == ']') {
+        int count = 1;  // the product of the dimensions: a matrix twist[3][4] counts 12
+        while (!piece.empty() && piece.back() == ']') {
             const size_t open = piece.rfind('[');
-            count = std::atoi(piece.c_str() + open + 1);
+            count *= std::atoi(piece.c_str() + open + 1);
             piece.erase(open);
             while (!piece.empty() && std::isspace(static_cast<unsigned char>(piece.back()))) piece.pop_back();
         }
