@@ -1,6 +1,10 @@
 // celcc convert: files in, files out, every pixel through the table.
 #include <algorithm>
 #include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <numeric>
 
 #include "cli.h"
@@ -133,13 +137,104 @@ void applyGamma(Picture& p, bool forward, const std::string& file, bool verbose)
     fail(file, "--gamma has no form for " + formatName(p.format));
 }
 
-// Where --gamma applies: the output when it is RGB, else the input.
+// ---- --matrix: the colour twist in place on an RGB picture ------------------------------
+
+// Twelve numbers (three rows of factors for R, G, B and an offset), or
+// nine (no offsets), from the option's text or the file it names; rows
+// apart by ';' or new lines, numbers by blanks or commas.
+struct Matrix {
+    float m[3][4] = {};
+};
+Matrix parseMatrix(const std::string& option) {
+    std::string text = option;
+    std::ifstream f(option);
+    if (f)
+        text.assign(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
+    else if (option.find_first_of(" ;,") == std::string::npos)
+        fail("--matrix", "'" + option + "' is neither a matrix nor a readable file");
+    std::vector<std::vector<float>> rows(1);
+    std::string word;
+    auto take = [&] {
+        if (word.empty()) return;
+        char* end = nullptr;
+        const float v = std::strtof(word.c_str(), &end);
+        if (end == word.c_str() || *end != '\0' || !std::isfinite(v)) fail("--matrix", "'" + word + "' is not a number");
+        rows.back().push_back(v);
+        word.clear();
+    };
+    for (char c : text) {
+        if (c == ';' || c == '\n') {
+            take();
+            if (!rows.back().empty()) rows.emplace_back();
+        } else if (c == ' ' || c == '\t' || c == ',' || c == '\r') {
+            take();
+        } else {
+            word += c;
+        }
+    }
+    take();
+    if (rows.back().empty()) rows.pop_back();
+    const size_t cols = rows.empty() ? 0 : rows[0].size();
+    if (rows.size() != 3 || (cols != 3 && cols != 4) || rows[1].size() != cols || rows[2].size() != cols)
+        fail("--matrix", "needs three rows of four numbers (or of three): \"a b c d; e f g h; i j k l\"");
+    Matrix out;
+    for (int r = 0; r < 3; ++r)
+        for (size_t k = 0; k < cols; ++k) out.m[r][k] = rows[size_t(r)][k];
+    return out;
+}
+
+struct TwistCall {
+    int sample, channels;
+    const char* name;
+    CelStatus (*run)(uint8_t* p, int step, CelSize size, const float m[3][4]);
+};
+#define CEL_TWIST_CALL(sample, ch, Op, depth, T, form)                                                         \
+    TwistCall {                                                                                                \
+        sample, ch, "celi" #Op "_" #depth "_" #form, [](uint8_t* p, int step, CelSize size, const float m[3][4]) { \
+            return celi##Op##_##depth##_##form(reinterpret_cast<T*>(p), step, size, m);                        \
+        }                                                                                                      \
+    }
+const TwistCall kTwistCalls[] = {
+    CEL_TWIST_CALL(celFmtSample8u, 3, ColorTwist32f, 8u, uint8_t, C3IR),
+    CEL_TWIST_CALL(celFmtSample8u, 4, ColorTwist32f, 8u, uint8_t, AC4IR),
+    CEL_TWIST_CALL(celFmtSample16u, 3, ColorTwist32f, 16u, uint16_t, C3IR),
+    CEL_TWIST_CALL(celFmtSample16u, 4, ColorTwist32f, 16u, uint16_t, AC4IR),
+    CEL_TWIST_CALL(celFmtSample32f, 3, ColorTwist, 32f, float, C3IR),
+    CEL_TWIST_CALL(celFmtSample32f, 4, ColorTwist, 32f, float, AC4IR),
+};
+#undef CEL_TWIST_CALL
+
+// The matrix speaks of R, G, B; a picture stored B, G, R takes it with rows
+// and columns reversed.
+void applyMatrix(Picture& p, const Matrix& mat, const std::string& file, bool verbose) {
+    const CelFmtFormat& f = p.info();
+    Matrix m = mat;
+    if (f.model == celFmtModelBGR)
+        for (int r = 0; r < 3; ++r)
+            for (int k = 0; k < 4; ++k) m.m[r][k] = mat.m[2 - r][k == 3 ? 3 : 2 - k];
+    for (const TwistCall& t : kTwistCalls) {
+        if (t.sample != f.sample || t.channels != f.channels || f.planeCount != 1) continue;
+        const CelFmtImage im = p.image();
+        const CelStatus st = t.run(im.plane[0], im.step[0], CelSize{p.width, p.height}, m.m);
+        if (verbose) say(file + ": " + t.name + ": " + celccfmt_status_name(st));
+        if (st < 0) fail(file, std::string(t.name) + " returned " + celccfmt_status_name(st));
+        return;
+    }
+    fail(file, "--matrix has no form for " + formatName(p.format));
+}
+
+// Where --gamma and --matrix apply: the output when it is RGB, else the input.
 enum class GammaSide { None, Input, Output };
-GammaSide gammaSide(const ConvertOptions& o, int in, int target, const std::string& file) {
-    if (o.gamma.empty()) return GammaSide::None;
+GammaSide rgbSide(const std::string& option, int in, int target, const std::string& file) {
     if (rgbFamily(target)) return GammaSide::Output;
     if (rgbFamily(in)) return GammaSide::Input;
-    fail(file, "--gamma needs RGB on one side (" + formatName(in) + " -> " + formatName(target) + ")");
+    fail(file, option + " needs RGB on one side (" + formatName(in) + " -> " + formatName(target) + ")");
+}
+GammaSide gammaSide(const ConvertOptions& o, int in, int target, const std::string& file) {
+    return o.gamma.empty() ? GammaSide::None : rgbSide("--gamma", in, target, file);
+}
+GammaSide matrixSide(const ConvertOptions& o, int in, int target, const std::string& file) {
+    return o.matrix.empty() ? GammaSide::None : rgbSide("--matrix", in, target, file);
 }
 
 struct Job {
@@ -180,8 +275,9 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
     if (showFrames && count > 1) frames = std::make_unique<Progress>(count, "frames", o.quiet);
     std::unique_ptr<Sink> sink;
     int target = -1;
-    GammaSide gamma = GammaSide::None;
+    GammaSide gamma = GammaSide::None, twist = GammaSide::None;
     const bool forward = o.gamma == "fwd";
+    const Matrix matrix = o.matrix.empty() ? Matrix{} : parseMatrix(o.matrix);
     int64_t index = 0;
     const int batch = std::max(1, jobs) * 2;
     for (bool more = true; more;) {
@@ -203,6 +299,7 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
             if (target < 0) fail(job.out, "cannot tell the output format");
             checkTarget(job.kind, target, job.out);
             gamma = gammaSide(o, in[0].format, target, job.in);
+            twist = matrixSide(o, in[0].format, target, job.in);
             sink = std::make_unique<Sink>(job.out, job.kind, o.force, count);
         }
         std::vector<Picture> out(in.size());
@@ -213,14 +310,17 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
             out[size_t(i)].alloc(target, fit.width, fit.height, where);
             out[size_t(i)].y4mTags = in[size_t(i)].y4mTags;
             const bool verbose = o.verbose && index + i == 0;
-            if (gamma == GammaSide::Input) {
+            // on one side: the matrix, then the curve
+            if (gamma == GammaSide::Input || twist == GammaSide::Input) {
                 Picture encoded = fit;
-                applyGamma(encoded, forward, where, verbose);
+                if (twist == GammaSide::Input) applyMatrix(encoded, matrix, where, verbose);
+                if (gamma == GammaSide::Input) applyGamma(encoded, forward, where, verbose);
                 convertPicture(encoded, out[size_t(i)], where, verbose);
             } else {
                 convertPicture(fit, out[size_t(i)], where, verbose);
-                if (gamma == GammaSide::Output) applyGamma(out[size_t(i)], forward, where, verbose);
             }
+            if (twist == GammaSide::Output) applyMatrix(out[size_t(i)], matrix, where, verbose);
+            if (gamma == GammaSide::Output) applyGamma(out[size_t(i)], forward, where, verbose);
         });
         for (size_t i = 0; i < out.size(); ++i) {
             sink->put(out[i]);

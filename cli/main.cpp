@@ -45,6 +45,10 @@ int main(int argc, char** argv) {
                         "fwd|inv: the BT.709 transfer curve on the RGB side (the output when it is RGB, else the "
                         "input): fwd encodes linear RGB, inv makes it linear; alpha untouched")
         ->check(CLI::IsMember({"fwd", "inv"}));
+    convert->add_option("--matrix", co.matrix,
+                        "FILE|\"a b c d; e f g h; i j k l\": the colour twist out_r = a_r0 R + a_r1 G + a_r2 B + a_r3 "
+                        "on the RGB side (as --gamma; before the curve), offsets in sample units (255, 65535 or 1.0 "
+                        "full scale); three rows of three without offsets are taken too; alpha untouched");
     convert->add_option("-j,--jobs", co.jobs, "Threads: files, or the frames of one video, at once")->capture_default_str();
     convert->add_flag("--crop", co.crop, "Cut the last columns/rows that do not fit the chroma subsampling");
     convert->add_flag("-f,--force", co.force, "Overwrite existing outputs");

@@ -53,11 +53,14 @@ _SAMPLE = {"uint8_t": np.uint8, "uint16_t": np.uint16, "int16_t": np.int16, "int
 
 class P:
     def __init__(self, text):
-        m = re.match(r"^(.*?)(\w+)\s*(?:\[(\d*)\])?$", text.strip())
+        m = re.match(r"^(.*?)(\w+)\s*((?:\[\d*\]\s*)*)$", text.strip())
         self.text = text.strip()
         self.type = " ".join(m.group(1).split())
         self.name = m.group(2)
-        self.length = int(m.group(3)) if m.group(3) else None
+        # the product of the dimensions: a matrix twist[3][4] is 12 numbers
+        self.length = None
+        for d in re.findall(r"\[(\d+)\]", m.group(3)):
+            self.length = int(d) * (self.length or 1)
         self.stars = self.type.count("*") + (1 if self.length else 0)
         base = re.sub(r"const|\*", " ", self.type).split()
         self.base = base[0] if base else ""

@@ -34,7 +34,16 @@ SCALARS = {
     "vMin": lambda rng, dt: 0.0,
     "vMax": lambda rng, dt: 1.0,
 }
-NUMBERS = {"coeffs": [0.25, 0.5, 0.25], "scale": [0.75, 1.0, 1.25]}  # scale: VNG gains B, G, R
+NUMBERS = {"coeffs": [0.25, 0.5, 0.25], "scale": [0.75, 1.0, 1.25],  # scale: VNG gains B, G, R
+           "twist": [[0.9, 0.2, -0.1, 3.0], [0.1, 0.8, 0.1, -2.0], [-0.2, 0.3, 1.1, 0.5], [0.0, 0.1, 0.0, 0.9]]}
+
+
+def _numbers(p):
+    """The values of an array of numbers, as many as the parameter has."""
+    v = NUMBERS[p.name]
+    if p.name == "twist":
+        return [x for row in v[:p.length // 4] for x in row]
+    return v
 
 
 def _sides(name, params):
@@ -109,7 +118,7 @@ def _make_inputs(rng, name, params, h, w, view):
         if p.stars == 0 and not p.base.startswith(("CelSize", "CelRect")) and not p.name.endswith("Step"):
             kw[p.name] = SCALARS.get(p.name, lambda rng, dt: 0)(rng, dst_dt)
         if p.stars == 1 and p.const_data and p.name + "Step" not in names and p.name in NUMBERS:
-            kw[p.name] = NUMBERS[p.name]
+            kw[p.name] = _numbers(p)
     if frame:
         kw["srcRoi"] = rect
     return sides, rect, kw

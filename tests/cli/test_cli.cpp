@@ -571,6 +571,46 @@ TEST(CliGamma, ForwardAndInverseEqualTheExports) {
     EXPECT_FALSE(exists(dir + "/x.png"));
 }
 
+// ---- Colour twist -------------------------------------------------------------------------------
+
+TEST(CliMatrix, TwistEqualsTheExport) {
+    NEED_PHOTO(src, "coffee.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    // RGB to RGB: the matrix on the output, in place
+    const Outcome r = celcc(dir, "convert '" + src + "' m.png --matrix '1.2 -0.1 -0.1 10; 0 1 0 0; 0.3 0.3 0.4 -20' -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiColorTwist32f_8u_C3IR: celStatusOk"), std::string::npos) << r.err;
+    const float m[3][4] = {{1.2f, -0.1f, -0.1f, 10}, {0, 1, 0, 0}, {0.3f, 0.3f, 0.4f, -20}};
+    Bytes ref = p.px;
+    ASSERT_EQ(celiColorTwist32f_8u_C3IR(ref.data(), p.w * 3, CelSize{p.w, p.h}, m), celStatusOk);
+    EXPECT_TRUE(readPng(dir + "/m.png").px == ref);
+    EXPECT_FALSE(ref == p.px);
+    // from a file, three rows of three, 16 bits
+    {
+        std::ofstream f(dir + "/swap.txt");
+        f << "0 0 1\n0 1 0\n1 0 0\n";
+    }
+    const Png p16 = widened16(p, 3);
+    writePng(dir + "/in16.png", p16);
+    const Outcome r16 = celcc(dir, "convert in16.png swap16.png --matrix swap.txt -v");
+    ASSERT_EQ(r16.rc, 0) << r16.err;
+    EXPECT_NE(r16.err.find("celiColorTwist32f_16u_C3IR: celStatusOk"), std::string::npos) << r16.err;
+    const Png out16 = readPng(dir + "/swap16.png");
+    ASSERT_EQ(out16.px.size(), p16.px.size());
+    for (size_t i = 0; i < p16.px.size(); i += 6)  // R and B exchanged, G kept
+        ASSERT_TRUE(std::equal(out16.px.begin() + long(i), out16.px.begin() + long(i) + 2, p16.px.begin() + long(i) + 4) &&
+                    std::equal(out16.px.begin() + long(i) + 2, out16.px.begin() + long(i) + 4, p16.px.begin() + long(i) + 2))
+            << i;
+    // a matrix that is not three rows of four, or a word that is no number
+    const Outcome bad = celcc(dir, "convert '" + src + "' bad.png --matrix '1 0 0 0; 0 1 0 0'");
+    EXPECT_EQ(bad.rc, 1);
+    EXPECT_NE(bad.err.find("--matrix"), std::string::npos) << bad.err;
+    EXPECT_NE(celcc(dir, "convert '" + src + "' bad.png --matrix '1 0 x 0; 0 1 0 0; 0 0 1 0'").rc, 0);
+    EXPECT_NE(celcc(dir, "convert '" + src + "' bad.png --matrix no-such-file").rc, 0);
+    EXPECT_FALSE(exists(dir + "/bad.png"));
+}
+
 // ---- Demosaicing --------------------------------------------------------------------------
 
 TEST(CliDemosaic, MosaicOfAPhotoEqualsTheExport) {
