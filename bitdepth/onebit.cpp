@@ -85,14 +85,23 @@ struct ThresholdGen {
 // contents, the row three above, are no longer needed), four pixels a pass;
 // then the pixels are decided from left to right, each replacing its c[x]
 // by its error.
+// The errors of x-2 and x-1 travel in cm2, cm1 as well as in c, so that
+// the chain from one pixel to the next does not go through memory.
 struct StuckiGen {
     const uint8_t* s;
     int32_t* c;  // current row at x
     uint8_t t;
+    int32_t cm2 = 0, cm1 = 0;  // the guard words at the row's start
 
     uint32_t take(int count) {
         uint32_t bits = 0;
-        for (int i = 0; i < count; ++i, ++s, ++c) bits = (bits << 1) | stuckiPixel(*s, c[0], c[-2], c[-1], t, c);
+        for (int i = 0; i < count; ++i, ++s, ++c) {
+            int32_t e;
+            bits = (bits << 1) | stuckiPixel(*s, c[0], cm2, cm1, t, &e);
+            c[0] = e;
+            cm2 = cm1;
+            cm1 = e;
+        }
         return bits;
     }
     void bytes(uint8_t* d, int count) {

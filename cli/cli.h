@@ -175,11 +175,24 @@ struct MosaicOptions {
 int runMosaic(const MosaicOptions& o);
 
 struct DitherOptions {
-    std::string input, output, method = "ordered";
+    std::string input, output, method;  // empty: ordered, or none for one bit
     int levels = 0, noise = 0;
+    int bits = 0;         // 1: one bit a pixel (PBM) through celiReduceBits_8u1u_C1R; 0: as the input
+    int threshold = 127;  // one bit: set where the gray sample is above it
     bool force = false, verbose = false;
 };
 int runDither(const DitherOptions& o);
+int runDitherOneBit(const DitherOptions& o, CelDitherMode mode);
+
+struct ToneMapOptions {
+    std::string input, output;
+    bool linear = false, mean = false, force = false, verbose = false;
+};
+int runToneMap(const ToneMapOptions& o);
+
+// Images of the commands: PNG, JPEG or PNM in; PNG or PNM out, atomically.
+Picture readImage(const std::string& file, bool anyMaxval);
+void writeImage(const Picture& p, const std::string& path, bool force);
 std::vector<std::string> ditherMethodNames();
 
 int runList(const std::string& pattern, bool formats, bool edges);

@@ -82,10 +82,22 @@ int main(int argc, char** argv) {
     dither->add_option("IN", dt.input)->required();
     dither->add_option("OUT", dt.output, "PNG or PNM")->required();
     dither->add_option("--levels", dt.levels, "Levels a channel (2..256 for 8-bit, 2..65536 for 16-bit)")->required();
-    dither->add_option("--method", dt.method, joined(ditherMethodNames()))->capture_default_str();
+    dither->add_option("--method", dt.method, joined(ditherMethodNames()) + " (default: ordered; none with --bits 1)");
+    dither->add_option("--bits", dt.bits, "1: a one-bit PBM of the image's gray (celiReduceBits_8u1u_C1R; --method none or stucki)");
+    dither->add_option("--threshold", dt.threshold, "With --bits 1: a bit is set where the gray sample is above it")->capture_default_str();
     dither->add_option("--noise", dt.noise, "Noise in percent, 0..100")->capture_default_str();
     dither->add_flag("-f,--force", dt.force, "Overwrite an existing output");
     dither->add_flag("-v,--verbose", dt.verbose, "Name the exports called and their statuses");
+
+    ToneMapOptions tm;
+    CLI::App* tonemap = app.add_subcommand(
+        "tonemap", "A float image (PFM, OpenEXR) to 8 bits: largest sample or twice the mean to 255 (celiToneMap*)");
+    tonemap->add_option("IN", tm.input, "PFM (Pf gray, PF colour) or EXR")->required();
+    tonemap->add_option("OUT", tm.output, "PNG or PNM")->required();
+    tonemap->add_flag("--linear", tm.linear, "Scale by the largest sample (celiToneMapLinear_32f8u_C1R)");
+    tonemap->add_flag("--mean", tm.mean, "Scale by twice the mean, saturate (celiToneMapMean_32f8u_C1R)");
+    tonemap->add_flag("-f,--force", tm.force, "Overwrite an existing output");
+    tonemap->add_flag("-v,--verbose", tm.verbose, "Name the exports called and their statuses");
 
     std::string listPattern;
     bool listFormats = false, listEdges = false;
@@ -116,6 +128,7 @@ int main(int argc, char** argv) {
         if (*demosaic) return runDemosaic(dm);
         if (*mosaic) return runMosaic(mo);
         if (*dither) return runDither(dt);
+        if (*tonemap) return runToneMap(tm);
         if (*list) return runList(listPattern, listFormats, listEdges);
         if (*route) return runRoute(routeFrom, routeTo);
         if (*bench) return runBench(benchPattern, benchSize, benchSeconds);

@@ -40,25 +40,6 @@ const char* gridName(CelBayerGrid g) {
     return "?";
 }
 
-void writeImage(const Picture& p, const std::string& path, bool force) {
-    const Kind k = kindOfOutput(path);
-    if (k != Kind::Png && k != Kind::Pnm) fail(path, "write the result as .png, .pgm, .ppm, .pnm or .pam");
-    const std::vector<uint8_t> bytes = k == Kind::Png ? encodePng(p, path) : encodePnm(p, path);
-    OutputFile out(path, force);
-    out.write(bytes.data(), bytes.size());
-    out.commit();
-}
-
-// An RGB or gray picture from PNG, JPEG or PNM.
-Picture readImage(const std::string& file, bool anyMaxval) {
-    switch (kindOfInput(file)) {
-    case Kind::Png: return readPng(file);
-    case Kind::Jpeg: return readJpeg(file);
-    case Kind::Pnm: return readPnm(file, anyMaxval);
-    default: fail(file, "expected a PNG, JPEG or PNM image");
-    }
-}
-
 // ---- Demosaicing methods -------------------------------------------------------------
 //
 // One row per method; a family that adds a demosaicer adds its row here.
@@ -215,6 +196,25 @@ Picture readRawMosaic(const std::string& file, const std::string& size, int dept
 
 }  // namespace
 
+void writeImage(const Picture& p, const std::string& path, bool force) {
+    const Kind k = kindOfOutput(path);
+    if (k != Kind::Png && k != Kind::Pnm) fail(path, "write the result as .png, .pgm, .ppm, .pnm or .pam");
+    const std::vector<uint8_t> bytes = k == Kind::Png ? encodePng(p, path) : encodePnm(p, path);
+    OutputFile out(path, force);
+    out.write(bytes.data(), bytes.size());
+    out.commit();
+}
+
+// An RGB or gray picture from PNG, JPEG or PNM.
+Picture readImage(const std::string& file, bool anyMaxval) {
+    switch (kindOfInput(file)) {
+    case Kind::Png: return readPng(file);
+    case Kind::Jpeg: return readJpeg(file);
+    case Kind::Pnm: return readPnm(file, anyMaxval);
+    default: fail(file, "expected a PNG, JPEG or PNM image");
+    }
+}
+
 std::vector<std::string> demosaicMethodNames() {
     std::vector<std::string> v;
     for (const auto& m : kDemosaic) v.push_back(m.name);
@@ -318,14 +318,17 @@ int runMosaic(const MosaicOptions& o) {
 }
 
 int runDither(const DitherOptions& o) {
+    const std::string methodName = !o.method.empty() ? o.method : o.bits == 1 ? "none" : "ordered";
     const DitherMethod* method = nullptr;
     for (const auto& m : kDither)
-        if (o.method == m.name) method = &m;
+        if (methodName == m.name) method = &m;
     if (!method) {
         std::string names;
         for (const auto& m : kDither) names += std::string(names.empty() ? "" : ", ") + m.name;
-        fail("--method", "'" + o.method + "' is not a dither method (" + names + ")");
+        fail("--method", "'" + methodName + "' is not a dither method (" + names + ")");
     }
+    if (o.bits == 1) return runDitherOneBit(o, method->mode);
+    if (o.bits != 0) fail("--bits", "1 (a bitmap), or leave it out to keep the input's depth");
     refuseExisting(o.output, o.force);
     const Kind ok = kindOfOutput(o.output);
     if (ok != Kind::Png && ok != Kind::Pnm) fail(o.output, "write the result as .png, .pgm, .ppm, .pnm or .pam");

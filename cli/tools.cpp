@@ -205,6 +205,39 @@ int runBench(const std::string& pattern, const std::string& size, double seconds
         }
     }
 
+    // Tone mapping, both passes (the reduction and the mapping).
+    using ToneMapFn = CelStatus (*)(const float*, int, uint8_t*, int, CelSize);
+    const std::pair<const char*, ToneMapFn> toneMaps[] = {{"celiToneMapLinear_32f8u_C1R", celiToneMapLinear_32f8u_C1R},
+                                                          {"celiToneMapMean_32f8u_C1R", celiToneMapMean_32f8u_C1R}};
+    for (const auto& [name, fn] : toneMaps) {
+        if (!globMatch(pattern, name)) continue;
+        timed.insert(name);
+        std::vector<float> a(size_t(w) * h);
+        std::vector<uint8_t> b(a.size());
+        std::mt19937 rng(5);
+        for (auto& v : a) v = float(rng() >> 8) * (4.0f / 16777216.0f);
+        const double t = timeIt([&, fn = fn] { fn(a.data(), 4 * w, b.data(), w, CelSize{w, h}); }, seconds);
+        rows.push_back({name, "32f -> 8u", mpix / t, copyRate(a.size() * 4)});
+    }
+
+    // One bit a pixel: threshold and integer Stucki.
+    if (globMatch(pattern, "celiReduceBits_8u1u_C1R")) {
+        timed.insert("celiReduceBits_8u1u_C1R");
+        const int rowBytes = (w + 7) / 8;
+        std::vector<uint8_t> a(size_t(w) * h), b(size_t(rowBytes) * h);
+        std::mt19937 rng(6);
+        for (auto& v : a) v = uint8_t(rng() >> 24);
+        int scratchSize = 0;
+        celiReduceBitsGetBufferSize(1, CelSize{w, h}, 0, celDitherStucki, &scratchSize);
+        std::vector<uint8_t> scratch(static_cast<size_t>(scratchSize));
+        for (const auto& [mode, what] : {std::make_pair(celDitherOff, "threshold"), std::make_pair(celDitherStucki, "Stucki")}) {
+            const double t = timeIt([&, mode = mode] {
+                celiReduceBits_8u1u_C1R(a.data(), w, b.data(), rowBytes, 0, CelSize{w, h}, 0, 0, mode, 127, scratch.data());
+            }, seconds);
+            rows.push_back({"celiReduceBits_8u1u_C1R", what, mpix / t, copyRate(a.size())});
+        }
+    }
+
     if (rows.empty()) fail(pattern.empty() ? "bench" : pattern, "no export to time matches");
     std::printf("%dx%d, best of repeated runs, random data; memcpy moves the export's source bytes.\n", w, h);
     std::printf("%-40s %-20s %10s %14s %7s\n", "export", "", "Mpix/s", "memcpy Mpix/s", "ratio");

@@ -7,7 +7,7 @@
 set -eu
 pkgs="cmake g++ make pkg-config
       libgtest-dev libgmock-dev libbenchmark-dev
-      libcli11-dev libspng-dev libpng-dev libjpeg-dev libraw-dev
+      libcli11-dev libspng-dev libpng-dev libjpeg-dev libraw-dev libopenexr-dev
       python3 python3-numpy python3-pytest python3-skimage python3-venv python3-pip python3-setuptools
       ffmpeg libswscale-dev libavutil-dev clang libclang-rt-14-dev
       libyuv-dev libopencv-imgproc-dev

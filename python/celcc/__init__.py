@@ -33,7 +33,7 @@ Error.__module__ = StatusWarning.__module__ = "celcc"
 _bound = bind_all()
 globals().update(_bound)
 
-from ._api import convert, demosaic, formats, reduce_bits, route  # noqa: E402
+from ._api import bitmap, convert, demosaic, formats, reduce_bits, route, tone_map  # noqa: E402
 
 __all__ = ["Error", "StatusWarning", "STATUS", "exports", "signature", "library_path", "version",
            "convert", "demosaic", "reduce_bits", "formats", "route"] + list(_bound)

@@ -10,7 +10,7 @@ import numpy as np
 
 from . import _binding, _library
 
-__all__ = ["convert", "demosaic", "reduce_bits", "formats", "route"]
+__all__ = ["convert", "demosaic", "reduce_bits", "bitmap", "tone_map", "formats", "route"]
 
 _TYPE_TOKENS = {np.dtype(np.uint8): "8u", np.dtype(np.uint16): "16u", np.dtype(np.int16): "16s",
                 np.dtype(np.int32): "32s", np.dtype(np.float32): "32f", np.dtype(np.float64): "64f"}
@@ -123,6 +123,46 @@ def reduce_bits(img, levels, dither="none", *, noise=0, dtype=None, keep_alpha=F
     elif isinstance(dither, str):
         dither = _DITHER_ALIASES.get(dither.lower(), dither)
     return funcs[name](img, out, noise=noise, ditherMode=dither, levels=levels)
+
+
+def bitmap(gray, threshold=127, dither="none"):
+    """8-bit gray (H, W) -> one bit a pixel, (H, ceil(W / 8)) uint8.
+
+    A bit is set where the sample is above `threshold` (dither "none"), or
+    by integer Stucki error diffusion ("stucki"); the first pixel of a byte
+    is its highest bit, as numpy.packbits lays bits out.  The bits past the
+    width are 0.  celiReduceBits_8u1u_C1R, its scratch allocated here.
+    """
+    if not isinstance(gray, np.ndarray) or gray.ndim != 2 or gray.dtype != np.uint8:
+        raise TypeError("bitmap: gray must be a (H, W) numpy.ndarray of uint8")
+    if dither not in ("none", "off", "stucki"):
+        raise ValueError("bitmap: dither must be \"none\" or \"stucki\", not %r" % (dither,))
+    h, w = gray.shape
+    # the export's destination is laid out as (H, W) bytes; each row's bitmap
+    # is its first ceil(W / 8) bytes, and the bytes after them stay 0
+    rows = np.zeros((h, w), np.uint8)
+    _functions()["celiReduceBits_8u1u_C1R"](gray, rows, dstBitOffset=0, reserved0=0, reserved1=0,
+                                            threshold=int(threshold),
+                                            ditherMode="off" if dither != "stucki" else "Stucki")
+    return np.ascontiguousarray(rows[:, :(w + 7) // 8])
+
+
+def tone_map(img, method="linear"):
+    """float32 (H, W) or (H, W, 3) -> uint8 of the same shape.
+
+    method "linear": every sample times 255 / (largest sample), low byte of
+    the truncated product; "mean": times 255 / (twice the mean), saturated.
+    The channels of a colour image share one scale.  A scale base below
+    zero raises nothing: celcc.StatusWarning is issued and the result is all
+    zero (the export writes nothing).
+    """
+    if not isinstance(img, np.ndarray) or img.dtype != np.float32 or img.ndim not in (2, 3):
+        raise TypeError("tone_map: img must be a (H, W) or (H, W, C) numpy.ndarray of float32")
+    if method not in ("linear", "mean"):
+        raise ValueError("tone_map: method must be \"linear\" or \"mean\", not %r" % (method,))
+    flat = np.ascontiguousarray(img).reshape(img.shape[0], -1)  # channels as one wider row
+    name = "celiToneMapLinear_32f8u_C1R" if method == "linear" else "celiToneMapMean_32f8u_C1R"
+    return _functions()[name](flat).reshape(img.shape)
 
 
 # ---- convert(): routes of the front ends' table of conversions -------------------

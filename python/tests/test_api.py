@@ -103,3 +103,25 @@ def test_demosaic_other_algorithms(algorithm, dtype):
 def test_demosaic_unknown_algorithm():
     with pytest.raises(ValueError, match="bilinear"):
         celcc.demosaic(np.zeros((8, 8), np.uint8), "RGGB", algorithm="nearest")
+
+
+@pytest.mark.parametrize("w", [1, 7, 8, 13, 16, 33, 100])
+def test_bitmap_is_numpys_packbits_of_the_threshold(w):
+    gray = _rng().integers(0, 256, (5, w), dtype=np.uint8)
+    for t in (0, 99, 255):
+        assert celcc.bitmap(gray, t).tobytes() == np.packbits(gray > t, axis=1).tobytes()
+    dithered = celcc.bitmap(gray, 128, dither="stucki")
+    assert dithered.shape == (5, (w + 7) // 8)
+    want = celcc.celiReduceBits_8u1u_C1R(gray, dstBitOffset=0, reserved0=0, reserved1=0, threshold=128,
+                                         ditherMode="Stucki")
+    assert dithered.tobytes() == np.ascontiguousarray(want[:, :(w + 7) // 8]).tobytes()
+
+
+def test_tone_map_is_the_export_and_warns_on_a_negative_image():
+    img = _rng().random((9, 17, 3), dtype=np.float32) * 8
+    got = celcc.tone_map(img, "mean")
+    assert got.shape == img.shape
+    assert got.tobytes() == celcc.celiToneMapMean_32f8u_C1R(img.reshape(9, 51)).tobytes()
+    assert celcc.tone_map(img[..., 0].copy()).max() >= 254
+    with pytest.warns(celcc.StatusWarning):
+        assert not celcc.tone_map(-img).any()

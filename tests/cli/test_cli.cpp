@@ -885,6 +885,93 @@ TEST(CliDither, ErrorDiffusionEqualsTheExport) {
         }
 }
 
+// ---- One-bit dither and tone mapping --------------------------------------------------------
+
+// PBM through the tool: the bits of celiReduceBits_8u1u_C1R on the gray
+// photograph, inverted for the file (1 is black there), zero past the width.
+TEST(CliDither, OneBitPbmEqualsTheExport) {
+    NEED_PHOTO(src, "camera.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    ASSERT_EQ(p.channels, 1);
+    const int rowBytes = (p.w + 7) / 8;
+    for (const auto& m : {std::make_pair("", celDitherOff), std::make_pair(" --method stucki", celDitherStucki)}) {
+        const Outcome r = celcc(dir, "dither '" + src + "' b.pbm -f --levels 2 --bits 1 --threshold 100" + m.first);
+        ASSERT_EQ(r.rc, 0) << r.err;
+        int size = 0;
+        ASSERT_EQ(celiReduceBitsGetBufferSize(1, CelSize{p.w, p.h}, 0, celDitherStucki, &size), celStatusOk);
+        Bytes scratch(size_t(size) + 64), bits(size_t(rowBytes) * p.h);
+        ASSERT_EQ(celiReduceBits_8u1u_C1R(p.px.data(), p.w, bits.data(), rowBytes, 0, CelSize{p.w, p.h}, 0, 0, m.second,
+                                          100, scratch.data()),
+                  celStatusOk);
+        const std::string header = "P4\n" + std::to_string(p.w) + " " + std::to_string(p.h) + "\n";
+        const Bytes file = slurp(dir + "/b.pbm");
+        ASSERT_EQ(file.size(), header.size() + bits.size()) << m.first;
+        EXPECT_EQ(std::string(file.begin(), file.begin() + long(header.size())), header);
+        size_t differ = 0;
+        for (size_t i = 0; i < bits.size(); ++i) differ += file[header.size() + i] != uint8_t(~bits[i]);
+        EXPECT_EQ(differ, 0u) << m.first;
+    }
+    // colour goes to gray through the table first; other methods are refused
+    NEED_PHOTO(rgb, "astronaut.png");
+    EXPECT_EQ(celcc(dir, "dither '" + rgb + "' c.pbm --levels 2 --bits 1").rc, 0);
+    const Outcome bad = celcc(dir, "dither '" + src + "' d.pbm --levels 2 --bits 1 --method fs");
+    EXPECT_EQ(bad.rc, 1);
+    EXPECT_NE(bad.err.find("none and stucki"), std::string::npos) << bad.err;
+    EXPECT_FALSE(exists(dir + "/d.pbm"));
+}
+
+// A PFM written here: rows bottom to top, little- or big-endian by the sign
+// of the scale.
+void writePfm(const std::string& path, int w, int h, int ch, const std::vector<float>& topDown, bool little) {
+    std::ofstream f(path, std::ios::binary);
+    f << (ch == 3 ? "PF" : "Pf") << "\n" << w << " " << h << "\n" << (little ? "-1.0" : "1.0") << "\n";
+    for (int y = h - 1; y >= 0; --y)
+        for (int x = 0; x < w * ch; ++x) {
+            float v = topDown[size_t(y) * w * ch + x];
+            uint8_t b[4];
+            std::memcpy(b, &v, 4);
+            if (!little) std::swap(b[0], b[3]), std::swap(b[1], b[2]);
+            f.write(reinterpret_cast<const char*>(b), 4);
+        }
+}
+
+TEST(CliToneMap, PfmToPngEqualsTheExports) {
+    const std::string dir = workDir();
+    const int w = 67, h = 23;
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> d(-0.1f, 40.0f);
+    for (int ch : {1, 3}) {
+        std::vector<float> v(size_t(w) * h * ch);
+        for (auto& x : v) x = d(rng);
+        writePfm(dir + "/in.pfm", w, h, ch, v, ch == 1);
+        for (bool linear : {true, false}) {
+            const Outcome r = celcc(dir, std::string("tonemap in.pfm out.png -f ") + (linear ? "--linear" : "--mean"));
+            ASSERT_EQ(r.rc, 0) << r.err;
+            Bytes ref(v.size());
+            const CelSize size{w * ch, h};
+            ASSERT_EQ(linear ? celiToneMapLinear_32f8u_C1R(v.data(), w * ch * 4, ref.data(), w * ch, size)
+                             : celiToneMapMean_32f8u_C1R(v.data(), w * ch * 4, ref.data(), w * ch, size),
+                      celStatusOk);
+            const Png p = readPng(dir + "/out.png");
+            EXPECT_EQ(p.channels, ch);
+            EXPECT_TRUE(p.px == ref) << "channels " << ch << (linear ? " linear" : " mean");
+        }
+    }
+    // all negative: the warning, reported, and no file
+    writePfm(dir + "/neg.pfm", 4, 2, 1, std::vector<float>(8, -1.0f), true);
+    const Outcome r = celcc(dir, "tonemap neg.pfm neg.png --linear");
+    EXPECT_EQ(r.rc, 1);
+    EXPECT_NE(r.err.find("celStatusToneMapNegative"), std::string::npos) << r.err;
+    EXPECT_FALSE(exists(dir + "/neg.png"));
+    EXPECT_EQ(celcc(dir, "tonemap in.pfm x.png").rc, 1);                  // neither --linear nor --mean
+    EXPECT_EQ(celcc(dir, "tonemap in.pfm x.png --linear --mean").rc, 1);  // both
+    std::ofstream(dir + "/short.pfm") << "Pf\n10 10\n-1.0\nabc";
+    const Outcome t = celcc(dir, "tonemap short.pfm x.png --mean");
+    EXPECT_EQ(t.rc, 1);
+    EXPECT_NE(t.err.find("truncated"), std::string::npos) << t.err;
+}
+
 // ---- Bad input ----------------------------------------------------------------------------
 
 struct BadCase {
