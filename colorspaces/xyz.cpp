@@ -2,7 +2,7 @@
 // C3 and AC4 (alpha untouched), on the shared colour-space frame.
 //
 //   depth   body                                         tail
-//   32f     4 px, float matrix; reverse: per-pixel loop  same products, same bits
+//   32f     4 px, float matrix (both directions)          same products, same bits
 //   16u/16s 4 px, float matrix, truncation, 16-bit pack  same arithmetic, same bits
 //   8u      C3 8 px / AC4 4 px, 16-bit multiply-add,     Q16 integer matrix
 //           Q15 forward / Q13 reverse, no rounding
@@ -39,8 +39,11 @@ constexpr int32_t kXYZToRGB_Q16[3][3] = {{212368, -100738, -32671}, {-63521, 122
 inline float limitZ(float z) { return _mm_cvtss_f32(_mm_min_ss(_mm_max_ss(_mm_set_ss(z), _mm_setzero_ps()), _mm_set_ss(1.0f))); }
 inline __m128 limitZ(__m128 z) { return _mm_min_ps(_mm_max_ps(z, _mm_setzero_ps()), _mm_set1_ps(1.0f)); }
 
-// Reverse outputs: below 0 gives 0, otherwise the minimum with 1 (NaN stays NaN).
+// Reverse outputs: below 0 gives 0, otherwise the minimum with 1 (NaN stays
+// NaN, -0 stays -0).  The vector twin takes the minimum with the NaN in the
+// second operand and the maximum the same way, which keeps both.
 inline float limitRGB(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
+inline __m128 limitRGB(__m128 v) { return _mm_max_ps(_mm_setzero_ps(), _mm_min_ps(_mm_set1_ps(1.0f), v)); }
 
 // ---------------------------------------------------------------------------------------
 // 32f forward: four pixels an iteration, then the same products one pixel at a time.
@@ -71,15 +74,30 @@ void y8_innerRGBToXYZ_32f_C3R(const float* s, float* d, int width, int channels)
     }
 }
 
-// 32f reverse: one plain per-pixel loop.
+// 32f reverse: the products of the per-pixel rule, in its order, four
+// pixels at a time (a - b Y is a + (-b) Y exactly), then one at a time.
 void y8_innerXYZToRGB_32f_C3R(const float* s, float* d, int width, int channels) {
     const int n = channels == 4 ? 4 : 3;
-    for (int x = 0; x < width; ++x) {
-        const float X = s[n * x], Y = s[n * x + 1], Z = s[n * x + 2];
+    int x = 0;
+    for (; x + 4 <= width; x += 4) {
+        __m128 X, Y, Z;
+        if (n == 4)
+            cel::cs::split4x4f(s + 4 * x, X, Y, Z);
+        else
+            cel::cs::split3x4f(s + 3 * x, X, Y, Z);
+        const __m128 R = limitRGB(dot3(kXYZToRGB[0], X, Y, Z)), G = limitRGB(dot3(kXYZToRGB[1], X, Y, Z));
+        const __m128 B = limitRGB(dot3(kXYZToRGB[2], X, Y, Z));
+        if (n == 4)
+            cel::cs::join4x4fKeepAlpha(d + 4 * x, R, G, B);
+        else
+            cel::cs::join3x4f(d + 3 * x, R, G, B);
+    }
+    for (; x < width; ++x) {
+        const float* p = s + n * x;
         float* q = d + n * x;
-        q[0] = limitRGB((3.240479f * X - 1.53715f * Y) - 0.498535f * Z);
-        q[1] = limitRGB((-0.969256f * X + 1.875991f * Y) + 0.041556f * Z);
-        q[2] = limitRGB((0.055648f * X - 0.204043f * Y) + 1.057311f * Z);
+        q[0] = limitRGB(dot3(kXYZToRGB[0], p[0], p[1], p[2]));
+        q[1] = limitRGB(dot3(kXYZToRGB[1], p[0], p[1], p[2]));
+        q[2] = limitRGB(dot3(kXYZToRGB[2], p[0], p[1], p[2]));
     }
 }
 

@@ -212,8 +212,44 @@ TEST(XyzWorked, FloatLimitsAndNaN) {
         EXPECT_TRUE(std::isnan(out[1]));
         EXPECT_EQ(out[2], 0.0f);  // the maximum with 0 takes the 0
     }
-    ASSERT_EQ(celiXYZToRGB_32f_C3R(n4, 12, out, 12, {1, 1}), celStatusOk);
-    EXPECT_TRUE(std::isnan(out[0]));
+    for (int w : {4, 1}) {
+        ASSERT_EQ(celiXYZToRGB_32f_C3R(n4, 12, out, 12, {w, 1}), celStatusOk);
+        EXPECT_TRUE(std::isnan(out[0]));
+    }
+}
+
+// The reverse body and tail on every pairing of awkward values (NaN, the
+// infinities, -0, denormals, the limits and just past them): same bits as
+// the per-pixel rule in both places.
+TEST(XyzWorked, FloatReverseSpecialValuesBodyAndTail) {
+    const float inf = std::numeric_limits<float>::infinity(), qnan = std::numeric_limits<float>::quiet_NaN();
+    const float v[] = {qnan, -qnan, inf, -inf, 0.0f, -0.0f, 1e-45f, -1e-45f, 1.0f, 1.0000001f, 0.9999999f, -1e-7f, 0.3f, 7.0f, -3.0f};
+    const int nv = int(sizeof v / sizeof v[0]);
+    std::vector<float> src;
+    for (int a = 0; a < nv; ++a)
+        for (int b = 0; b < nv; ++b)
+            for (int c = 0; c < nv; c += 2) src.insert(src.end(), {v[a], v[b], v[c]});
+    const int w = int(src.size() / 3);  // body for all but the last w % 4 pixels
+    for (int tailOnly : {0, 1}) {
+        std::vector<float> dst(src.size());
+        for (int x0 = 0; x0 < w; x0 += tailOnly ? 1 : w) {
+            const int n = tailOnly ? 1 : w;
+            ASSERT_EQ(celiXYZToRGB_32f_C3R(&src[size_t(3) * x0], 12 * n, &dst[size_t(3) * x0], 12 * n, {n, 1}), celStatusOk);
+        }
+        for (int x = 0; x < w; ++x) {
+            float e[3];
+            model32f(false, &src[size_t(3) * x], e);
+            for (int c = 0; c < 3; ++c) {
+                const float got = dst[size_t(3) * x + c];
+                if (std::isnan(e[c])) {  // which operand's NaN survives is the compiler's choice
+                    EXPECT_TRUE(std::isnan(got)) << "pixel " << x << " channel " << c;
+                    continue;
+                }
+                ASSERT_EQ(0, std::memcmp(&got, &e[c], 4)) << "pixel " << x << " channel " << c << (tailOnly ? " tail" : " body")
+                                                          << " got " << got << " want " << e[c];
+            }
+        }
+    }
 }
 
 // ---- Statuses -----------------------------------------------------------------------------------
