@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/sweep24.h"
 
 namespace {
 
@@ -154,6 +155,33 @@ TYPED_TEST(Xyz, NegativeStepsWalkUpward) {
     ASSERT_EQ(call<T>(true, false, src.data() + size_t(step) * (h - 1), -bs, b.data() + size_t(step) * (h - 1), -bs, {w, h}),
               celStatusOk);
     EXPECT_EQ(0, std::memcmp(a.data(), b.data(), a.size() * sizeof(T)));
+}
+
+// Every 8u input through the body (rows of 16) and the tail (rows one short
+// of the body: 7 in C3, 3 in AC4), both directions.
+TEST(Xyz8u, EveryInputThroughBodyAndTail) {
+    for (bool fwd : {true, false})
+        for (bool ac4 : {false, true})
+            for (int w : {16, ac4 ? 3 : 7}) {
+                const int n = ac4 ? 4 : 3, h = celtest::sweep24Rows(w);
+                std::vector<uint8_t> src(size_t(n) * w * h, 0x77), dst(src.size(), 0x5A);
+                for (int64_t i = 0; i < int64_t(w) * h; ++i) {
+                    int a, b, c;
+                    celtest::sweep24Input(i, a, b, c);
+                    uint8_t* p = &src[size_t(i) * n];
+                    p[0] = uint8_t(a), p[1] = uint8_t(b), p[2] = uint8_t(c);
+                }
+                ASSERT_EQ(call<uint8_t>(fwd, ac4, src.data(), n * w, dst.data(), n * w, {w, h}), celStatusOk);
+                for (int64_t i = 0; i < int64_t(w) * h; ++i) {
+                    int e[3];
+                    const uint8_t* p = &src[size_t(i) * n];
+                    model8u(fwd, ac4, int(i % w), w, p, e);
+                    for (int k = 0; k < 3; ++k)
+                        ASSERT_EQ(int(dst[size_t(i) * n + k]), e[k]) << (fwd ? "fwd" : "rev") << (ac4 ? " AC4" : " C3") << " w " << w
+                                                                    << " input " << int(p[0]) << "," << int(p[1]) << "," << int(p[2]);
+                    if (ac4) ASSERT_EQ(dst[size_t(i) * n + 3], 0x5A);
+                }
+            }
 }
 
 // ---- Worked values ---------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/sweep24.h"
 #include "common/export_list.h"
 #include "common/image_buffer.h"
 #include "common/ycbcr_model.h"
@@ -74,6 +75,13 @@ struct Source {
         for (auto& x : b) x.randomize(seed++);
     }
     int Y(int x, int y) const { return b[0].row(y)[x]; }
+    uint8_t& Yref(int x, int y) { return b[0].row(y)[x]; }
+    // Chroma sample (i, j) as first and second byte of the layout's order.
+    uint8_t& Cref(const Fn& fn, int i, int j, bool cr) {
+        const bool first = (fn.src == Src::P3Swapped || fn.src == Src::P2CrFirst) == cr;
+        if (fn.src == Src::P2CbFirst || fn.src == Src::P2CrFirst) return b[1].row(j)[2 * i + (first ? 0 : 1)];
+        return b[first ? 1 : 2].row(j)[i];
+    }
     // Cb and Cr of chroma sample (i, j), whatever the layout.
     int Cb(const Fn& fn, int i, int j) const {
         switch (fn.src) {
@@ -163,6 +171,58 @@ void runAndCompare(const Fn& fn, int w, int h, uint32_t seed) {
 }
 
 class Decode420 : public ::testing::TestWithParam<Fn> {};
+
+// Every (Y, Cb, Cr) through the body and through the tail: each chroma
+// sample takes one (Cb, Cr) pair, the pixels that share it take successive
+// Y values, so 2^16 pairs times 256 / (pixels per sample) samples cover all
+// 2^24 inputs (every 61st pair under the sanitizers).  The filtering
+// decoder mixes neighbouring samples and is left to the random images.
+void runSweep(const Fn& fn, int w, const char* what) {
+    const bool rows411 = fn.kind == Kind::Rows411;
+    const int per = rows411 && w % 4 ? w % 4 : 4;   // pixels sharing a chroma sample (the last one's)
+    const int perPair = (256 + per - 1) / per;      // chroma samples for one (Cb, Cr) pair
+    const int cw = rows411 ? (w + 3) / 4 : w / 2;
+    const int64_t pairs = 65536 / celtest::kSweep24Stride, samples = pairs * perPair;
+    // A 4:1:1 tail sweep gives each row's groups the same values: one tail
+    // group a row carries the sweep.
+    const bool rowWise = rows411 && w % 4;
+    const int ch = int(rowWise ? samples : (samples + cw - 1) / cw), h = rows411 ? ch : 2 * ch;
+    Source s(fn, w, h, 1);
+    for (int j = 0; j < ch; ++j)
+        for (int i = 0; i < cw; ++i) {
+            const int64_t k = rowWise ? j : int64_t(j) * cw + i;
+            const uint32_t pair = uint32_t((k / perPair) * celtest::kSweep24Stride) & 0xFFFF;
+            s.Cref(fn, i, j, false) = uint8_t(pair >> 8);
+            s.Cref(fn, i, j, true) = uint8_t(pair);
+            for (int p = 0; p < (rows411 ? std::min(4, w - 4 * i) : 4); ++p) {
+                const uint8_t Y = uint8_t((k % perPair) * per + p % per);
+                if (rows411) s.Yref(4 * i + p, j) = Y;
+                else s.Yref(2 * i + (p & 1), 2 * j + (p >> 1)) = Y;
+            }
+        }
+    ImageBuffer d(w * fn.bytes, h);
+    d.fill(kFill);
+    ASSERT_EQ(call(fn, s, d.row(0), d.step(), {w, h}), celStatusOk) << fn.name << " " << what;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            Rgb e;
+            ASSERT_TRUE(expected(fn, s, w, h, x, y, e));
+            const uint8_t* p = d.row(y) + fn.bytes * x;
+            for (int c = 0; c < 3; ++c)
+                ASSERT_EQ(p[fn.bgr ? 2 - c : c], e[c]) << fn.name << " " << what << " input " << s.Y(x, y) << ","
+                                                        << s.Cb(fn, rows411 ? x / 4 : x / 2, rows411 ? y : y / 2) << ","
+                                                        << s.Cr(fn, rows411 ? x / 4 : x / 2, rows411 ? y : y / 2);
+        }
+}
+
+TEST_P(Decode420, EveryInputThroughBodyAndTail) {
+    const Fn fn = GetParam();
+    if (fn.kind == Kind::Filter420) GTEST_SKIP() << "mixes neighbouring chroma samples";
+    runSweep(fn, 32, "body sweep");  // 16 chroma samples (4:2:0) or 8 groups (4:1:1) a row: all body
+    // Below one vector: all tail (4:2:0); 4:1:1 needs 4 pixels, so one body
+    // group and a 3-pixel tail group.
+    if (fn.body != fn.tail) runSweep(fn, fn.kind == Kind::Rows411 ? 7 : 6, "tail sweep");
+}
 
 TEST_P(Decode420, MatchesModelAcrossSizes) {
     const Fn fn = GetParam();

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/sweep24.h"
 #include "common/image_buffer.h"
 
 namespace {
@@ -195,6 +196,43 @@ TEST_P(Encode420, MatchesModelAcrossSizes) {
             expectModel(fn, src, d, w, h);
             if (HasFatalFailure()) return;
         }
+}
+
+// Every RGB colour as a uniform block, through the vector blocks (rows a
+// multiple of them wide) and through the scalar blocks (rows one vector
+// short), in chunks of 2^20 colours.  Luma and chroma of each recipe see
+// every colour (chroma as the sum of four equal pixels); the members that
+// share a recipe differ only in layout, which random images cover, so one
+// member per recipe runs the sweep.
+TEST_P(Encode420, EveryColourAsAUniformBlockThroughBodyAndTail) {
+    const Fn fn = GetParam();
+    for (const Fn& other : kFns) {
+        if (std::string(other.name) == fn.name) break;
+        if (other.recipe == fn.recipe && other.is411 == fn.is411) GTEST_SKIP() << "recipe swept by " << other.name;
+    }
+    const int bw = fn.is411 ? 4 : 2, bh = fn.is411 ? 1 : 2;
+    constexpr int64_t kChunk = int64_t(1) << 20;
+    for (int blocksPerRow : {2 * fn.vecMultiple, fn.vecMultiple - 1}) {
+        const int w = blocksPerRow * bw, h = int(kChunk / blocksPerRow + 1) * bh;
+        for (int64_t first = 0; first < celtest::sweep24Count(); first += kChunk) {
+            ImageBuffer src(w * fn.bpp, h);
+            for (int by = 0; by < h / bh; ++by)
+                for (int bx = 0; bx < blocksPerRow; ++bx) {
+                    int r, g, b;
+                    celtest::sweep24Input(first + int64_t(by) * blocksPerRow + bx, r, g, b);
+                    for (int k = 0; k < 4; ++k) {
+                        const int x = bx * bw + (fn.is411 ? k : (k & 1)), y = by * bh + (fn.is411 ? 0 : (k >> 1));
+                        uint8_t* p = src.row(y) + fn.bpp * x;
+                        p[0] = uint8_t(fn.bgr ? b : r), p[1] = uint8_t(g), p[2] = uint8_t(fn.bgr ? r : b);
+                        if (fn.bpp == 4) p[3] = 0xA5;
+                    }
+                }
+            Planes d(fn, w, h);
+            ASSERT_EQ(d.run(fn, src, {w, h}), celStatusOk) << fn.name;
+            expectModel(fn, src, d, w, h);
+            if (HasFatalFailure()) return;
+        }
+    }
 }
 
 TEST_P(Encode420, FourthSourceByteChangesNothing) {

@@ -14,6 +14,7 @@
 
 #include "celcc.h"
 #include "common/layout_image.h"
+#include "common/sweep24.h"
 
 namespace {
 
@@ -216,6 +217,24 @@ TEST_P(RgbToYCbCr, MatchesModelAcrossWidthsAndHeights) {
             expectMatchesModel(fn, s, d, [](int y) { return y; }, "positive steps");
             ASSERT_TRUE(d.intact()) << fn.name << " wrote outside the region, w=" << w << " h=" << h;
         }
+    }
+}
+
+// Every RGB colour through the vector body (rows a multiple of the body
+// wide) and through the scalar tail (rows one pixel short of it).
+TEST_P(RgbToYCbCr, EveryColourThroughBodyAndTail) {
+    const Fn fn = GetParam();
+    for (int w : {2 * fn.body, fn.body - 1}) {
+        const int h = celtest::sweep24Rows(w);
+        Img s(fn.src, w, h), d(fn.dst, w, h);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                int r, g, b;
+                celtest::sweep24Input(int64_t(y) * w + x, r, g, b);
+                s.at(x, y, 0) = uint8_t(r), s.at(x, y, 1) = uint8_t(g), s.at(x, y, 2) = uint8_t(b);
+            }
+        ASSERT_EQ(run(fn, s, d), celStatusOk);
+        expectMatchesModel(fn, s, d, [](int y) { return y; }, w == fn.body - 1 ? "tail sweep" : "body sweep");
     }
 }
 

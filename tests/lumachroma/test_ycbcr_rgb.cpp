@@ -12,6 +12,7 @@
 
 #include "celcc.h"
 #include "common/layout_image.h"
+#include "common/sweep24.h"
 #include "common/ycbcr_model.h"
 
 namespace {
@@ -99,6 +100,25 @@ void expectMatchesModel(const Fn& fn, Img& s, Img& d, const std::function<int(in
 }
 
 class YCbCrToRgb : public ::testing::TestWithParam<Fn> {};
+
+// Every (Y, Cb, Cr) through the vector body (rows a multiple of it wide) and
+// through the scalar tail (rows one pixel short of it, where there is one).
+TEST_P(YCbCrToRgb, EveryInputThroughBodyAndTail) {
+    const Fn fn = GetParam();
+    for (int w : {16, fn.bodyMultiple - 1}) {
+        if (w < 1) continue;
+        const int h = celtest::sweep24Rows(w);
+        Img s(fn.src, w, h), d(fn.dst, w, h, 0x3C);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                int Y, Cb, Cr;
+                celtest::sweep24Input(int64_t(y) * w + x, Y, Cb, Cr);
+                s.at(x, y, 0) = uint8_t(Y), s.at(x, y, 1) = uint8_t(Cb), s.at(x, y, 2) = uint8_t(Cr);
+            }
+        ASSERT_EQ(run(fn, s, d), celStatusOk);
+        expectMatchesModel(fn, s, d, [](int y) { return y; }, 0x3C, w == 16 ? "body sweep" : "tail sweep");
+    }
+}
 
 // ---- Worked values -----------------------------------------------------------------
 struct Worked {

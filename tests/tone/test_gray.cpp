@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/sweep24.h"
 
 namespace {
 
@@ -73,6 +74,32 @@ TEST(Gray8u, MatchesModelWithDefaultAndCallerWeights) {
                 check8(ac4, w, h, nullptr, true, seed++);
                 check8(ac4, w, h, nullptr, false, seed++);
                 for (const float* c : {mine, over, neg, big}) check8(ac4, w, h, c, false, seed++);
+            }
+}
+
+// Every RGB colour through the body (rows of 16) and the tail (rows of 3 or
+// 7, one short of the body), default weights and the caller's.
+TEST(Gray8u, EveryColourThroughBodyAndTail) {
+    const float mine[3] = {0.2f, 0.5f, 0.3f};
+    for (bool ac4 : {false, true})
+        for (const float* c : {static_cast<const float*>(nullptr), mine})
+            for (int w : {16, ac4 ? 7 : 3}) {
+                const int n = ac4 ? 4 : 3, h = celtest::sweep24Rows(w), bodyEnd = w - w % (ac4 ? 8 : 4);
+                std::vector<uint8_t> src(size_t(n) * w * h), dst(size_t(w) * h);
+                for (int64_t i = 0; i < int64_t(w) * h; ++i) {
+                    int r, g, b;
+                    celtest::sweep24Input(i, r, g, b);
+                    uint8_t* p = &src[size_t(i) * n];
+                    p[0] = uint8_t(r), p[1] = uint8_t(g), p[2] = uint8_t(b);
+                }
+                ASSERT_EQ(gray8(ac4, src.data(), n * w, dst.data(), w, {w, h}, c, c == nullptr), celStatusOk);
+                const Q15 q = q15(c);
+                for (int64_t i = 0; i < int64_t(w) * h; ++i) {
+                    const uint8_t* p = &src[size_t(i) * n];
+                    const int e = i % w < bodyEnd ? body8(p, q) : scalar8(p, q);
+                    ASSERT_EQ(dst[size_t(i)], e) << (ac4 ? "AC4" : "C3") << " w " << w << " colour " << int(p[0]) << ","
+                                                 << int(p[1]) << "," << int(p[2]);
+                }
             }
 }
 
