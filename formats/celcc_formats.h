@@ -35,7 +35,8 @@ typedef enum CelFmtModel {
     celFmtModelLUV = 5,   /* CIE L*u*v* (D65), the library's scaling per depth */
     celFmtModelLab = 6,   /* CIE L*a*b* (D65), the library's scaling per depth */
     celFmtModelHSV = 7,   /* hue, saturation, value */
-    celFmtModelHLS = 8    /* hue, lightness, saturation */
+    celFmtModelHLS = 8,   /* hue, lightness, saturation */
+    celFmtModelYCC = 9    /* photo YCC: Y, C1, C2 */
 } CelFmtModel;
 
 /* Format ids, in the order of formats.inc: celFmt_RGB24, celFmt_I420, ... */

@@ -10,6 +10,7 @@
 
 #include "celcc.h"
 #include "common/bench_util.h"
+#include "common/content.h"
 
 namespace {
 
@@ -35,13 +36,7 @@ using Fn = CelStatus (*)(const S*, int, D*, int, CelSize);
 // Source pixels of a form: the gradient (forward), or its forward conversion.
 template <class T>
 std::vector<T> content(const Frame& f, Fn<T, T> forward) {
-    const auto g = gradient8u(f);
-    std::vector<T> rgb(g.size()), out(g.size());
-    for (size_t i = 0; i < g.size(); ++i) rgb[i] = std::is_same_v<T, float> ? T(g[i] / 255.0f) : T(g[i]);
-    if (!forward) return rgb;
-    const int step = 3 * f.width * int(sizeof(T));
-    forward(rgb.data(), step, out.data(), step, {f.width, f.height});
-    return out;
+    return celbench::samplesOf<T>(gradient8u(f), f, forward);
 }
 
 template <class T>

@@ -9,7 +9,10 @@
 #include <cstdio>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
+
+#include "celcc.h"
 
 #include "common/bench_util.h"
 
@@ -76,6 +79,20 @@ inline std::vector<uint8_t> contentRGB(const std::string& which, const Frame& f)
 
 inline bool havePhoto() {
     return !photoRGB(Frame{8, 8}).empty();
+}
+
+// 8-bit RGB content as samples of type T (floats scaled to 0..1), or, given
+// a forward conversion (interleaved, three channels), its output of them:
+// the source of the reverse direction.
+template <class T>
+std::vector<T> samplesOf(const std::vector<uint8_t>& rgb8, const Frame& f,
+                         CelStatus (*forward)(const T*, int, T*, int, CelSize) = nullptr) {
+    std::vector<T> rgb(rgb8.size()), out(rgb8.size());
+    for (size_t i = 0; i < rgb8.size(); ++i) rgb[i] = std::is_same_v<T, float> ? T(rgb8[i] / 255.0f) : T(rgb8[i]);
+    if (!forward) return rgb;
+    const int step = 3 * f.width * int(sizeof(T));
+    forward(rgb.data(), step, out.data(), step, {f.width, f.height});
+    return out;
 }
 
 }  // namespace celbench

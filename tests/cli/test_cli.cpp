@@ -481,7 +481,8 @@ TEST(CliFormats, ToColourModelAndBackThroughARelabelledPng) {
     const Case cases[] = {{"hsv", "celiRGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, celiHSVToRGB_8u_C3R},
                           {"hls", "celiRGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, celiHLSToRGB_8u_C3R},
                           {"luv", "celiRGBToLUV_8u_C3R", celiRGBToLUV_8u_C3R, celiLUVToRGB_8u_C3R},
-                          {"lab", "celiRGBToLab_8u_C3R", celiRGBToLab_8u_C3R, celiLabToRGB_8u_C3R}};
+                          {"lab", "celiRGBToLab_8u_C3R", celiRGBToLab_8u_C3R, celiLabToRGB_8u_C3R},
+                          {"ycc", "celiRGBToYCC_8u_C3R", celiRGBToYCC_8u_C3R, celiYCCToRGB_8u_C3R}};
     for (const Case& c : cases) {
         const std::string model = c.to;
         const Outcome r = celcc(dir, "convert '" + src + "' " + model + ".png --to " + model + " -v");
@@ -506,6 +507,27 @@ TEST(CliFormats, ToColourModelAndBackThroughARelabelledPng) {
     EXPECT_EQ(celcc(dir, "convert hsv.png x.png --in-pix-fmt lab48 -q").rc, 1);
     EXPECT_EQ(celcc(dir, "convert hsv.png x.png --to lab --out-pix-fmt rgb24 -q").rc, 1);
     EXPECT_EQ(celcc(dir, "convert hsv.png x.png --to nosuchmodel -q").rc, 1);
+}
+
+// --to ycc: the output extension names the raw format; back to PNG with
+// --size and --pix-fmt.  Both directions equal the exports' bytes.
+TEST(CliFormats, YccByExtensionAndBackEqualTheExports) {
+    NEED_PHOTO(src, "astronaut.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    const Outcome r = celcc(dir, "convert '" + src + "' --out-dir . --to ycc -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiRGBToYCC_8u_C3R: celStatusOk"), std::string::npos) << r.err;
+    const Bytes ycc = slurp(dir + "/astronaut.ycc");
+    Bytes ref(p.px.size()), rgb(p.px.size());
+    ASSERT_EQ(celiRGBToYCC_8u_C3R(p.px.data(), p.w * 3, ref.data(), p.w * 3, CelSize{p.w, p.h}), celStatusOk);
+    EXPECT_TRUE(ycc == ref);
+    const std::string size = std::to_string(p.w) + "x" + std::to_string(p.h);
+    const Outcome b = celcc(dir, "convert astronaut.ycc back.png --size " + size + " --pix-fmt ycc -v");
+    ASSERT_EQ(b.rc, 0) << b.err;
+    EXPECT_NE(b.err.find("celiYCCToRGB_8u_C3R: celStatusOk"), std::string::npos) << b.err;
+    ASSERT_EQ(celiYCCToRGB_8u_C3R(ref.data(), p.w * 3, rgb.data(), p.w * 3, CelSize{p.w, p.h}), celStatusOk);
+    EXPECT_TRUE(readPng(dir + "/back.png").px == rgb);
 }
 
 TEST(CliFormats, PnmAndJpegInputs) {

@@ -1,0 +1,334 @@
+// RGB <-> photo YCC in every depth and layout: an independent model written
+// from the formulas (float products in the stated order; the 8u body's
+// 16-bit lane operations one by one, the 8u tail in 32-bit integers, chosen
+// by the pixel's place in the row), every 8u triple through body and tail,
+// worked values, round trips, alpha kept, canaries, statuses.
+#include <gtest/gtest.h>
+#include <xmmintrin.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "celcc.h"
+#include "colorspaces/interleaved_check.h"
+#include "common/sweep24.h"
+
+namespace {
+
+// ---- Model -------------------------------------------------------------------------------
+int clampi(int v, int lo, int hi) { return v < lo ? lo : v > hi ? hi : v; }
+int32_t trunc32(float f) { return _mm_cvttss_si32(_mm_set_ss(f)); }
+// Products and sums rounded to float one at a time.
+float mul(float a, float b) {
+    volatile float p = a * b;
+    return p;
+}
+float add(float a, float b) {
+    volatile float s = a + b;
+    return s;
+}
+float lumaOf(float r, float g, float b) { return add(add(mul(0.299f, r), mul(0.587f, g)), mul(0.114f, b)); }
+
+// 16-bit lane operations of the 8u body.
+int mulhiU(int a, int b) { return int((uint32_t(uint16_t(a)) * uint32_t(uint16_t(b))) >> 16); }
+int mulhiS(int a, int b) { return (int32_t(int16_t(a)) * int32_t(int16_t(b))) >> 16; }
+int satS(int v) { return clampi(v, -32768, 32767); }
+int satU(int v) { return clampi(v, 0, 65535); }
+
+void model8u(bool fwd, bool body, const uint8_t* p, int out[3]) {
+    const int a = p[0], b = p[1], c = p[2];
+    if (fwd && body) {
+        const int y6 = satU(satU(mulhiU(a << 8, 4898) + mulhiU(b << 8, 9617)) + mulhiU(c << 8, 1867));
+        const int d2 = satS((a << 6) - y6), d1 = satS((c << 6) - y6);
+        out[0] = mulhiS(y6, 2921) >> 2;
+        out[1] = satS(mulhiS(d1, 1789) + 624) >> 2;
+        out[2] = satS(mulhiS(d2, 2178) + 548) >> 2;
+        for (int k = 0; k < 3; ++k) out[k] = clampi(out[k], 0, 255);
+    } else if (fwd) {
+        const int t = 4898 * a + 9617 * b + 1867 * c;
+        out[0] = ((t >> 10) * 2921) >> 16;
+        out[1] = (((((c << 14) - t) >> 10) * 1789 >> 16) + 156) & 0xFF;
+        out[2] = (((((a << 14) - t) >> 10) * 2178 >> 16) + 137) & 0xFF;
+    } else if (body) {
+        const int y4 = mulhiU(a << 8, 5563);
+        const int e1 = int16_t(satS(b - 156) * 128), e2 = int16_t(satS(c - 137) * 128);
+        const int q1 = mulhiS(e1, 18168), q2 = mulhiS(e2, 14921);
+        out[0] = clampi(satS(y4 + q2) >> 4, 0, 255);
+        out[1] = clampi(satS(satS((y4 >> 1) + mulhiS(q1, -6357)) + mulhiS(q2, -16679)) >> 3, 0, 255);
+        out[2] = clampi(satS(y4 + q1) >> 4, 0, 255);
+    } else {
+        const int y = 5564 * a, u = 9084 * b - 156 * 9084, v = 7460 * c - 137 * 7460;
+        out[0] = clampi((y + v) >> 12, 0, 255);
+        out[1] = clampi((y * 16 + (u >> 8) * -794 + (v >> 8) * -2084) >> 16, 0, 255);
+        out[2] = clampi((y + u) >> 12, 0, 255);
+    }
+}
+
+// 16u and 16s: integer results (16s as signed values).
+template <class T>
+void model16(bool fwd, const T* p, int out[3]) {
+    const bool sgn = std::is_same_v<T, int16_t>;
+    const int off = sgn ? 32768 : 0;
+    const float a = float(p[0] + off), b = float(p[1] + off), c = float(p[2] + off);
+    float o[3];
+    if (fwd && !sgn) {
+        o[0] = add(add(add(mul(0.213267f, a), 0.49999f), mul(0.418688f, b)), mul(0.0813124f, c));
+        o[1] = add(add(add(mul(-0.130621f, a), 40092.5f), -mul(0.256437f, b)), mul(0.387058f, c));
+        o[2] = add(add(add(mul(0.372876f, a), 35209.5f), -mul(0.312237f, b)), -mul(0.0606389f, c));
+    } else if (fwd) {
+        const float l = lumaOf(a, b, c);
+        o[0] = add(mul(0.7132668f, l), 0.49999f);
+        o[1] = add(mul(add(c, -l), 0.4368627f), 40092.5f);
+        o[2] = add(mul(add(a, -l), 0.5319216f), 35209.5f);
+    } else if (!sgn) {
+        const float y = add(mul(a, 1.3584f), 0.49999f), c1 = float(p[1] - 40092), c2 = float(p[2] - 35209);
+        o[0] = add(mul(1.8215f, c2), y);
+        o[1] = add(add(y, -mul(0.4302726f, c1)), -mul(0.92714345f, c2));
+        o[2] = add(y, mul(c1, 2.2179f));
+    } else {
+        const float y = mul(a, 1.3584f), c1 = mul(float(p[1] - 7324), 2.2179f), c2 = mul(float(p[2] - 2441), 1.8215f);
+        o[0] = add(y, c2);
+        o[1] = add(add(y, -mul(c1, 0.194f)), -mul(c2, 0.509f));
+        o[2] = add(y, c1);
+    }
+    for (int k = 0; k < 3; ++k) out[k] = clampi(trunc32(o[k]), 0, 65535) - off;
+}
+
+float limit01(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
+
+void model32f(bool fwd, const float* p, float out[3]) {
+    if (fwd) {
+        const float l = lumaOf(p[0], p[1], p[2]);
+        out[0] = mul(0.7132668f, l);
+        out[1] = add(mul(add(p[2], -l), 0.4368627f), 0.6117647f);
+        out[2] = add(mul(add(p[0], -l), 0.53192f), 0.5372549f);
+    } else {
+        const float y = mul(p[0], 1.3584f), c1 = mul(add(p[1], -0.6117647f), 2.2179f), c2 = mul(add(p[2], -0.5372549f), 1.8215f);
+        out[0] = limit01(add(y, c2));
+        out[1] = limit01(add(add(y, -mul(0.194f, c1)), -mul(c2, 0.509f)));
+        out[2] = limit01(add(y, c1));
+    }
+}
+
+// ---- Forms ----------------------------------------------------------------------------------
+template <class T>
+struct Form {
+    const char* name;
+    cstest::Export<T, T> fn;
+    bool fwd, ac4;
+};
+
+#define CEL_YCC_FORMS(depth)                                                                                 \
+    {{"celiRGBToYCC_" #depth "_C3R", celiRGBToYCC_##depth##_C3R, true, false},                              \
+     {"celiRGBToYCC_" #depth "_AC4R", celiRGBToYCC_##depth##_AC4R, true, true},                             \
+     {"celiYCCToRGB_" #depth "_C3R", celiYCCToRGB_##depth##_C3R, false, false},                             \
+     {"celiYCCToRGB_" #depth "_AC4R", celiYCCToRGB_##depth##_AC4R, false, true}}
+template <class T>
+std::vector<Form<T>> forms() {
+    if constexpr (std::is_same_v<T, uint8_t>) return CEL_YCC_FORMS(8u);
+    else if constexpr (std::is_same_v<T, uint16_t>) return CEL_YCC_FORMS(16u);
+    else if constexpr (std::is_same_v<T, int16_t>) return CEL_YCC_FORMS(16s);
+    else return CEL_YCC_FORMS(32f);
+}
+#undef CEL_YCC_FORMS
+
+template <class T>
+T randomSample(std::mt19937& rng, int) {
+    if constexpr (std::is_same_v<T, float>)
+        return std::uniform_real_distribution<float>(-0.3f, 1.4f)(rng);
+    else
+        return static_cast<T>(rng());
+}
+
+// The model's results of the pixel at column x of a row of width w.
+template <class T>
+void expected(const Form<T>& f, int x, int w, const T* p, T e[3]) {
+    if constexpr (std::is_same_v<T, float>) {
+        model32f(f.fwd, p, e);
+    } else {
+        int o[3];
+        if constexpr (std::is_same_v<T, uint8_t>)
+            model8u(f.fwd, x < w - w % 8, p, o);
+        else
+            model16<T>(f.fwd, p, o);
+        for (int k = 0; k < 3; ++k) e[k] = static_cast<T>(o[k]);
+    }
+}
+
+template <class T>
+void check(const Form<T>& f, int w, int h, bool negative, uint32_t seed) {
+    cstest::checkInterleaved<T, T>(f.name, f.fn, f.ac4, w, h, negative, seed, randomSample<T>,
+                                   [&](int x, const T* p, T* e) { expected(f, x, w, p, e); });
+}
+
+template <class T>
+class Ycc : public ::testing::Test {};
+using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
+TYPED_TEST_SUITE(Ycc, Depths);
+
+// Widths that hit the body only, the tail only and both; rows walked
+// downward and upward.
+TYPED_TEST(Ycc, MatchesModelEveryForm) {
+    uint32_t seed = 1;
+    for (const auto& f : forms<TypeParam>()) {
+        for (int h : {1, 3})
+            for (int w : {1, 3, 4, 5, 7, 8, 9, 15, 16, 17, 33, 100}) check(f, w, h, false, seed++);
+        check(f, 19, 4, true, seed++);
+        check(f, 1, 5, true, seed++);
+    }
+}
+
+// A zero source step converts the first row into every row.
+TYPED_TEST(Ycc, ZeroSourceStepRepeatsTheRow) {
+    using T = TypeParam;
+    const int w = 21, h = 4, step = 3 * w, bs = step * int(sizeof(T));
+    std::mt19937 rng(4);
+    std::vector<T> src(static_cast<size_t>(step)), a(src.size()), b(size_t(step) * h);
+    for (auto& v : src) v = randomSample<T>(rng, 0);
+    for (const auto& f : forms<T>()) {
+        if (f.ac4) continue;
+        ASSERT_EQ(f.fn(src.data(), bs, a.data(), bs, {w, 1}), celStatusOk);
+        ASSERT_EQ(f.fn(src.data(), 0, b.data(), bs, {w, h}), celStatusOk);
+        for (int y = 0; y < h; ++y) EXPECT_EQ(0, std::memcmp(a.data(), b.data() + size_t(step) * y, size_t(bs))) << f.name;
+    }
+}
+
+// ---- Every 8u triple through the body and through the tail ------------------------------
+TEST(Ycc8u, EveryTripleInBodyAndTail) {
+    for (bool fwd : {true, false})
+        for (int w : {16, 7}) {  // all body, all tail
+            const int h = celtest::sweep24Rows(w);
+            std::vector<uint8_t> src(size_t(3) * w * h), dst(src.size());
+            for (int64_t i = 0; i < int64_t(w) * h; ++i) {
+                int a, b, c;
+                celtest::sweep24Input(i, a, b, c);
+                src[3 * i] = uint8_t(a), src[3 * i + 1] = uint8_t(b), src[3 * i + 2] = uint8_t(c);
+            }
+            ASSERT_EQ((fwd ? celiRGBToYCC_8u_C3R : celiYCCToRGB_8u_C3R)(src.data(), 3 * w, dst.data(), 3 * w, {w, h}), celStatusOk);
+            for (size_t i = 0; i < size_t(w) * h; ++i) {
+                int e[3];
+                model8u(fwd, w == 16, &src[3 * i], e);
+                for (int k = 0; k < 3; ++k)
+                    ASSERT_EQ(dst[3 * i + k], e[k]) << (fwd ? "fwd" : "rev") << (w == 16 ? " body" : " tail") << " src "
+                                                    << int(src[3 * i]) << "," << int(src[3 * i + 1]) << "," << int(src[3 * i + 2])
+                                                    << " channel " << k;
+            }
+        }
+}
+
+// ---- Worked values ---------------------------------------------------------------------------
+std::vector<int> px(const std::vector<uint8_t>& v, int x) { return {v[3 * x], v[3 * x + 1], v[3 * x + 2]}; }
+
+TEST(YccWorked, BlackAndWhiteOn8u) {
+    for (int w : {8, 7}) {  // all body, all tail
+        std::vector<uint8_t> black(3 * w, 0), white(3 * w, 255), out(3 * w), back(3 * w);
+        ASSERT_EQ(celiRGBToYCC_8u_C3R(black.data(), 3 * w, out.data(), 3 * w, {w, 1}), celStatusOk);
+        for (int x = 0; x < w; ++x) EXPECT_EQ(px(out, x), (std::vector<int>{0, 156, 137}));
+        ASSERT_EQ(celiYCCToRGB_8u_C3R(out.data(), 3 * w, back.data(), 3 * w, {w, 1}), celStatusOk);
+        for (int x = 0; x < w; ++x) EXPECT_EQ(px(back, x), (std::vector<int>{0, 0, 0}));
+        ASSERT_EQ(celiRGBToYCC_8u_C3R(white.data(), 3 * w, out.data(), 3 * w, {w, 1}), celStatusOk);
+        for (int x = 0; x < w; ++x) EXPECT_EQ(px(out, x), (std::vector<int>{181, 156, 137}));  // t = 255 * 16382
+    }
+}
+
+// The tail's 5564 against the body's 5563 (and Q12 against Q4): a neutral
+// Y of 187 decodes to 253 in the body and to 254 in the tail.
+TEST(YccWorked, ReverseBodyAndTailDiffer) {
+    std::vector<uint8_t> src(24), body(24), tail(21);
+    for (int x = 0; x < 8; ++x) src[3 * x] = 187, src[3 * x + 1] = 156, src[3 * x + 2] = 137;
+    ASSERT_EQ(celiYCCToRGB_8u_C3R(src.data(), 24, body.data(), 24, {8, 1}), celStatusOk);
+    ASSERT_EQ(celiYCCToRGB_8u_C3R(src.data(), 21, tail.data(), 21, {7, 1}), celStatusOk);
+    // body: (187 * 5563) >> 8 = 4063, >> 4 = 253; tail: 187 * 5564 >> 12 = 254
+    EXPECT_EQ(px(body, 0), (std::vector<int>{253, 253, 253}));
+    EXPECT_EQ(px(tail, 0), (std::vector<int>{254, 254, 254}));
+}
+
+TEST(YccWorked, SixteenBitBlack) {
+    const uint16_t black[3] = {0, 0, 0}, yccBlack[3] = {0, 40092, 35209};
+    uint16_t o[3];
+    ASSERT_EQ(celiRGBToYCC_16u_C3R(black, 6, o, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<int>{o[0], o[1], o[2]}), (std::vector<int>{0, 40092, 35209}));
+    ASSERT_EQ(celiYCCToRGB_16u_C3R(yccBlack, 6, o, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<int>{o[0], o[1], o[2]}), (std::vector<int>{0, 0, 0}));
+    const int16_t sBlack[3] = {-32768, -32768, -32768}, sYcc[3] = {-32768, 7324, 2441};
+    int16_t s[3];
+    ASSERT_EQ(celiRGBToYCC_16s_C3R(sBlack, 6, s, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<int>{s[0], s[1], s[2]}), (std::vector<int>{-32768, 7324, 2441}));
+    ASSERT_EQ(celiYCCToRGB_16s_C3R(sYcc, 6, s, 6, {1, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<int>{s[0], s[1], s[2]}), (std::vector<int>{-32768, -32768, -32768}));
+}
+
+TEST(YccWorked, FloatForwardUnlimitedReverseLimited) {
+    const float two[12] = {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2};
+    float out[12];
+    for (int w : {4, 1}) {
+        ASSERT_EQ(celiRGBToYCC_32f_C3R(two, 12, out, 12, {w, 1}), celStatusOk);
+        EXPECT_GT(out[0], 1.4f);  // 0.7132668 * 2
+        EXPECT_FLOAT_EQ(out[1], 0.6117647f);
+        const float bright[12] = {2, 0.6117647f, 0.5372549f, 2, 0.6117647f, 0.5372549f,
+                                  2, 0.6117647f, 0.5372549f, 2, 0.6117647f, 0.5372549f};  // neutral, 2.7168 before the limit
+        ASSERT_EQ(celiYCCToRGB_32f_C3R(bright, 12, out, 12, {w, 1}), celStatusOk);
+        EXPECT_EQ(out[0], 1.0f);
+        EXPECT_EQ(out[1], 1.0f);
+        EXPECT_EQ(out[2], 1.0f);
+    }
+    const float dark[3] = {0.0f, 0.0f, 0.0f};  // C1, C2 far below their biases
+    ASSERT_EQ(celiYCCToRGB_32f_C3R(dark, 12, out, 12, {1, 1}), celStatusOk);
+    EXPECT_EQ(out[0], 0.0f);
+    EXPECT_EQ(out[2], 0.0f);
+}
+
+// ---- Round trips ---------------------------------------------------------------------------
+// Reverse after forward gives back 1.3584 * 0.7132668 (about 0.969) of each
+// sample: the reverse scale leaves head room above white.  The reverse green
+// weights 0.194 and 0.509 stand for 0.114 / 0.587 and 0.299 / 0.587 to three
+// places, so green may stray by up to about 0.06% of full scale besides.
+template <class T>
+void roundTrip(double tolerance) {
+    const auto fs = forms<T>();  // forward C3 first, reverse C3 third
+    const int w = 37, h = 5, n = 3 * w * h;
+    std::mt19937 rng(9);
+    std::vector<T> rgb(n), ycc(n), back(n);
+    for (auto& v : rgb) v = std::is_same_v<T, float> ? T(std::uniform_real_distribution<float>(0, 1)(rng)) : randomSample<T>(rng, 0);
+    const int bs = 3 * w * int(sizeof(T));
+    ASSERT_EQ(fs[0].fn(rgb.data(), bs, ycc.data(), bs, {w, h}), celStatusOk);
+    ASSERT_EQ(fs[2].fn(ycc.data(), bs, back.data(), bs, {w, h}), celStatusOk);
+    const double k = 1.3584 * 0.7132668, off = std::is_same_v<T, int16_t> ? 32768.0 : 0.0;
+    double worst = 0;
+    for (int i = 0; i < n; ++i) worst = std::max(worst, std::fabs((double(back[i]) + off) - k * (double(rgb[i]) + off)));
+    EXPECT_LE(worst, tolerance);
+}
+
+TEST(YccRoundTrip, EveryDepth) {
+    roundTrip<uint8_t>(5.0);
+    roundTrip<uint16_t>(48.0);
+    roundTrip<int16_t>(48.0);
+    roundTrip<float>(7e-4);
+}
+
+// ---- Statuses -----------------------------------------------------------------------------------
+TEST(YccChecks, PointersThenSizesAndNothingWritten) {
+    uint8_t s[64] = {}, d[64];
+    std::memset(d, 0x33, sizeof d);
+    EXPECT_EQ(celiRGBToYCC_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
+    EXPECT_EQ(celiYCCToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
+    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}}) {
+        EXPECT_EQ(celiRGBToYCC_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
+        EXPECT_EQ(celiYCCToRGB_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
+    }
+    for (uint8_t v : d) EXPECT_EQ(v, 0x33);
+    uint16_t w[16] = {}, wd[16];
+    int16_t i16[16] = {}, id[16];
+    float f[16] = {}, fd[16];
+    EXPECT_EQ(celiRGBToYCC_16u_C3R(w, 6, nullptr, 6, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiYCCToRGB_16u_AC4R(w, 8, wd, 8, {1, 0}), celStatusBadSize);
+    EXPECT_EQ(celiRGBToYCC_16s_AC4R(nullptr, 8, id, 8, {1, 1}), celStatusNullPointer);
+    EXPECT_EQ(celiYCCToRGB_16s_C3R(i16, 6, id, 6, {0, 1}), celStatusBadSize);
+    EXPECT_EQ(celiRGBToYCC_32f_AC4R(f, 16, fd, 16, {-1, 1}), celStatusBadSize);
+    EXPECT_EQ(celiYCCToRGB_32f_C3R(nullptr, 12, nullptr, 12, {0, 1}), celStatusNullPointer);
+}
+
+}  // namespace
