@@ -44,6 +44,7 @@ struct W8 {
     uint16_t w[3];
     __m128i rot[3];  // C3: (w0 w1 w2 w0 ...), (w2 w0 w1 ...), (w1 w2 w0 ...)
     __m128i ac4;     // (w0 w1 w2 w0 w0 w1 w2 w0)
+    __m128i each[3];  // w0, w1, w2 in every lane
 };
 
 W8 weights8u(const float* coeffs) {
@@ -57,6 +58,7 @@ W8 weights8u(const float* coeffs) {
     k.ac4 = _mm_setr_epi16(static_cast<int16_t>(k.w[0]), static_cast<int16_t>(k.w[1]), static_cast<int16_t>(k.w[2]),
                            static_cast<int16_t>(k.w[0]), static_cast<int16_t>(k.w[0]), static_cast<int16_t>(k.w[1]),
                            static_cast<int16_t>(k.w[2]), static_cast<int16_t>(k.w[0]));
+    for (int i = 0; i < 3; ++i) k.each[i] = _mm_set1_epi16(static_cast<int16_t>(k.w[i]));
     return k;
 }
 
@@ -65,10 +67,13 @@ inline uint8_t gray8Scalar(const uint8_t* p, const W8& k) {
     return static_cast<uint8_t>((p[0] * k.w[0] + p[1] * k.w[1] + p[2] * k.w[2] + 16384) >> 15);
 }
 
-// Q7 sum of a pixel's three truncated products -> gray bytes (low 8 lanes).
+// Q7 sum of a pixel's three truncated products, saturating in this order,
+// -> gray values in 16-bit lanes; finish8 packs them to bytes (low 8 lanes).
+inline __m128i sum8(__m128i c0, __m128i c1, __m128i c2) {
+    return _mm_srai_epi16(_mm_adds_epu16(_mm_adds_epu16(_mm_adds_epu16(c0, c1), c2), _mm_set1_epi16(64)), 7);
+}
 inline __m128i finish8(__m128i c0, __m128i c1, __m128i c2) {
-    const __m128i s = _mm_adds_epu16(_mm_adds_epu16(_mm_adds_epu16(c0, c1), c2), _mm_set1_epi16(64));
-    const __m128i v = _mm_srai_epi16(s, 7);
+    const __m128i v = sum8(c0, c1, c2);
     return _mm_packus_epi16(v, v);
 }
 
@@ -113,6 +118,21 @@ inline __m128i gray8C3x8(const uint8_t* p, const W8& k) {
     return finish8(detail16::channel<0>(a, b, d), detail16::channel<1>(a, b, d), detail16::channel<2>(a, b, d));
 }
 
+// Sixteen C3 pixels (48 bytes) -> sixteen gray bytes: the channels split
+// first (each sample in the high byte of a lane), then the same Q7 products
+// and sums as gray8C3x8.
+inline __m128i gray8C3x16(const uint8_t* p, const W8& k) {
+    __m128i c0[2], c1[2], c2[2];
+    cel::simd::split3x16High(p, c0, c1, c2);
+    __m128i v[2];
+    for (int h = 0; h < 2; ++h) {
+        const __m128i a = _mm_mulhi_epu16(c0[h], k.each[0]), b = _mm_mulhi_epu16(c1[h], k.each[1]);
+        const __m128i d = _mm_mulhi_epu16(c2[h], k.each[2]);
+        v[h] = sum8(a, b, d);
+    }
+    return _mm_packus_epi16(v[0], v[1]);
+}
+
 // Four AC4 pixels (16 bytes) -> the three products of each, grouped: R, G, B
 // of pixels 0-3 in the low halves of r/g/b.
 inline void products8AC4x4(const uint8_t* p, const W8& k, __m128i& r, __m128i& g, __m128i& b) {
@@ -142,7 +162,8 @@ void y8_innerRGBToGray_8u_C3C1R(const uint8_t* s, uint8_t* d, int width, int cha
         for (; x < width; ++x) d[x] = gray8Scalar(s + 4 * x, k);
         return;
     }
-    // body: 8 pixels, Q7 products without deinterleaving first
+    // body: 16 pixels split by channel, then 8 pixels without deinterleaving
+    for (; x + 16 <= width; x += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), gray8C3x16(s + 3 * x, k));
     for (; x + 8 <= width; x += 8) _mm_storel_epi64(reinterpret_cast<__m128i*>(d + x), gray8C3x8(s + 3 * x, k));
     // one group of 4 pixels when bit 2 of the width is set: the same Q7 arithmetic
     if (width & 4) {
