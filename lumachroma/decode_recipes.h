@@ -41,26 +41,26 @@ inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, 
 // runs the recipe without it).
 template <bool Round = true>
 inline void narrow_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
-    const __m128i four = _mm_set1_epi16(Round ? 4 : 0);
+    // the addend joins the luma term once (wrapping additions: same sums)
     const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(kNarrowY));
-    r = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR))), four), 3);
+    const __m128i t4 = Round ? _mm_add_epi16(t, _mm_set1_epi16(4)) : t;
+    r = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR))), 3);
     const __m128i gc = _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbG)),
                                      _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrG)));
-    g = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(t, gc), four), 3);
-    b = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbB))), four), 3);
+    g = _mm_srai_epi16(_mm_sub_epi16(t4, gc), 3);
+    b = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbB))), 3);
 }
 
 // ---- Wide recipe (Q13, shift 4) --------------------------------------------
 inline constexpr int16_t kWideY = 9535, kWideCrR = 13074, kWideCrG = 6660, kWideCbG = 3211, kWideCbB = 16523;
 
 inline void wide_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
-    const __m128i eight = _mm_set1_epi16(8);
-    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(kWideY));
-    r = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrR))), eight), 4);
-    g = _mm_sub_epi16(_mm_sub_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrG))),
+    const __m128i t8 = _mm_add_epi16(_mm_mulhi_epi16(y, _mm_set1_epi16(kWideY)), _mm_set1_epi16(8));
+    r = _mm_srai_epi16(_mm_add_epi16(t8, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrR))), 4);
+    g = _mm_sub_epi16(_mm_sub_epi16(t8, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrG))),
                       _mm_mulhi_epi16(cb, _mm_set1_epi16(kWideCbG)));
-    g = _mm_srai_epi16(_mm_add_epi16(g, eight), 4);
-    b = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_mulhi_epi16(cb, _mm_set1_epi16(kWideCbB))), eight), 4);
+    g = _mm_srai_epi16(g, 4);
+    b = _mm_srai_epi16(_mm_add_epi16(t8, _mm_mulhi_epi16(cb, _mm_set1_epi16(kWideCbB))), 4);
 }
 
 // ---- Plain recipe (wide coefficients, two of them different, no rounding) --
