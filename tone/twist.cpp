@@ -17,11 +17,14 @@
 //
 // Row kernels (count in samples for C3 and AC4, in pixels for planar and
 // C4 rows):
-//   C3     body: four pixels as three vector loads, split into a vector
-//          per channel, the lanes recipe, joined back; tail: a pixel at a
-//          time by the scalar recipe.  Each block is read whole before it
-//          is stored, so the in-place forms use the same kernel.
-//   AC4    a pixel a vector: the columns recipe, three samples stored by
+//   C3     8u first sixteen pixels a turn (three 16-byte loads, a byte
+//          shuffle per channel and window of four pixels); then four pixels
+//          as three vector loads, split into a vector per channel, the
+//          lanes recipe, joined back; tail: a pixel at a time by the scalar
+//          recipe.  Each block is read whole before it is stored, so the
+//          in-place forms use the same kernel.
+//   AC4    8u first four pixels a turn (lanes recipe); then a pixel a
+//          vector: the columns recipe.  Three samples a pixel are stored by
 //          narrow stores (the destination's fourth sample is neither read
 //          nor written).
 //   P3     body: four pixels of each plane, the lanes recipe; tail scalar.
@@ -30,8 +33,9 @@
 //          the scalar recipe otherwise.
 // 32f C3R alone has more than one path: a gap-free image (both steps
 // width * 12) is one row; an image of 34993 samples or more (width * 3 *
-// height as a 32-bit product) is stored by 32-bit non-temporal stores with
-// a store fence after each row.  The C3 float rows first take single
+// height as a 32-bit product) is stored by non-temporal stores with a
+// store fence after each row: 32 bits at a time, or a whole 16-byte vector
+// where the destination of a block of four pixels is 16-byte aligned.  The C3 float rows first take single
 // pixels up to the source's first 16-byte boundary, and single pixels only
 // when the source is not 4-byte aligned.  None of these choices changes a
 // result.
@@ -40,6 +44,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/fpcontrol.h"
 #include "frame/image.h"
@@ -175,6 +180,12 @@ struct IoStream : Io<float> {
         _mm_stream_si32(reinterpret_cast<int*>(p + 3), _mm_extract_epi32(i, 3));
     }
     static void store12(float* p, __m128 a, __m128 b, __m128 c) {
+        if (cel::aligned16(p)) {
+            _mm_stream_ps(p, a);
+            _mm_stream_ps(p + 4, b);
+            _mm_stream_ps(p + 8, c);
+            return;
+        }
         put(p, a);
         put(p + 4, b);
         put(p + 8, c);
@@ -211,6 +222,81 @@ inline void join3(__m128 r, __m128 g, __m128 bl, __m128& a, __m128& b, __m128& c
     c = blend3(b1, r1, g1);
 }
 
+// ---- 8u bodies ----------------------------------------------------------------------------------------
+// Byte shuffles of four pixels of `stride` bytes (3: three channels, 4:
+// with alpha): toLanes[c] puts channel c into 32-bit lanes; back puts the
+// packed results r0..r3 g0..g3 b0..b3 into the first three bytes of each
+// pixel, the other bytes zero.
+struct Shuffles {
+    alignas(16) int8_t toLanes[3][16];
+    alignas(16) int8_t back[16];
+};
+constexpr Shuffles makeShuffles(int stride) {
+    Shuffles t{};
+    for (int c = 0; c < 3; ++c)
+        for (int j = 0; j < 16; ++j) t.toLanes[c][j] = (j % 4 == 0) ? static_cast<int8_t>(stride * (j / 4) + c) : int8_t(-1);
+    for (int j = 0; j < 16; ++j) {
+        const int pixel = j / stride, ch = j % stride;
+        t.back[j] = (pixel < 4 && ch < 3) ? static_cast<int8_t>(4 * ch + pixel) : int8_t(-1);
+    }
+    return t;
+}
+inline constexpr Shuffles kBytes3 = makeShuffles(3), kBytes4 = makeShuffles(4);
+
+inline __m128i ld16(const int8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
+
+// Four pixels of a vector whose channel c a byte shuffle by toLanes[c]
+// puts into 32-bit lanes: the lanes recipe, packed to the bytes r0..r3
+// g0..g3 b0..b3 (and b0..b3 again).
+inline __m128i twist4Bytes(__m128i v, const int8_t (&toLanes)[3][16], const Matrix3& m) {
+    const __m128 r = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(toLanes[0])));
+    const __m128 g = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(toLanes[1])));
+    const __m128 b = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(toLanes[2])));
+    const __m128i o0 = cel::twist::toIntSaturating<uint8_t>(cel::twist::out3(m.lane[0], r, g, b));
+    const __m128i o1 = cel::twist::toIntSaturating<uint8_t>(cel::twist::out3(m.lane[1], r, g, b));
+    const __m128i o2 = cel::twist::toIntSaturating<uint8_t>(cel::twist::out3(m.lane[2], r, g, b));
+    return _mm_packus_epi16(_mm_packs_epi32(o0, o1), _mm_packs_epi32(o2, o2));
+}
+
+// One window of four pixels: twelve bytes in, twelve bytes (and four zero
+// bytes) out.
+inline __m128i twistWindow8u(__m128i w, const Matrix3& m) {
+    return _mm_shuffle_epi8(twist4Bytes(w, kBytes3.toLanes, m), ld16(kBytes3.back));
+}
+
+// Sixteen pixels of three channels, as four windows of four pixels (twelve
+// bytes at the start of a vector).  All 48 bytes are loaded before the
+// first store, so d may be s; each window's 16-byte store runs four bytes
+// into the next window, which its own store then covers; the last window
+// stores 8 and 4 bytes.
+inline void twist16x8u(const uint8_t* s, uint8_t* d, const Matrix3& m) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 32));
+    const __m128i w0 = twistWindow8u(a, m), w1 = twistWindow8u(_mm_alignr_epi8(b, a, 12), m);
+    const __m128i w2 = twistWindow8u(_mm_alignr_epi8(c, b, 8), m), w3 = twistWindow8u(_mm_srli_si128(c, 4), m);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), w0);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 12), w1);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 24), w2);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 36), w3);
+    const int32_t last = _mm_extract_epi32(w3, 2);
+    std::memcpy(d + 44, &last, 4);
+}
+
+// Four pixels of four channels: one 16-byte load, the first three bytes of
+// each pixel stored (two bytes and one).
+inline void twist4x8uAC4(const uint8_t* s, uint8_t* d, const Matrix3& m) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i px = _mm_shuffle_epi8(twist4Bytes(v, kBytes4.toLanes, m), ld16(kBytes4.back));
+    const uint32_t p[4] = {static_cast<uint32_t>(_mm_cvtsi128_si32(px)), static_cast<uint32_t>(_mm_extract_epi32(px, 1)),
+                           static_cast<uint32_t>(_mm_extract_epi32(px, 2)), static_cast<uint32_t>(_mm_extract_epi32(px, 3))};
+    for (int k = 0; k < 4; ++k) {
+        const uint16_t lo = static_cast<uint16_t>(p[k]);
+        std::memcpy(d + 4 * k, &lo, 2);
+        d[4 * k + 2] = static_cast<uint8_t>(p[k] >> 16);
+    }
+}
+
 // ---- Row kernels ----------------------------------------------------------------------------------
 // One pixel of three channels by the scalar recipe.
 template <class T, class IoT>
@@ -236,6 +322,9 @@ void twistC3(const T* s, T* d, int count, const Matrix3& m) {
         }
         for (; i + 3 <= count && (reinterpret_cast<uintptr_t>(s + i) & 15) != 0; i += 3) pixelC3<T, IoT>(s + i, d + i, m);
     }
+    // 8u body: sixteen pixels (lanes recipe)
+    if constexpr (std::is_same_v<T, uint8_t>)
+        for (; i + 48 <= count; i += 48) twist16x8u(s + i, d + i, m);
     // body: four pixels, a channel a vector (lanes recipe)
     for (; i + 12 <= count; i += 12) {
         __m128 r, g, b;
@@ -251,10 +340,14 @@ void twistC3(const T* s, T* d, int count, const Matrix3& m) {
 }
 
 // AC4 row of `count` samples (a multiple of 4): a pixel a vector (columns
-// recipe); d may be s.
+// recipe), 8u four pixels at a time first; d may be s.
 template <class T>
 void twistAC4(const T* s, T* d, int count, const Matrix3& m) {
-    for (int i = 0; i + 4 <= count; i += 4) Io<T>::store3(d + i, cel::twist::pixel3(m.col, Io<T>::load4(s + i)));
+    int i = 0;
+    // 8u body: four pixels, a channel a vector (lanes recipe)
+    if constexpr (std::is_same_v<T, uint8_t>)
+        for (; i + 16 <= count; i += 16) twist4x8uAC4(s + i, d + i, m);
+    for (; i + 4 <= count; i += 4) Io<T>::store3(d + i, cel::twist::pixel3(m.col, Io<T>::load4(s + i)));
 }
 
 // Plane k of a planar row: plane 0's address moved by the plane's distance.

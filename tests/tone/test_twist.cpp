@@ -213,11 +213,14 @@ TYPED_TEST(Twist, EveryFormMatchesTheModel) {
                 }
 }
 
-// A NaN factor: the integer forms give the upper limit, the float forms NaN.
+// A NaN factor: the integer forms give the upper limit, the float forms NaN;
+// infinite factors and a huge negative offset go to the limits.
 TYPED_TEST(Twist, NaNTakesTheUpperLimit) {
     std::mt19937 rng(5);
     Mat m = {{1, 0, 0, 0}, {0, std::numeric_limits<float>::quiet_NaN(), 0, 0}, {0, 0, 1, 0}};
-    for (Form f : kForms) checkForm<TypeParam>(f, 9, 2, m, rng);
+    const float inf = std::numeric_limits<float>::infinity();
+    Mat edges = {{-inf, 0, 0, 0}, {0, inf, 0, 0}, {0, 0, 1, -1e30f}};  // zero samples make NaN of the infinities
+    for (Form f : kForms) checkForm<TypeParam>(f, 21, 2, m, rng), checkForm<TypeParam>(f, 21, 2, edges, rng);
 }
 
 // The caller's rounding mode: the integer forms round to nearest even in
