@@ -350,10 +350,13 @@ int celccfmt_route(int from, int to, int32_t edges[CELFMT_MAX_ROUTE]) {
         return 1;
     }
     // Through one intermediate: fewest lossy steps, then the lowest cost;
-    // the first pair in table order among equals.
+    // the first pair in table order among equals.  A gray intermediate would
+    // drop the colour of two colour images: it serves only routes to or from gray.
+    const bool grayEnd = kFormats[from].model == celFmtModelGray || kFormats[to].model == celFmtModelGray;
     int b1 = -1, b2 = -1, bestLossy = 0, bestCost = 0;
     for (int i = 0; i < kEdgeCount; ++i) {
         if (kEdges[i].from != from || kEdges[i].to == to) continue;
+        if (!grayEnd && kFormats[kEdges[i].to].model == celFmtModelGray) continue;
         for (int j = 0; j < kEdgeCount; ++j) {
             if (kEdges[j].from != kEdges[i].to || kEdges[j].to != to) continue;
             const int lossy = kEdges[i].lossy + kEdges[j].lossy, cost = kEdges[i].cost + kEdges[j].cost;

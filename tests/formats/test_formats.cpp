@@ -163,6 +163,22 @@ TEST(Routes, DirectEdgeIsTakenWhenThereIsOne) {
     EXPECT_EQ(celccfmt_route(celFmt_GRAYF32, celFmt_NV11, e), celFmtNoRoute);
 }
 
+TEST(Routes, NoGrayIntermediateBetweenColourFormats) {
+    // RGB24 to RGBA has no export; through gray it would be cheaper than
+    // through 4:4:4 YCbCr, but would lose the colour.
+    int32_t e[CELFMT_MAX_ROUTE];
+    for (int a = 0; a < celFmtCount; ++a)
+        for (int b = 0; b < celFmtCount; ++b) {
+            if (celccfmt_format(a)->model == celFmtModelGray || celccfmt_format(b)->model == celFmtModelGray) continue;
+            if (celccfmt_route(a, b, e) == 2) EXPECT_NE(celccfmt_format(celccfmt_edge(e[0])->to)->model, celFmtModelGray)
+                << celccfmt_format(a)->name << " -> " << celccfmt_format(b)->name;
+        }
+    ASSERT_EQ(celccfmt_route(celFmt_RGB24, celFmt_RGBA, e), 2);
+    EXPECT_EQ(celccfmt_edge(e[0])->to, celFmt_I444);
+    ASSERT_EQ(celccfmt_route(celFmt_GRAY8, celFmt_I420, e), 2);
+    EXPECT_EQ(celccfmt_edge(e[0])->to, celFmt_RGB24);
+}
+
 TEST(Routes, LosslessIntermediateIsPreferred) {
     // I420 to YV12 has no export of its own; both two-plane layouts are
     // lossless intermediates, and no colour conversion may be taken.
@@ -202,10 +218,13 @@ TEST(Routes, EveryPairGetsTheBestRoute) {
             }
             bool any = false;
             int bestL = 1 << 20, bestC = 1 << 20;
+            // gray intermediates only on routes to or from gray
+            const bool grayEnd = fmt(a).model == celFmtModelGray || fmt(b).model == celFmtModelGray;
             for (int i = 0; i < ne; ++i)
                 for (int j = 0; j < ne; ++j) {
                     const CelFmtEdge *x = celccfmt_edge(i), *y = celccfmt_edge(j);
                     if (x->from != a || y->to != b || x->to != y->from) continue;
+                    if (!grayEnd && fmt(x->to).model == celFmtModelGray) continue;
                     any = true;
                     const int l = x->lossy + y->lossy, c = x->cost + y->cost;
                     if (l < bestL || (l == bestL && c < bestC)) bestL = l, bestC = c;
