@@ -75,6 +75,16 @@ static gboolean is_ycbcr(int table_format) {
     return f && f->model == celFmtModelYCbCr;
 }
 
+/* Colour models as far as detours go: RGB, BGR and gray are one class
+ * (gray to colour replicates, colour to gray is the luma of RGB); YCbCr
+ * and every other model of the table are each their own. */
+static int model_class(int table_format) {
+    const CelFmtFormat* f = celccfmt_format(table_format);
+    if (!f) return -1;
+    return f->model == celFmtModelRGB || f->model == celFmtModelBGR || f->model == celFmtModelGray ? celFmtModelRGB
+                                                                                                 : f->model;
+}
+
 /* The vertical chroma sampling of a table format: 1 for formats without
  * vertically subsampled planes. */
 static int vertical_sampling(int table_format) {
@@ -169,10 +179,10 @@ static gboolean route_ok(GstVideoFormat a, GstVideoFormat b, gboolean interlaced
                            *fm = celccfmt_format(mid);
         if (fm->alignWidth > MAX(fa->alignWidth, fb->alignWidth) || fm->alignHeight > MAX(fa->alignHeight, fb->alignHeight))
             return FALSE;
-        /* Nor detour through the other colour model (YCbCr to RGB and back
-         * clips and rounds twice for a change of layout). */
-        if (is_ycbcr(mid) != is_ycbcr(gst_celcc_table_format(a)) && is_ycbcr(mid) != is_ycbcr(gst_celcc_table_format(b)))
-            return FALSE;
+        /* Nor detour through a colour model of neither end (YCbCr to RGB and
+         * back clips and rounds twice for a change of layout). */
+        const int cm = model_class(mid);
+        if (cm != model_class(gst_celcc_table_format(a)) && cm != model_class(gst_celcc_table_format(b))) return FALSE;
     }
     if (!interlaced) return TRUE;
     return va == vb && (mid < 0 || vertical_sampling(mid) == va);

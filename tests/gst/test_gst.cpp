@@ -69,9 +69,11 @@ int tableRoute(const std::string& a, const std::string& b, int32_t* edges = null
         if (fm->alignWidth > std::max(fa->alignWidth, fb->alignWidth) ||
             fm->alignHeight > std::max(fa->alignHeight, fb->alignHeight))
             return -1;
-        // nor through the other colour model (YCbCr or not) than both ends
-        const auto ycc = [](const CelFmtFormat* f) { return f->model == celFmtModelYCbCr; };
-        if (ycc(fm) != ycc(fa) && ycc(fm) != ycc(fb)) return -1;
+        // nor through a colour model of neither end (RGB, BGR and gray count as one)
+        const auto cls = [](const CelFmtFormat* f) {
+            return f->model == celFmtModelBGR || f->model == celFmtModelGray ? int(celFmtModelRGB) : f->model;
+        };
+        if (cls(fm) != cls(fa) && cls(fm) != cls(fb)) return -1;
     }
     return n;
 }
