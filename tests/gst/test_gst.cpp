@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
 
 #include <celcc.h>
@@ -118,6 +118,7 @@ std::vector<Pair> routedPairs() {
             if (std::string(a.gst) != b.gst && tableRoute(a.gst, b.gst) > 0) v.push_back({a.gst, b.gst});
     return v;
 }
+void PrintTo(const Pair& p, std::ostream* os) { *os << p.from << " -> " << p.to; }
 std::string pairName(const testing::TestParamInfo<Pair>& p) { return p.param.from + "_to_" + p.param.to; }
 
 // ---- Images ---------------------------------------------------------------------
