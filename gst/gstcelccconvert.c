@@ -256,23 +256,28 @@ static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPad
                     append_format(is_ycbcr(to) ? &ycc : &rgb, o);
                 }
             }
+        GstStructure* out_ycc = NULL;
+        GstStructure* out_rgb = NULL;
         if (gst_value_list_get_size(&ycc) > 0) {
-            GstStructure* o = gst_structure_copy(s);
-            set_format_list(o, &ycc);
+            out_ycc = gst_structure_copy(s);
+            set_format_list(out_ycc, &ycc);
             if (any_rgb && any_ycc) {
-                gst_structure_remove_fields(o, "colorimetry", "chroma-site", NULL);
+                gst_structure_remove_fields(out_ycc, "colorimetry", "chroma-site", NULL);
             } else if (any_rgb) {
-                gst_structure_remove_fields(o, "chroma-site", NULL);
-                gst_structure_set(o, "colorimetry", G_TYPE_STRING, "bt601", NULL);
+                gst_structure_remove_fields(out_ycc, "chroma-site", NULL);
+                gst_structure_set(out_ycc, "colorimetry", G_TYPE_STRING, "bt601", NULL);
             }
-            gst_caps_append_structure_full(result, o, feat ? gst_caps_features_copy(feat) : NULL);
         }
         if (gst_value_list_get_size(&rgb) > 0) {
-            GstStructure* o = gst_structure_copy(s);
-            set_format_list(o, &rgb);
-            gst_structure_remove_fields(o, "colorimetry", "chroma-site", NULL);
-            gst_caps_append_structure_full(result, o, feat ? gst_caps_features_copy(feat) : NULL);
+            out_rgb = gst_structure_copy(s);
+            set_format_list(out_rgb, &rgb);
+            gst_structure_remove_fields(out_rgb, "colorimetry", "chroma-site", NULL);
         }
+        /* The structure of the given side's own model first. */
+        GstStructure* first = any_ycc ? out_ycc : out_rgb;
+        GstStructure* second = any_ycc ? out_rgb : out_ycc;
+        if (first) gst_caps_append_structure_full(result, first, feat ? gst_caps_features_copy(feat) : NULL);
+        if (second) gst_caps_append_structure_full(result, second, feat ? gst_caps_features_copy(feat) : NULL);
         g_value_unset(&ycc);
         g_value_unset(&rgb);
     }

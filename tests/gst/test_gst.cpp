@@ -352,6 +352,15 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
     }
 }
 
+TEST(GstCaps, UnconstrainedOutputKeepsTheInputFormat) {
+    for (const char* f : {"RGB", "I420", "YUY2", "GRAY8"}) {
+        GstSample* s = nullptr;
+        ASSERT_EQ(runPipeline(through(capsOf(f, 64, 48), "celccconvert", "video/x-raw", 1), 1, &s), 1) << f;
+        EXPECT_STREQ(gst_structure_get_string(gst_caps_get_structure(gst_sample_get_caps(s), 0), "format"), f);
+        gst_sample_unref(s);
+    }
+}
+
 // ---- Every pair, byte for byte -------------------------------------------------
 
 class GstPairs : public testing::TestWithParam<Pair> {};
