@@ -46,7 +46,7 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
         const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
         const int named = celccfmt_format_find(ext.c_str());
         if (named >= 0) return named;
-        return f.model == celFmtModelYCbCr ? in : celFmt_I420;
+        return f.model == celFmtModelYCbCr || f.model == celFmtModelYUV ? in : celFmt_I420;
     }
     default: return -1;
     }

@@ -16,7 +16,8 @@ constexpr int32_t bytesOf8U = 1, bytesOf16U = 2, bytesOf32F = 4;
 constexpr int32_t modelOfRGB = celFmtModelRGB, modelOfBGR = celFmtModelBGR, modelOfGRAY = celFmtModelGray,
                   modelOfYCBCR = celFmtModelYCbCr, modelOfXYZ = celFmtModelXYZ,
                   modelOfLUV = celFmtModelLUV, modelOfLAB = celFmtModelLab, modelOfHSV = celFmtModelHSV,
-                  modelOfHLS = celFmtModelHLS, modelOfYCC = celFmtModelYCC;
+                  modelOfHLS = celFmtModelHLS, modelOfYCC = celFmtModelYCC,
+                  modelOfYUV = celFmtModelYUV;
 
 const CelFmtFormat kFormats[] = {
 #define CEL_FORMAT(id, aliases, sample, model, channels, aw, ah, planes, b0, w0, h0, b1, w1, h1, b2, w2, h2, doc) \

@@ -36,7 +36,8 @@ typedef enum CelFmtModel {
     celFmtModelLab = 6,   /* CIE L*a*b* (D65), the library's scaling per depth */
     celFmtModelHSV = 7,   /* hue, saturation, value */
     celFmtModelHLS = 8,   /* hue, lightness, saturation */
-    celFmtModelYCC = 9    /* photo YCC: Y, C1, C2 */
+    celFmtModelYCC = 9,   /* photo YCC: Y, C1, C2 */
+    celFmtModelYUV = 10   /* analogue video: full-range Y, U = 0.492 (B - Y), V = 0.877 (R - Y), around 128 */
 } CelFmtModel;
 
 /* Format ids, in the order of formats.inc: celFmt_RGB24, celFmt_I420, ... */

@@ -25,6 +25,12 @@ inline T* rowAt(T* base, int y, int step) {
     return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + rowOffset(y, step));
 }
 
+// Row step of a contiguous image (forms without explicit steps): width
+// times bytes per pixel, computed in 32 bits as those forms define it.
+inline int contiguousStep(int width, int bytesPerPixel) {
+    return static_cast<int>(static_cast<uint32_t>(width) * static_cast<uint32_t>(bytesPerPixel));
+}
+
 // True if an address or a step is a multiple of 16.
 inline bool aligned16(const void* p) { return (reinterpret_cast<uintptr_t>(p) & 15u) == 0; }
 inline bool aligned16(int v) { return (v & 15) == 0; }

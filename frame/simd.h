@@ -280,6 +280,11 @@ inline void join3x8u16(uint16_t* dst, __m128i c0, __m128i c1, __m128i c2) {
     }
 }
 
+// Unaligned 16-byte load and store, and a store of the low eight bytes.
+inline __m128i loadu(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+inline void storeu(uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+inline void storeLow8(uint8_t* p, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
+
 // Eight bytes -> eight 16-bit lanes with the byte in the high half (x << 8).
 inline __m128i loadHigh8(const uint8_t* p) {
     return _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));

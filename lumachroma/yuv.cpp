@@ -26,11 +26,11 @@ namespace {
 
 namespace yuv = cel::yuv;
 using cel::rowAt;
+using cel::simd::loadu;
+using cel::simd::storeu;
 
 inline __m128i widenLo(__m128i v) { return _mm_unpacklo_epi8(v, _mm_setzero_si128()); }
 inline __m128i widenHi(__m128i v) { return _mm_unpackhi_epi8(v, _mm_setzero_si128()); }
-inline __m128i loadu(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-inline void storeu(uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
 // ---------------------------------------------------------------------------
 // Encoders

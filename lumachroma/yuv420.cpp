@@ -30,15 +30,13 @@ namespace {
 
 namespace yuv = cel::yuv;
 using cel::rowAt;
+using cel::simd::loadu;
+using cel::simd::storeu;
 
-inline __m128i loadu(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-inline void storeu(uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-inline void store8(uint8_t* p, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
 inline void store4(uint8_t* p, __m128i v) {
     const int32_t w = _mm_cvtsi128_si32(v);
     std::memcpy(p, &w, 4);
 }
-inline int times3(int width) { return static_cast<int>(3u * static_cast<uint32_t>(width)); }
 
 inline CelStatus oddStatus(CelSize s) { return ((s.width | s.height) & 1) ? celStatusOddSize : celStatusOk; }
 
@@ -136,8 +134,8 @@ void rgbToYuv420Row(const Pair420& p, int n) {
             }
         }
         q14Blocks8<Al>(r8, g8, b8, p.y0 + 2 * i, p.y1 + 2 * i, u, v);
-        store8(p.u + i, _mm_packus_epi16(u, u));
-        store8(p.v + i, _mm_packus_epi16(v, v));
+        cel::simd::storeLow8(p.u + i, _mm_packus_epi16(u, u));
+        cel::simd::storeLow8(p.v + i, _mm_packus_epi16(v, v));
     }
     // body: one group of 4 blocks
     if (i + 4 <= n) {
@@ -226,8 +224,8 @@ void y8_myBGRToYUV420_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* const 
                 b8[row][1] = _mm_unpackhi_epi8(z, b);
             }
             q14Blocks8<false>(r8, g8, b8, p.y0 + 2 * i, p.y1 + 2 * i, u, v);
-            store8(p.u + i, _mm_packus_epi16(u, u));
-            store8(p.v + i, _mm_packus_epi16(v, v));
+            cel::simd::storeLow8(p.u + i, _mm_packus_epi16(u, u));
+            cel::simd::storeLow8(p.v + i, _mm_packus_epi16(v, v));
         }
         q14BlockTail<4, 2, 0>(p, i, n);
     }
@@ -377,7 +375,7 @@ extern "C" CelStatus y8_celiRGBToYUV420_8u_C3P3(const uint8_t* src, uint8_t* dst
     if (cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
     const int w = roiSize.width;
     const int dstStep[3] = {w, w / 2, w / 2};
-    y8_myRGBToYUV420_8u_C3P3R(src, times3(w), dst, dstStep, w, roiSize.height);
+    y8_myRGBToYUV420_8u_C3P3R(src, cel::contiguousStep(w, 3), dst, dstStep, w, roiSize.height);
     return oddStatus(roiSize);
 }
 
@@ -424,7 +422,7 @@ extern "C" CelStatus y8_celiYUV420ToRGB_8u_P3C3(const uint8_t* const src[3], uin
     if (cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     const int w = roiSize.width;
     const int srcStep[3] = {w, w / 2, w / 2};
-    y8_myYUV420ToRGB_8u_P3C3R(src, srcStep, dst, times3(w), w, roiSize.height);
+    y8_myYUV420ToRGB_8u_P3C3R(src, srcStep, dst, cel::contiguousStep(w, 3), w, roiSize.height);
     return oddStatus(roiSize);
 }
 

@@ -25,14 +25,12 @@ namespace {
 
 namespace yuv = cel::yuv;
 using cel::rowAt;
+using cel::simd::loadu;
+using cel::simd::storeu;
 
-inline __m128i loadu(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-inline void storeu(uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-inline void store8(uint8_t* p, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
 
 // Chroma step of a contiguous 4:2:2 image: the odd pixel has a sample of its own.
 inline int chroma422(int width) { return width / 2 + (width & 1); }
-inline int times3(int width) { return static_cast<int>(3u * static_cast<uint32_t>(width)); }
 
 // ---------------------------------------------------------------------------
 // Encoders
@@ -125,8 +123,8 @@ void y8_innerRGBToYUV422_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* u, ui
         __m128i vy, vu, vv;
         madd16(src + 3 * x, vy, vu, vv);
         storeu(y + x, vy);
-        store8(u + x / 2, vu);
-        store8(v + x / 2, vv);
+        cel::simd::storeLow8(u + x / 2, vu);
+        cel::simd::storeLow8(v + x / 2, vv);
     }
     encodeTail(C3Reader{src}, x, width, y, u, v);
 }
@@ -153,8 +151,8 @@ void y8_inner_V8_RGBToYUV422_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* u
         const __m128i sb = _mm_slli_epi16(_mm_hadd_epi16(_mm_srli_epi16(b8[0], 8), _mm_srli_epi16(b8[1], 8)), 6);
         __m128i vu, vv;
         yuv::roundedChroma_v<yuv::kQ14>(sr, sb, _mm_hadd_epi16(l[0], l[1]), vu, vv);
-        store8(u + x / 2, _mm_packus_epi16(vu, vu));
-        store8(v + x / 2, _mm_packus_epi16(vv, vv));
+        cel::simd::storeLow8(u + x / 2, _mm_packus_epi16(vu, vu));
+        cel::simd::storeLow8(v + x / 2, _mm_packus_epi16(vv, vv));
     }
     encodeTail(C3Reader{src}, x, width, y, u, v);
 }
@@ -191,8 +189,8 @@ void y8_innerRGBToYUV422_8u_P3R(const uint8_t* const s[3], uint8_t* y, uint8_t* 
         storeu(y + x, _mm_packus_epi16(_mm_srai_epi16(l0, 1), _mm_srai_epi16(l1, 1)));
         __m128i vu, vv;
         yuv::dupChroma_v(l0, l1, r0, r1, b0, b1, vu, vv);
-        store8(u + x / 2, _mm_packus_epi16(vu, vu));
-        store8(v + x / 2, _mm_packus_epi16(vv, vv));
+        cel::simd::storeLow8(u + x / 2, _mm_packus_epi16(vu, vu));
+        cel::simd::storeLow8(v + x / 2, _mm_packus_epi16(vv, vv));
     }
     const auto rgb = [s](int i, int (&p)[3]) {
         p[0] = s[0][i];
@@ -279,13 +277,22 @@ void y8_innerYUV422ToRGB_8u_C2C3R(const uint8_t* src, uint8_t* dst, int width) {
         yuv::doubledRow16_v<yuv::kDoubled>(y, yuv::doubledPaired_v<yuv::kDoubled>(u, v), r, g, bl);
         cel::simd::join3x16(dst + 3 * x, r, g, bl);
     }
-    // tail: scalar pairs, R and B rounded; a lone pixel reads Y0, U and V of its group
-    for (; x < width; x += 2) {
+    // tail: scalar pairs, R and B rounded
+    for (; x + 2 <= width; x += 2) {
         const uint8_t* s = src + 2 * x;
         const yuv::InvTerms t = yuv::invTerms<yuv::kInvRounded>(s[1], s[3]);
         uint8_t* d = dst + 3 * x;
         yuv::invPixel(s[0], t, d[0], d[1], d[2]);
-        if (x + 1 < width) yuv::invPixel(s[2], t, d[3], d[4], d[5]);
+        yuv::invPixel(s[2], t, d[3], d[4], d[5]);
+    }
+    // A lone last pixel owns two bytes, Y and U, as the encoder writes it:
+    // it takes the chroma of the last whole pair; alone in its row, its own
+    // U with a neutral V.
+    if (x < width) {
+        const uint8_t* s = src + 2 * x;
+        const yuv::InvTerms t = x >= 2 ? yuv::invTerms<yuv::kInvRounded>(s[-3], s[-1])
+                                       : yuv::invTerms<yuv::kInvRounded>(s[1], 128);
+        yuv::invPixel(s[0], t, dst[3 * x], dst[3 * x + 1], dst[3 * x + 2]);
     }
 }
 
@@ -394,7 +401,7 @@ extern "C" CelStatus y8_celiRGBToYUV422_8u_C3P3(const uint8_t* src, uint8_t* dst
     } else {
         const int w = roiSize.width, c = chroma422(w);
         const int dstStep[3] = {w, c, c};
-        y8_myRGBToYUV422_8u_C3P3R(src, times3(w), dst, dstStep, w, roiSize.height);
+        y8_myRGBToYUV422_8u_C3P3R(src, cel::contiguousStep(w, 3), dst, dstStep, w, roiSize.height);
     }
     return celStatusOk;
 }
@@ -445,7 +452,7 @@ extern "C" CelStatus y8_celiYUV422ToRGB_8u_P3C3(const uint8_t* const src[3], uin
     if (cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     const int w = roiSize.width, c = chroma422(w);
     const int srcStep[3] = {w, c, c};
-    y8_myYUV422ToRGB_8u_P3C3R(src, srcStep, dst, times3(w), w, roiSize.height);
+    y8_myYUV422ToRGB_8u_P3C3R(src, srcStep, dst, cel::contiguousStep(w, 3), w, roiSize.height);
     return celStatusOk;
 }
 

@@ -116,3 +116,14 @@ def test_library_layout_names_are_aliases(table):
     assert [g.tobytes() for g in got] == [w.tobytes() for w in want]
     yv12 = celcc.convert(rgb, "rgb", "ycrcb420")
     assert yv12[1].tobytes() == want[2].tobytes() and yv12[2].tobytes() == want[1].tobytes()
+
+
+def test_analogue_yuv_is_a_model_of_its_own(table):
+    """YUV420 names the analogue-video planes, apart from YCbCr420 (I420)."""
+    rgb = _rgb()
+    got = celcc.convert(rgb, "RGB", "YUV420")
+    want = celcc.celiRGBToYUV420_8u_C3P3R(rgb)
+    assert [g.tobytes() for g in got] == [w.tobytes() for w in want]
+    assert got[0].tobytes() != celcc.convert(rgb, "RGB", "YCbCr420")[0].tobytes()
+    back = celcc.convert(got, "YUV420", "RGB")
+    assert back.tobytes() == celcc.celiYUV420ToRGB_8u_P3C3R(want).tobytes()

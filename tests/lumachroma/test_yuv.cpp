@@ -7,6 +7,7 @@
 // aligned kernels against the general ones; statuses and check order.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <functional>
@@ -182,7 +183,7 @@ struct Img {
         switch (lay) {
             case Lay::C3: b.emplace_back(3 * w, h); break;
             case Lay::C4: b.emplace_back(4 * w, h); break;
-            case Lay::C2: b.emplace_back(4 * ((w + 1) / 2), h); break;
+            case Lay::C2: b.emplace_back(2 * w, h); break;  // a lone last pixel owns Y and U
             case Lay::P4: b.emplace_back(w, h); [[fallthrough]];
             case Lay::P3:
                 b.emplace_back(w, h);
@@ -294,6 +295,8 @@ Model dec422Model(Lay src, Lay dst, Dec body, bool zeroFourth) {
                 if (src == Lay::C2) {
                     const uint8_t* q = s.row(0, y) + 2 * (x & ~1);
                     Y = q[x & 1 ? 2 : 0], U = q[1], V = q[3];
+                    if (x == w - 1 && w % 2)  // a lone pixel: Y and U only; the last whole pair's chroma
+                        U = x ? q[-3] : q[1], V = x ? q[-1] : 128;
                 } else {
                     Y = s.row(0, y)[x], U = s.row(1, y)[x / 2], V = s.row(2, y)[x / 2];
                 }
@@ -650,7 +653,7 @@ class YuvContiguous : public ::testing::TestWithParam<Contig> {};
 // Tight planes (step = row bytes, canary rows above and below).
 std::vector<ImageBuffer> tight(const char* kinds, int w, int h) {
     std::vector<ImageBuffer> v;
-    for (const char* k = kinds; *k; ++k) v.emplace_back(kindBytes(*k, w), kindRows(*k, h), 0);
+    for (const char* k = kinds; *k; ++k) v.emplace_back(std::max(1, kindBytes(*k, w)), kindRows(*k, h), 0);
     for (auto& b : v) b.fill(0x5A);
     return v;
 }
@@ -665,8 +668,9 @@ TEST_P(YuvContiguous, MatchesTheRFormWithDerivedSteps) {
         const uint8_t* s[3];
         uint8_t *d[3], *r[3];
         int ss[3], ds[3];
-        for (size_t i = 0; i < src.size(); ++i) s[i] = src[i].row(0), ss[i] = src[i].step();
-        for (size_t i = 0; i < dst.size(); ++i) d[i] = dst[i].row(0), r[i] = ref[i].row(0), ds[i] = dst[i].step();
+        for (size_t i = 0; i < src.size(); ++i) s[i] = src[i].row(0), ss[i] = kindBytes(c.srcKinds[i], w);
+        for (size_t i = 0; i < dst.size(); ++i)
+            d[i] = dst[i].row(0), r[i] = ref[i].row(0), ds[i] = kindBytes(c.dstKinds[i], w);
         const CelStatus got = c.whole(s, d, sz);
         // One long row: the R form on a single row of w * h pixels with the general kernel.
         const bool longRow = c.longRow && w % 2 == 0 && w * h >= 256;
