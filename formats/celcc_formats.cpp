@@ -350,21 +350,32 @@ int celccfmt_route(int from, int to, int32_t edges[CELFMT_MAX_ROUTE]) {
         if (edges) edges[0] = best;
         return 1;
     }
-    // Through one intermediate: fewest lossy steps, then the lowest cost;
-    // the first pair in table order among equals.  A gray intermediate would
-    // drop the colour of two colour images: it serves only routes to or from gray.
-    const bool grayEnd = kFormats[from].model == celFmtModelGray || kFormats[to].model == celFmtModelGray;
-    int b1 = -1, b2 = -1, bestLossy = 0, bestCost = 0;
+    // Through one intermediate: fewest lossy steps, then an intermediate of a
+    // transport model (RGB, BGR, YCbCr) or of either end's model before one
+    // of another model (RGB to BGR through LUV or HSV is no route a user
+    // means), then the lowest cost; the first pair in table order among
+    // equals.  A gray intermediate would drop the colour of two colour
+    // images: it serves only routes to or from gray.
+    const int32_t mFrom = kFormats[from].model, mTo = kFormats[to].model;
+    const bool grayEnd = mFrom == celFmtModelGray || mTo == celFmtModelGray;
+    int b1 = -1, b2 = -1, bestLossy = 0, bestForeign = 0, bestCost = 0;
     for (int i = 0; i < kEdgeCount; ++i) {
         if (kEdges[i].from != from || kEdges[i].to == to) continue;
-        if (!grayEnd && kFormats[kEdges[i].to].model == celFmtModelGray) continue;
+        const int32_t m = kFormats[kEdges[i].to].model;
+        if (!grayEnd && m == celFmtModelGray) continue;
+        const int foreign = (m == mFrom || m == mTo || m == celFmtModelRGB || m == celFmtModelBGR ||
+                             m == celFmtModelYCbCr || m == celFmtModelGray)
+                                ? 0
+                                : 1;
         for (int j = 0; j < kEdgeCount; ++j) {
             if (kEdges[j].from != kEdges[i].to || kEdges[j].to != to) continue;
             const int lossy = kEdges[i].lossy + kEdges[j].lossy, cost = kEdges[i].cost + kEdges[j].cost;
-            if (b1 < 0 || lossy < bestLossy || (lossy == bestLossy && cost < bestCost)) {
+            if (b1 < 0 || lossy < bestLossy || (lossy == bestLossy && foreign < bestForeign) ||
+                (lossy == bestLossy && foreign == bestForeign && cost < bestCost)) {
                 b1 = i;
                 b2 = j;
                 bestLossy = lossy;
+                bestForeign = foreign;
                 bestCost = cost;
             }
         }

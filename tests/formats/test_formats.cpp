@@ -217,17 +217,23 @@ TEST(Routes, EveryPairGetsTheBestRoute) {
                 continue;
             }
             bool any = false;
-            int bestL = 1 << 20, bestC = 1 << 20;
-            // gray intermediates only on routes to or from gray
+            int bestL = 1 << 20, bestF = 2, bestC = 1 << 20;
+            // gray intermediates only on routes to or from gray; a model
+            // foreign to both ends (not RGB, BGR, YCbCr, gray) only as a last resort
             const bool grayEnd = fmt(a).model == celFmtModelGray || fmt(b).model == celFmtModelGray;
             for (int i = 0; i < ne; ++i)
                 for (int j = 0; j < ne; ++j) {
                     const CelFmtEdge *x = celccfmt_edge(i), *y = celccfmt_edge(j);
                     if (x->from != a || y->to != b || x->to != y->from) continue;
-                    if (!grayEnd && fmt(x->to).model == celFmtModelGray) continue;
+                    const int m = fmt(x->to).model;
+                    if (!grayEnd && m == celFmtModelGray) continue;
                     any = true;
+                    const bool transport = m == celFmtModelRGB || m == celFmtModelBGR || m == celFmtModelYCbCr ||
+                                           m == celFmtModelGray;
+                    const int f = (transport || m == fmt(a).model || m == fmt(b).model) ? 0 : 1;
                     const int l = x->lossy + y->lossy, c = x->cost + y->cost;
-                    if (l < bestL || (l == bestL && c < bestC)) bestL = l, bestC = c;
+                    if (l < bestL || (l == bestL && f < bestF) || (l == bestL && f == bestF && c < bestC))
+                        bestL = l, bestF = f, bestC = c;
                 }
             if (!any) {
                 EXPECT_EQ(n, celFmtNoRoute) << fmt(a).name << " " << fmt(b).name;
@@ -241,6 +247,16 @@ TEST(Routes, EveryPairGetsTheBestRoute) {
             EXPECT_EQ(x->lossy + y->lossy, bestL);
             EXPECT_EQ(x->cost + y->cost, bestC);
         }
+}
+
+TEST(Routes, RgbToBgrNeverThroughAnAnalysisModel) {
+    int32_t e[CELFMT_MAX_ROUTE];
+    const int n = celccfmt_route(celFmt_RGB24, celFmt_BGR24, e);
+    ASSERT_GE(n, 1);
+    for (int k = 0; k + 1 < n; ++k) {
+        const int m = celccfmt_format(celccfmt_edge(e[k])->to)->model;
+        EXPECT_TRUE(m == celFmtModelRGB || m == celFmtModelBGR || m == celFmtModelYCbCr) << m;
+    }
 }
 
 // ---- Edges against direct calls --------------------------------------------------
