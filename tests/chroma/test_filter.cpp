@@ -1,0 +1,433 @@
+// Filtered chroma upsampling and deinterlace: every export against a model
+// written here from the formulas (four-tap rows with their borders; the
+// deinterlace rows with the vector rule below the last multiple of 8 or 32
+// and the scalar rule after), compared as whole buffers with canaries over
+// widths and heights that hit every body/tail split, odd sizes, positive,
+// negative and zero steps; slices assembled into a picture; worked values,
+// flat and ramp images; statuses and check order.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+#include "common/image_buffer.h"
+
+namespace {
+
+using celtest::ImageBuffer;
+
+enum class Steps { Positive, Negative, ZeroSource };
+
+// A picture of planes with canaries; logical row y of plane k is buffer row
+// y, or rows-1-y with negative steps, or row 0 of a source with zero steps.
+struct Img {
+    std::vector<ImageBuffer> p;
+    bool neg = false, zero = false;
+    int bufRow(int k, int y) const { return zero ? 0 : neg ? p[k].rows() - 1 - y : y; }
+    uint8_t& at(int k, int y, int x) { return p[k].row(bufRow(k, y))[x]; }
+    uint8_t get(int k, int y, int x) const { return p[k].row(bufRow(k, y))[x]; }
+    // Pointer to logical row y and the step handed to the library.
+    uint8_t* ptr(int k, int y = 0) { return p[k].row(bufRow(k, y)); }
+    int step(int k) const { return zero ? 0 : neg ? -p[k].step() : p[k].step(); }
+    std::vector<uint8_t> raw() const { return celtest::snapshotOf(p); }
+};
+
+Img makeSource(const std::vector<std::pair<int, int>>& dims, Steps st, uint32_t seed) {
+    Img im;
+    for (auto [bytes, rows] : dims) {
+        im.p.emplace_back(std::max(bytes, 1), st == Steps::ZeroSource ? 1 : std::max(rows, 1));
+        im.p.back().randomize(seed++);
+    }
+    im.neg = st == Steps::Negative, im.zero = st == Steps::ZeroSource;
+    return im;
+}
+Img makeDest(const std::vector<std::pair<int, int>>& dims, Steps st) {
+    Img im;
+    for (auto [bytes, rows] : dims) {
+        im.p.emplace_back(std::max(bytes, 1), std::max(rows, 1));
+        im.p.back().fill(0x5A);
+    }
+    im.neg = st == Steps::Negative;
+    return im;
+}
+
+int clampByte(int v) { return std::min(255, std::max(0, v)); }
+int up(int a, int b) { return (a + b + 1) >> 1; }  // byte average rounding up
+
+// ---- Four-tap model ------------------------------------------------------------------------------
+enum class TapForm { P3, P3Swapped, P2 };
+
+// Source chroma sample j, m of channel ch (0 Cb, 1 Cr).
+uint8_t srcChroma(const Img& s, TapForm f, int ch, int j, int m) {
+    if (f == TapForm::P2) return s.get(1, j, 2 * m + ch);
+    const int plane = (f == TapForm::P3Swapped) ? 2 - ch : 1 + ch;
+    return s.get(plane, j, m);
+}
+
+void tapModel(const Img& s, Img& d, TapForm f, int w, int h) {
+    const int half = h / 2;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) d.at(0, y, x) = s.get(0, y, x);
+    for (int ch = 0; ch < 2; ++ch)
+        for (int m = 0; m < w / 2; ++m) {
+            const auto c = [&](int j) { return int(srcChroma(s, f, ch, j, m)); };
+            for (int j = 0; j < half; ++j) {
+                d.at(1 + ch, 2 * j, m) = uint8_t(c(j));
+                int cm = j - 1, c1 = j + 1, c2 = j + 2;
+                if (j == 0) cm = 0;                        // row 1
+                if (j == half - 2) c2 = half - 1;          // row h-3
+                if (j == half - 1) c1 = c2 = half - 1;     // row h-1
+                const int v = 9 * (c(j) + c(c1)) - c(cm) - c(c2) + 8;
+                d.at(1 + ch, 2 * j + 1, m) = uint8_t(clampByte(v >= 0 ? v / 16 : -((-v + 15) / 16)));
+            }
+        }
+}
+
+CelStatus callTap(TapForm f, Img& s, Img& d, CelSize roi) {
+    uint8_t* dp[3] = {d.ptr(0), d.ptr(1), d.ptr(2)};
+    int ds[3] = {d.step(0), d.step(1), d.step(2)};
+    if (f == TapForm::P2)
+        return celiYCbCr420ToYCbCr422_Filter_8u_P2P3R(s.ptr(0), s.step(0), s.ptr(1), s.step(1), dp, ds, roi);
+    const uint8_t* sp[3] = {s.ptr(0), s.ptr(1), s.ptr(2)};
+    int ss[3] = {s.step(0), s.step(1), s.step(2)};
+    return f == TapForm::P3 ? celiYCbCr420ToYCbCr422_Filter_8u_P3R(sp, ss, dp, ds, roi)
+                            : celiYCrCb420ToYCbCr422_Filter_8u_P3R(sp, ss, dp, ds, roi);
+}
+
+Img tapSource(TapForm f, int w, int h, Steps st, uint32_t seed) {
+    const int cw = w / 2, ch = h / 2;
+    if (f == TapForm::P2) return makeSource({{w, h}, {2 * cw, ch}}, st, seed);
+    return makeSource({{w, h}, {cw, ch}, {cw, ch}}, st, seed);
+}
+
+struct TapParam {
+    TapForm form;
+    Steps steps;
+};
+class FourTap : public ::testing::TestWithParam<TapParam> {};
+
+TEST_P(FourTap, MatchesModelWithCanaries) {
+    const auto [form, steps] = GetParam();
+    uint32_t seed = 7;
+    for (int w : {1, 2, 3, 4, 7, 16, 17, 31, 32, 33, 34, 35, 47, 64, 66, 100})
+        for (int h : {7, 8, 9, 15, 16, 17, 24, 31, 40}) {
+            Img s = tapSource(form, w, h, steps, seed += 3);
+            Img d = makeDest({{w, h}, {w / 2, h}, {w / 2, h}}, steps == Steps::Negative ? Steps::Negative : Steps::Positive);
+            Img e = d;
+            const auto before = s.raw();
+            const CelStatus st = callTap(form, s, d, {w, h});
+            EXPECT_EQ(s.raw(), before);
+            if (w < 2 || h < 8) {
+                EXPECT_EQ(st, celStatusBadSize);
+            } else {
+                EXPECT_EQ(st, celStatusOk);
+                tapModel(s, e, form, w & ~1, h & ~7);
+            }
+            ASSERT_TRUE(celtest::allIntact(d.p));
+            ASSERT_EQ(d.raw(), e.raw()) << "w " << w << " h " << h;
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, FourTap,
+                         ::testing::Values(TapParam{TapForm::P3, Steps::Positive}, TapParam{TapForm::P3, Steps::Negative},
+                                           TapParam{TapForm::P3, Steps::ZeroSource},
+                                           TapParam{TapForm::P3Swapped, Steps::Positive},
+                                           TapParam{TapForm::P3Swapped, Steps::Negative},
+                                           TapParam{TapForm::P2, Steps::Positive}, TapParam{TapForm::P2, Steps::Negative},
+                                           TapParam{TapForm::P2, Steps::ZeroSource}));
+
+// One chroma column through a P3 call of height 8 (4 source rows), width 2.
+std::vector<int> tapColumn(const std::vector<int>& rows, int w = 2) {
+    Img s = tapSource(TapForm::P3, w, 8, Steps::Positive, 1);
+    for (int j = 0; j < 4; ++j)
+        for (int m = 0; m < w / 2; ++m) s.at(1, j, m) = s.at(2, j, m) = uint8_t(rows[j]);
+    Img d = makeDest({{w, 8}, {w / 2, 8}, {w / 2, 8}}, Steps::Positive);
+    EXPECT_EQ(callTap(TapForm::P3, s, d, {w, 8}), celStatusOk);
+    std::vector<int> out;
+    for (int y = 0; y < 8; ++y) out.push_back(d.get(1, y, 0));
+    for (int m = 0; m < w / 2; ++m)
+        for (int y = 0; y < 8; ++y) EXPECT_EQ(d.get(2, y, m), out[y]);
+    return out;
+}
+
+TEST(FourTapWorked, BordersAndSaturation) {
+    // 0, 255, 255, 0: row 3 = (9 * 510 + 8) >> 4 = 287, stored 255; row 1 uses c[0] above:
+    // (9 * 255 - 0 - 255 + 8) >> 4 = 128; row 5 uses c[3] below: 128; row 7 = (18*0 - 255 - 0 + 8) >> 4 < 0.
+    EXPECT_EQ(tapColumn({0, 255, 255, 0}), (std::vector<int>{0, 128, 255, 255, 255, 128, 0, 0}));
+    EXPECT_EQ(tapColumn({255, 0, 0, 255}), (std::vector<int>{255, 128, 0, 0, 0, 128, 255, 255}));
+    // the same through the 16-sample body (width 64: 32 chroma columns)
+    EXPECT_EQ(tapColumn({0, 255, 255, 0}, 64), (std::vector<int>{0, 128, 255, 255, 255, 128, 0, 0}));
+}
+
+TEST(FourTapWorked, FlatStaysFlatAndRampStaysMonotone) {
+    for (int v : {0, 1, 128, 254, 255}) {
+        const auto col = tapColumn({v, v, v, v}, 40);
+        for (int x : col) EXPECT_EQ(x, v);
+    }
+    const auto ramp = tapColumn({10, 50, 90, 130}, 40);
+    // row 7: (18 * 130 - 90 - 130 + 8) >> 4 = 133, the taps overshoot past the last row
+    EXPECT_EQ(ramp, (std::vector<int>{10, 28, 50, 70, 90, 113, 130, 133}));
+    EXPECT_TRUE(std::is_sorted(ramp.begin(), ramp.end()));
+}
+
+// ---- Deinterlace model ---------------------------------------------------------------------------
+enum class DeintForm { C2, P3 };
+
+struct DeintRules {
+    int round = 0;          // scalar offset
+    bool allTail = false;   // whole-picture packed inner tail
+    bool allVector = false; // aligned planar set
+};
+
+// Expected picture rows [from, to) of a picture of P rows, width w.
+void deintModel(const Img& s, Img& d, DeintForm f, int w, int P, int from, int to, DeintRules r) {
+    const int last = P / 2 - 1;
+    const auto Y = [&](int y, int x) { return int(s.get(0, y, x)); };
+    const auto C = [&](int j, int k) { return int(s.get(1, j, k)); };
+    for (int y = from; y < to; ++y) {
+        const bool edge = y < 2 || y >= P - 2;
+        const int V = r.allVector ? w : P == 2 ? 0 : edge ? (w & ~7) : (w & ~31);
+        const auto luma = [&](int x) {
+            const bool vec = x < V;
+            if (y == 0 || y == P - 1) {
+                const int b = Y(y, x), n = Y(y == 0 ? 1 : P - 2, x);
+                return vec ? up(b, up(n, b)) : (3 * b + n + r.round) >> 2;
+            }
+            const int a = Y(y - 1, x), b = Y(y, x), c = Y(y + 1, x);
+            if (vec) return up(up(a, b), up(b, c));
+            if (r.allTail && !edge && x % 2 == 0) return std::min(255, ((((a + c) >> 1) + b) >> 1) + 1);
+            return (a + 2 * b + c + r.round) >> 2;
+        };
+        const int j = y / 2;
+        const auto chroma = [&](int k) {
+            if (P == 2) return C(0, k);
+            const int p = C(j, k), q = j < last ? C(j + 1, k) : C(last - 1, k);
+            return k < V ? up(p, q) : (p + q) >> 1;
+        };
+        for (int x = 0; x < w; ++x) {
+            if (f == DeintForm::C2) {
+                d.at(0, y, 2 * x) = uint8_t(luma(x));
+                d.at(0, y, 2 * x + 1) = uint8_t(chroma(x));
+            } else {
+                d.at(0, y, x) = uint8_t(luma(x));
+                if (y % 2 == 0) d.at(1 + x % 2, j, x / 2) = uint8_t(chroma(x));
+            }
+        }
+    }
+}
+
+Img deintDest(DeintForm f, int w, int h, Steps st) {
+    if (f == DeintForm::C2) return makeDest({{2 * w, h}}, st);
+    return makeDest({{w, h}, {w / 2, h / 2}, {w / 2, h / 2}}, st);
+}
+
+// Call on the slice whose first row is picture row y0.
+CelStatus callDeint(DeintForm f, Img& s, Img& d, int y0, CelSize roi, int flags) {
+    if (f == DeintForm::C2)
+        return celiYCbCr420ToYCbCr422_Filter_8u_P2C2R(s.ptr(0, y0), s.step(0), s.ptr(1, y0 / 2), s.step(1),
+                                                      d.ptr(0, y0), d.step(0), roi, flags);
+    uint8_t* dp[3] = {d.ptr(0, y0), d.ptr(1, y0 / 2), d.ptr(2, y0 / 2)};
+    int ds[3] = {d.step(0), d.step(1), d.step(2)};
+    return celiYCbCr420ToYCrCb420_Filter_8u_P2P3R(s.ptr(0, y0), s.step(0), s.ptr(1, y0 / 2), s.step(1), dp, ds, roi,
+                                                   flags);
+}
+
+struct DeintParam {
+    DeintForm form;
+    Steps steps;
+};
+class Deinterlace : public ::testing::TestWithParam<DeintParam> {};
+
+const std::vector<int> kDeintWidths = {1, 2, 3, 4, 6, 8, 9, 10, 16, 18, 24, 30, 31, 32, 33, 34, 40, 48, 62, 64, 66, 100};
+
+TEST_P(Deinterlace, WholePictureMatchesModel) {
+    const auto [form, steps] = GetParam();
+    uint32_t seed = 11;
+    for (int w : kDeintWidths)
+        for (int h : {1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 17}) {
+            Img s = makeSource({{w, h}, {w & ~1, h / 2}}, steps, seed += 2);
+            Img d = deintDest(form, w, h, steps == Steps::Negative ? Steps::Negative : Steps::Positive), e = d;
+            const auto before = s.raw();
+            for (int flags : {21, 0x7FFFFFFF, -1}) {
+                const CelStatus st = callDeint(form, s, d, 0, {w, h}, flags);
+                if (w < 2 || h < 2) {
+                    EXPECT_EQ(st, celStatusBadSize);
+                } else {
+                    EXPECT_EQ(st, celStatusOk);
+                    DeintRules r;
+                    r.round = (form == DeintForm::C2 || (h & ~1) == 2) ? 4 : 0;
+                    r.allTail = form == DeintForm::C2;
+                    deintModel(s, e, form, w & ~1, h & ~1, 0, h & ~1, r);
+                }
+                ASSERT_TRUE(celtest::allIntact(d.p));
+                ASSERT_EQ(d.raw(), e.raw()) << "w " << w << " h " << h << " flags " << flags;
+            }
+            EXPECT_EQ(s.raw(), before);
+        }
+}
+
+// Top, middle and bottom slices assembled: after each call the rows written
+// so far match the model of the slice kernels and nothing else has changed.
+TEST_P(Deinterlace, SlicesAssembleThePicture) {
+    const auto [form, steps] = GetParam();
+    uint32_t seed = 23;
+    for (int w : kDeintWidths)
+        for (int P : {8, 10, 12, 14, 20, 26}) {
+            const int t = std::max(4, (P / 3) & ~1), m = std::max(2, (P / 3) & ~1), b = P - t - m;
+            for (int bottomExtra : {0, 1}) {
+                Img s = makeSource({{w, P + bottomExtra}, {w & ~1, P / 2}}, steps, seed += 2);
+                Img d = deintDest(form, w, P + bottomExtra, steps == Steps::Negative ? Steps::Negative : Steps::Positive);
+                Img e = d;
+                const int we = w & ~1;
+                struct Call {
+                    int y0, h, flags, from, to;
+                };
+                for (const Call c : {Call{0, t, 1, 0, t - 2}, Call{t, m, 4, t - 2, t + m - 2},
+                                     Call{t + m, b + bottomExtra, 16, t + m - 2, P}}) {
+                    const CelStatus st = callDeint(form, s, d, c.y0, {w, c.h}, c.flags);
+                    if (w < 2) {
+                        EXPECT_EQ(st, celStatusBadSize);
+                    } else {
+                        EXPECT_EQ(st, celStatusOk);
+                        deintModel(s, e, form, we, P, c.from, c.to, DeintRules{});
+                    }
+                    ASSERT_TRUE(celtest::allIntact(d.p));
+                    ASSERT_EQ(d.raw(), e.raw()) << "w " << w << " P " << P << " flags " << c.flags;
+                }
+            }
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, Deinterlace,
+                         ::testing::Values(DeintParam{DeintForm::C2, Steps::Positive},
+                                           DeintParam{DeintForm::C2, Steps::Negative},
+                                           DeintParam{DeintForm::P3, Steps::Positive},
+                                           DeintParam{DeintForm::P3, Steps::Negative}));
+
+TEST(DeinterlaceFlags, OtherValuesWriteNothing) {
+    for (DeintForm f : {DeintForm::C2, DeintForm::P3})
+        for (int flags : {0, 2, 5, 17, 20, 8, 32}) {
+            Img s = makeSource({{32, 8}, {32, 4}}, Steps::Positive, 3);
+            Img d = deintDest(f, 32, 8, Steps::Positive);
+            const auto before = d.raw();
+            EXPECT_EQ(callDeint(f, s, d, 0, {32, 8}, flags), celStatusOk);
+            EXPECT_EQ(d.raw(), before) << flags;
+        }
+}
+
+// A top slice of height 2 has no row of its own; width 2 is scalar throughout.
+TEST(DeinterlaceFlags, ShortTopSliceAndNarrowPicture) {
+    for (DeintForm f : {DeintForm::C2, DeintForm::P3}) {
+        Img s = makeSource({{2, 8}, {2, 4}}, Steps::Positive, 5);
+        Img d = deintDest(f, 2, 8, Steps::Positive), e = d;
+        const auto before = d.raw();
+        EXPECT_EQ(callDeint(f, s, d, 0, {2, 2}, 1), celStatusOk);
+        EXPECT_EQ(d.raw(), before);
+        // rows 0..5 of a width-2 top slice of 8: (3 r0 + r1) >> 2, floor averages
+        s.at(0, 0, 0) = 0, s.at(0, 1, 0) = 3, s.at(1, 0, 0) = 0, s.at(1, 1, 0) = 1;
+        EXPECT_EQ(callDeint(f, s, d, 0, {2, 8}, 1), celStatusOk);
+        EXPECT_EQ(d.get(0, 0, 0), 0);  // (0 + 3) >> 2; the vector rule gives 1
+        // chroma (0 + 1) >> 1; the vector rule gives 1
+        EXPECT_EQ(f == DeintForm::C2 ? d.get(0, 0, 1) : d.get(1, 0, 0), 0);
+        deintModel(s, e, f, 2, 8, 0, 6, DeintRules{});
+        EXPECT_EQ(d.raw(), e.raw());
+    }
+}
+
+TEST(DeinterlaceWorked, FlatStaysFlatRampStaysMonotone) {
+    for (DeintForm f : {DeintForm::C2, DeintForm::P3})
+        for (int flags : {1, 21}) {
+            Img s = makeSource({{100, 16}, {100, 8}}, Steps::Positive, 9);
+            for (int y = 0; y < 16; ++y)
+                for (int x = 0; x < 100; ++x) s.at(0, y, x) = uint8_t(8 * y + x % 3);
+            for (int j = 0; j < 8; ++j)
+                for (int x = 0; x < 100; ++x) s.at(1, j, x) = 77;
+            Img d = deintDest(f, 100, 16, Steps::Positive);
+            ASSERT_EQ(callDeint(f, s, d, 0, {100, 16}, flags), celStatusOk);
+            const int rows = flags == 1 ? 14 : 16;
+            for (int x = 0; x < 100; ++x) {
+                int prev = -1;
+                for (int y = 0; y < rows; ++y) {
+                    const int v = f == DeintForm::C2 ? d.get(0, y, 2 * x) : d.get(0, y, x);
+                    EXPECT_GE(v, prev) << x << " " << y;
+                    prev = v;
+                    const int c = f == DeintForm::C2 ? d.get(0, y, 2 * x + 1) : d.get(1 + x % 2, y / 2, x / 2);
+                    EXPECT_EQ(c, 77);
+                }
+            }
+        }
+}
+
+// The aligned planar set (width of 64, height of 16, aligned planes and
+// steps) follows the vector rule, as the plain set does at such widths.
+TEST(DeinterlaceWorked, AlignedSetMatchesModel) {
+    for (Steps st : {Steps::Positive, Steps::Negative}) {
+        Img s = makeSource({{128, 48}, {128, 24}}, st, 31);
+        Img d = deintDest(DeintForm::P3, 128, 48, st), e = d;
+        ASSERT_EQ(reinterpret_cast<uintptr_t>(d.ptr(0)) % 16, 0u);
+        ASSERT_EQ(d.step(0) % 32, 0);
+        for (int flags : {1, 4, 16}) {
+            const int y0 = flags == 1 ? 0 : flags == 4 ? 16 : 32, h = 16;
+            ASSERT_EQ(callDeint(DeintForm::P3, s, d, y0, {128, h}, flags), celStatusOk);
+            DeintRules r;
+            r.allVector = true;
+            deintModel(s, e, DeintForm::P3, 128, 48, flags == 1 ? 0 : y0 - 2, flags == 16 ? 48 : y0 + h - 2, r);
+            ASSERT_EQ(d.raw(), e.raw()) << flags;
+        }
+    }
+}
+
+// ---- Statuses and check order ----------------------------------------------------------------------
+TEST(FilterStatus, CheckOrderAndNothingWrittenOnError) {
+    uint8_t src[64 * 16] = {}, out0[64 * 16], out1[64 * 16], out2[64 * 16];
+    std::memset(out0, 1, sizeof out0), std::memset(out1, 1, sizeof out1), std::memset(out2, 1, sizeof out2);
+    const uint8_t* sp[3] = {src, src, src};
+    const uint8_t* spNull[3] = {src, nullptr, src};
+    int ss[3] = {64, 32, 32}, ds[3] = {64, 32, 32};
+    uint8_t* dp[3] = {out0, out1, out2};
+    uint8_t* dpNull[3] = {out0, out1, nullptr};
+    const CelSize ok{8, 8}, narrow{1, 8}, shortH{8, 7}, zero{0, 0}, one{1, 1};
+    for (auto fn : {celiYCbCr420ToYCbCr422_Filter_8u_P3R, celiYCrCb420ToYCbCr422_Filter_8u_P3R}) {
+        EXPECT_EQ(fn(nullptr, ss, dp, ds, zero), celStatusNullPointer);
+        EXPECT_EQ(fn(sp, ss, nullptr, ds, zero), celStatusNullPointer);
+        EXPECT_EQ(fn(spNull, ss, dp, ds, zero), celStatusNullPointer);
+        EXPECT_EQ(fn(sp, ss, dpNull, ds, zero), celStatusNullPointer);
+        EXPECT_EQ(fn(sp, ss, dp, ds, narrow), celStatusBadSize);
+        EXPECT_EQ(fn(sp, ss, dp, ds, shortH), celStatusBadSize);
+    }
+    const auto p2p3 = celiYCbCr420ToYCbCr422_Filter_8u_P2P3R;
+    EXPECT_EQ(p2p3(nullptr, 64, src, 64, dp, ds, zero), celStatusNullPointer);
+    EXPECT_EQ(p2p3(src, 64, nullptr, 64, dp, ds, zero), celStatusNullPointer);
+    EXPECT_EQ(p2p3(src, 64, src, 64, nullptr, ds, zero), celStatusNullPointer);
+    EXPECT_EQ(p2p3(src, 64, src, 64, dpNull, ds, zero), celStatusNullPointer);
+    EXPECT_EQ(p2p3(src, 64, src, 64, dp, ds, shortH), celStatusBadSize);
+    EXPECT_EQ(p2p3(src, 64, src, 64, dp, ds, narrow), celStatusBadSize);
+
+    const auto c2 = celiYCbCr420ToYCbCr422_Filter_8u_P2C2R;
+    EXPECT_EQ(c2(nullptr, 64, src, 64, out0, 64, zero, 21), celStatusNullPointer);
+    EXPECT_EQ(c2(src, 64, nullptr, 64, out0, 64, zero, 21), celStatusNullPointer);
+    EXPECT_EQ(c2(src, 64, src, 64, nullptr, 64, zero, 21), celStatusNullPointer);
+    EXPECT_EQ(c2(src, 64, src, 64, out0, 64, {1, 8}, 21), celStatusBadSize);
+    EXPECT_EQ(c2(src, 64, src, 64, out0, 64, {8, 1}, 0), celStatusBadSize);  // sizes before the flags
+
+    // planar deinterlace: outer pointers, sizes below 1, plane pointers, sizes below 2
+    const auto p3 = celiYCbCr420ToYCrCb420_Filter_8u_P2P3R;
+    EXPECT_EQ(p3(nullptr, 64, src, 64, dp, ds, zero, 21), celStatusNullPointer);
+    EXPECT_EQ(p3(src, 64, nullptr, 64, dp, ds, zero, 21), celStatusNullPointer);
+    EXPECT_EQ(p3(src, 64, src, 64, nullptr, ds, zero, 21), celStatusNullPointer);
+    EXPECT_EQ(p3(src, 64, src, 64, dpNull, ds, zero, 21), celStatusBadSize);
+    EXPECT_EQ(p3(src, 64, src, 64, dpNull, ds, {0, 8}, 21), celStatusBadSize);
+    EXPECT_EQ(p3(src, 64, src, 64, dpNull, ds, one, 21), celStatusNullPointer);
+    EXPECT_EQ(p3(src, 64, src, 64, dp, ds, one, 21), celStatusBadSize);
+    EXPECT_EQ(p3(src, 64, src, 64, dp, ds, {8, 1}, 0), celStatusBadSize);
+
+    for (const uint8_t* o : {out0, out1, out2})
+        EXPECT_TRUE(std::all_of(o, o + sizeof out0, [](uint8_t v) { return v == 1; }));
+}
+
+}  // namespace
