@@ -141,7 +141,10 @@ private:
 
 // Converts with the table and reports (verbose) the exports it called.
 // Throws a Failure naming the file when the table or the library refuses.
-void convertPicture(const Picture& in, Picture& out, const std::string& file, bool verbose);
+// `prefer`: take a route through an export whose name contains it where one
+// exists (celccfmt_route_prefer); empty: the default route.
+void convertPicture(const Picture& in, Picture& out, const std::string& file, bool verbose,
+                    const std::string& prefer = "");
 
 // One line to stderr, whole, even from several threads.
 void say(const std::string& line);
@@ -155,6 +158,7 @@ struct ConvertOptions {
     std::string matrix;  // a file or "a b c d; e f g h; i j k l": a colour twist on the RGB side
     int jobs = 1;
     bool force = false, verbose = false, quiet = false, crop = false;
+    bool chromaFilter = false;  // 4:2:0 to 4:2:2 through the four-tap filtered exports
 };
 int runConvert(const ConvertOptions& o);
 

@@ -78,13 +78,13 @@ bool globMatch(const std::string& pattern, const std::string& name) {
 
 // ---- The conversion ---------------------------------------------------------------
 
-void convertPicture(const Picture& in, Picture& out, const std::string& file, bool verbose) {
+void convertPicture(const Picture& in, Picture& out, const std::string& file, bool verbose, const std::string& prefer) {
     const CelFmtImage s = in.image(), d = out.image();
     CelFmtReport rep{};
-    const int st = celccfmt_convert(&s, &d, &rep);
+    const int st = celccfmt_convert_prefer(&s, &d, prefer.c_str(), &rep);
     if (verbose) {
         char route[512];
-        celccfmt_route_text(in.format, out.format, route, sizeof route);
+        celccfmt_route_text_prefer(in.format, out.format, prefer.c_str(), route, sizeof route);
         std::string line = file + ": " + route;
         for (int i = 0; i < rep.count; ++i)
             line += std::string("\n  ") + rep.call[i].exportName + ": " + celccfmt_status_name(rep.call[i].status);

@@ -310,14 +310,16 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
             out[size_t(i)].alloc(target, fit.width, fit.height, where);
             out[size_t(i)].y4mTags = in[size_t(i)].y4mTags;
             const bool verbose = o.verbose && index + i == 0;
+            // the four-tap exports cover heights of a multiple of 8; others replicate the rows
+            const std::string prefer = o.chromaFilter && fit.height % 8 == 0 ? "_Filter_" : "";
             // on one side: the matrix, then the curve
             if (gamma == GammaSide::Input || twist == GammaSide::Input) {
                 Picture encoded = fit;
                 if (twist == GammaSide::Input) applyMatrix(encoded, matrix, where, verbose);
                 if (gamma == GammaSide::Input) applyGamma(encoded, forward, where, verbose);
-                convertPicture(encoded, out[size_t(i)], where, verbose);
+                convertPicture(encoded, out[size_t(i)], where, verbose, prefer);
             } else {
-                convertPicture(fit, out[size_t(i)], where, verbose);
+                convertPicture(fit, out[size_t(i)], where, verbose, prefer);
             }
             if (twist == GammaSide::Output) applyMatrix(out[size_t(i)], matrix, where, verbose);
             if (gamma == GammaSide::Output) applyGamma(out[size_t(i)], forward, where, verbose);

@@ -50,6 +50,9 @@ int main(int argc, char** argv) {
                         "on the RGB side (as --gamma; before the curve), offsets in sample units (255, 65535 or 1.0 "
                         "full scale); three rows of three without offsets are taken too; alpha untouched");
     convert->add_option("-j,--jobs", co.jobs, "Threads: files, or the frames of one video, at once")->capture_default_str();
+    convert->add_flag("--chroma-filter", co.chromaFilter,
+                      "4:2:0 to 4:2:2: interpolate the new chroma rows with the four-tap filter rather than repeat "
+                      "them (heights of a multiple of 8)");
     convert->add_flag("--crop", co.crop, "Cut the last columns/rows that do not fit the chroma subsampling");
     convert->add_flag("-f,--force", co.force, "Overwrite existing outputs");
     convert->add_flag("-v,--verbose", co.verbose, "Name the route and the exports called, with their statuses");

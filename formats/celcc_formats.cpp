@@ -339,13 +339,22 @@ int celccfmt_edge_count(void) { return kEdgeCount; }
 
 const CelFmtEdge* celccfmt_edge(int index) { return index >= 0 && index < kEdgeCount ? &kEdges[index] : nullptr; }
 
-int celccfmt_route(int from, int to, int32_t edges[CELFMT_MAX_ROUTE]) {
-    if (!validFormat(from) || !validFormat(to)) return celFmtBadFormat;
-    if (from == to) return 0;
+namespace {
+bool prefers(int edge, const char* prefer) {
+    return prefer && *prefer && std::strstr(kEdges[edge].exportName, prefer) != nullptr;
+}
+
+// The best route, direct first, then through one intermediate (fewest lossy
+// steps, then the lowest cost; the first pair in table order among equals).
+// With `needPrefer` only routes with an edge whose export name contains
+// `prefer` count.
+int bestRoute(int from, int to, const char* prefer, bool needPrefer, int32_t edges[CELFMT_MAX_ROUTE]) {
     // A direct edge: the cheapest one.
     int best = -1;
     for (int i = 0; i < kEdgeCount; ++i)
-        if (kEdges[i].from == from && kEdges[i].to == to && (best < 0 || kEdges[i].cost < kEdges[best].cost)) best = i;
+        if (kEdges[i].from == from && kEdges[i].to == to && (!needPrefer || prefers(i, prefer)) &&
+            (best < 0 || kEdges[i].cost < kEdges[best].cost))
+            best = i;
     if (best >= 0) {
         if (edges) edges[0] = best;
         return 1;
@@ -369,6 +378,7 @@ int celccfmt_route(int from, int to, int32_t edges[CELFMT_MAX_ROUTE]) {
                                 : 1;
         for (int j = 0; j < kEdgeCount; ++j) {
             if (kEdges[j].from != kEdges[i].to || kEdges[j].to != to) continue;
+            if (needPrefer && !prefers(i, prefer) && !prefers(j, prefer)) continue;
             const int lossy = kEdges[i].lossy + kEdges[j].lossy, cost = kEdges[i].cost + kEdges[j].cost;
             if (b1 < 0 || lossy < bestLossy || (lossy == bestLossy && foreign < bestForeign) ||
                 (lossy == bestLossy && foreign == bestForeign && cost < bestCost)) {
@@ -387,10 +397,29 @@ int celccfmt_route(int from, int to, int32_t edges[CELFMT_MAX_ROUTE]) {
     }
     return 2;
 }
+}  // namespace
+
+int celccfmt_route_prefer(int from, int to, const char* prefer, int32_t edges[CELFMT_MAX_ROUTE]) {
+    if (!validFormat(from) || !validFormat(to)) return celFmtBadFormat;
+    if (from == to) return 0;
+    if (prefer && *prefer) {
+        const int n = bestRoute(from, to, prefer, true, edges);
+        if (n > 0) return n;
+    }
+    return bestRoute(from, to, nullptr, false, edges);
+}
+
+int celccfmt_route(int from, int to, int32_t edges[CELFMT_MAX_ROUTE]) {
+    return celccfmt_route_prefer(from, to, nullptr, edges);
+}
 
 int celccfmt_route_text(int from, int to, char* buf, size_t size) {
+    return celccfmt_route_text_prefer(from, to, nullptr, buf, size);
+}
+
+int celccfmt_route_text_prefer(int from, int to, const char* prefer, char* buf, size_t size) {
     int32_t e[CELFMT_MAX_ROUTE];
-    const int n = celccfmt_route(from, to, e);
+    const int n = celccfmt_route_prefer(from, to, prefer, e);
     char tmp[512];
     int len = 0;
     if (n == celFmtBadFormat) {
@@ -419,12 +448,16 @@ int celccfmt_run_edge(int index, const CelFmtImage* src, const CelFmtImage* dst)
 }
 
 int celccfmt_convert(const CelFmtImage* src, const CelFmtImage* dst, CelFmtReport* report) {
+    return celccfmt_convert_prefer(src, dst, nullptr, report);
+}
+
+int celccfmt_convert_prefer(const CelFmtImage* src, const CelFmtImage* dst, const char* prefer, CelFmtReport* report) {
     if (report) report->count = 0;
     if (int st = checkImage(src)) return st;
     if (int st = checkImage(dst)) return st;
     if (src->width != dst->width || src->height != dst->height) return celFmtSizeMismatch;
     int32_t e[CELFMT_MAX_ROUTE];
-    const int n = celccfmt_route(src->format, dst->format, e);
+    const int n = celccfmt_route_prefer(src->format, dst->format, prefer, e);
     if (n < 0) return n;
     if (n == 0) return copyImage(*src, *dst);
     Owned mid;

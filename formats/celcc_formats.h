@@ -134,9 +134,15 @@ CELCCFMT_API const CelFmtEdge* celccfmt_edge(int index);          /* null when o
  * direct edge is preferred; else one intermediate, fewest lossy steps first,
  * then the lowest total cost. */
 CELCCFMT_API int celccfmt_route(int from, int to, int32_t edges[CELFMT_MAX_ROUTE]);
+/* The same, preferring routes through an export whose name contains
+ * `prefer` (e.g. "_Filter_" for filtered chroma): the best such route (direct
+ * first) when there is one, else the route of celccfmt_route.  A null or
+ * empty `prefer` is celccfmt_route. */
+CELCCFMT_API int celccfmt_route_prefer(int from, int to, const char* prefer, int32_t edges[CELFMT_MAX_ROUTE]);
 /* The route as text, e.g. "RGB24 -> I420 (celiRGBToYCbCr420_8u_C3P3R)";
  * returns the length of the whole text (as snprintf). */
 CELCCFMT_API int celccfmt_route_text(int from, int to, char* buf, size_t size);
+CELCCFMT_API int celccfmt_route_text_prefer(int from, int to, const char* prefer, char* buf, size_t size);
 
 /* Runs one edge on images of its two formats and of equal sizes; returns the
  * export's CelStatus, or this library's status when the images do not fit. */
@@ -146,6 +152,9 @@ CELCCFMT_API int celccfmt_run_edge(int index, const CelFmtImage* src, const CelF
  * returned.  Returns 0, the first warning, or the error.  `report` may be
  * null.  Equal formats copy the rows. */
 CELCCFMT_API int celccfmt_convert(const CelFmtImage* src, const CelFmtImage* dst, CelFmtReport* report);
+/* celccfmt_convert along celccfmt_route_prefer. */
+CELCCFMT_API int celccfmt_convert_prefer(const CelFmtImage* src, const CelFmtImage* dst, const char* prefer,
+                                         CelFmtReport* report);
 
 /* Name of a CelStatus or of this library's statuses ("celStatusBadSize"). */
 CELCCFMT_API const char* celccfmt_status_name(int status);

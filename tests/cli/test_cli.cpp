@@ -413,6 +413,36 @@ TEST(CliVideo, ChromaRateY4mAndRawRoundTrips) {
     EXPECT_TRUE(readY4m(dir + "/back411.y4m", y4mFrameBytes).frames == in.frames);
 }
 
+// --chroma-filter: 4:2:0 to 4:2:2 through the four-tap export; without it
+// the rows are repeated.
+TEST(CliVideo, ChromaFilterTakesTheFourTapExport) {
+    NEED_FFMPEG();
+    const std::string dir = workDir();
+    const int w = 96, h = 64;
+    ASSERT_TRUE(sh("ffmpeg -v error -f lavfi -i testsrc2=size=96x64:rate=5 -frames:v 1 -pix_fmt yuv420p '" + dir +
+                   "/t.y4m'"));
+    const Y4m in = readY4m(dir + "/t.y4m", y4mFrameBytes);
+    ASSERT_EQ(in.frames.size(), 1u);
+    Outcome r = celcc(dir, "convert t.y4m f422.y4m --out-pix-fmt i422 --chroma-filter -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE((r.out + r.err).find("celiYCbCr420ToYCbCr422_Filter_8u_P3R"), std::string::npos) << r.out << r.err;
+    const uint8_t* f = in.frames[0].data();
+    const uint8_t* src[3] = {f, f + w * h, f + w * h + w * h / 4};
+    int ss[3] = {w, w / 2, w / 2}, ds[3] = {w, w / 2, w / 2};
+    Bytes ref(size_t(w) * h * 2), rep(ref.size());
+    uint8_t* dst[3] = {ref.data(), ref.data() + w * h, ref.data() + w * h + w * h / 2};
+    ASSERT_EQ(celiYCbCr420ToYCbCr422_Filter_8u_P3R(src, ss, dst, ds, CelSize{w, h}), celStatusOk);
+    uint8_t* dstRep[3] = {rep.data(), rep.data() + w * h, rep.data() + w * h + w * h / 2};
+    ASSERT_EQ(celiYCbCr420ToYCbCr422_8u_P3R(src, ss, dstRep, ds, CelSize{w, h}), celStatusOk);
+    const Y4m o = readY4m(dir + "/f422.y4m", y4mFrameBytes);
+    ASSERT_EQ(o.frames.size(), 1u);
+    EXPECT_TRUE(o.frames[0] == ref);
+    EXPECT_FALSE(ref == rep);
+    r = celcc(dir, "convert t.y4m r422.y4m --out-pix-fmt i422 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_TRUE(readY4m(dir + "/r422.y4m", y4mFrameBytes).frames[0] == rep);
+}
+
 TEST(CliVideo, JobsTwoGivesTheBytesOfJobsOne) {
     NEED_FFMPEG();
     const std::string dir = workDir();

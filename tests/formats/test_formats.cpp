@@ -179,6 +179,29 @@ TEST(Routes, NoGrayIntermediateBetweenColourFormats) {
     EXPECT_EQ(celccfmt_edge(e[0])->to, celFmt_RGB24);
 }
 
+// Filtered chroma edges cost more than repeated rows: the default route
+// repeats, a preference for "_Filter_" takes the four-tap export (directly,
+// or as one step of a two-step route), and falls back where there is none.
+TEST(Routes, FilteredChromaOnlyWhenPreferred) {
+    int32_t e[CELFMT_MAX_ROUTE];
+    ASSERT_EQ(celccfmt_route(celFmt_I420, celFmt_I422, e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiYCbCr420ToYCbCr422_8u_P3R");
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_I420, celFmt_I422, "", e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiYCbCr420ToYCbCr422_8u_P3R");
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_I420, celFmt_I422, "_Filter_", e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiYCbCr420ToYCbCr422_Filter_8u_P3R");
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_NV21, celFmt_I422, "_Filter_", e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiYCbCr420ToYCbCr422_Filter_8u_P2P3R");
+    EXPECT_EQ(celccfmt_edge(e[0])->order, 2);
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_I420, celFmt_YUY2, "_Filter_", e), 2);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiYCbCr420ToYCbCr422_Filter_8u_P3R");
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_RGB24, celFmt_I420, "_Filter_", e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiRGBToYCbCr420_8u_C3P3R");
+    char text[256];
+    celccfmt_route_text_prefer(celFmt_NV12, celFmt_I422, "_Filter_", text, sizeof text);
+    EXPECT_STREQ(text, "NV12 -> I422 (celiYCbCr420ToYCbCr422_Filter_8u_P2P3R)");
+}
+
 TEST(Routes, LosslessIntermediateIsPreferred) {
     // I420 to YV12 has no export of its own; both two-plane layouts are
     // lossless intermediates, and no colour conversion may be taken.
