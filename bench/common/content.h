@@ -81,6 +81,17 @@ inline bool havePhoto() {
     return !photoRGB(Frame{8, 8}).empty();
 }
 
+// The realistic contents a benchmark runs on: the photograph when it can be
+// read, and the noisy gradients.
+inline std::vector<std::string> contentNames() {
+    return havePhoto() ? std::vector<std::string>{"photo", "gradient"} : std::vector<std::string>{"gradient"};
+}
+// Registers fn(state, frame, content) as "<name>/<content>/1920x1080".
+template <class Fn>
+void registerOnContent(const std::string& name, const std::string& content, Fn fn) {
+    registerAtSizes(name + "/" + content, [fn, content](benchmark::State& st, Frame f) { fn(st, f, content); }, {kHD});
+}
+
 // 8-bit RGB content as samples of type T (floats scaled to 0..1), or, given
 // a forward conversion (interleaved, three channels), its output of them:
 // the source of the reverse direction.

@@ -84,13 +84,8 @@ void BM_OpenCvLut(benchmark::State& state, Frame f, std::string content) {
 #endif
 
 void registerAll() {
-    const std::initializer_list<Frame> hd = {celbench::kHD};
-    const std::vector<std::string> contents = celbench::havePhoto() ? std::vector<std::string>{"photo", "gradient"}
-                                                                    : std::vector<std::string>{"gradient"};
-    for (const std::string& c : contents) {
-        auto reg = [&](const std::string& name, auto fn) {
-            celbench::registerAtSizes(name + "/" + c, [fn, c](benchmark::State& st, Frame f) { fn(st, f, c); }, hd);
-        };
+    for (const std::string& c : celbench::contentNames()) {
+        auto reg = [&](const std::string& name, auto fn) { celbench::registerOnContent(name, c, fn); };
         reg("celiGammaFwd_8u_C3R", BM_GammaInt<uint8_t, celiGammaFwd_8u_C3R>);
         reg("celiGammaInv_8u_C3R", BM_GammaInt<uint8_t, celiGammaInv_8u_C3R>);
         reg("celiGammaFwd_16u_C3R", BM_GammaInt<uint16_t, celiGammaFwd_16u_C3R>);
@@ -101,9 +96,9 @@ void registerAll() {
         reg("peer_OpenCV_LUT_8u_C3", BM_OpenCvLut);
 #endif
     }
-    celbench::registerMemcpy("memcpy_C3_8u", 3, hd);
-    celbench::registerMemcpy("memcpy_C3_16u", 6, hd);
-    celbench::registerMemcpy("memcpy_C3_32f", 12, hd);
+    celbench::registerMemcpy("memcpy_C3_8u", 3, {celbench::kHD});
+    celbench::registerMemcpy("memcpy_C3_16u", 6, {celbench::kHD});
+    celbench::registerMemcpy("memcpy_C3_32f", 12, {celbench::kHD});
 }
 
 const int registered = (registerAll(), 0);

@@ -121,13 +121,8 @@ void BM_LibyuvColorMatrix(benchmark::State& state, Frame f, std::string content)
 #endif
 
 void registerAll() {
-    const std::initializer_list<Frame> hd = {celbench::kHD};
-    const std::vector<std::string> contents = celbench::havePhoto() ? std::vector<std::string>{"photo", "gradient"}
-                                                                    : std::vector<std::string>{"gradient"};
-    for (const std::string& c : contents) {
-        auto reg = [&](const std::string& name, auto fn) {
-            celbench::registerAtSizes(name + "/" + c, [fn, c](benchmark::State& st, Frame f) { fn(st, f, c); }, hd);
-        };
+    for (const std::string& c : celbench::contentNames()) {
+        auto reg = [&](const std::string& name, auto fn) { celbench::registerOnContent(name, c, fn); };
         reg("celiColorTwist32f_8u_C3R", BM_Twist8uC3);
 #ifdef HAVE_OPENCV
         reg("peer_OpenCV_transform_8u_C3", [](benchmark::State& st, Frame f, std::string k) { BM_OpenCvTransform(st, f, k, false); });
@@ -141,9 +136,9 @@ void registerAll() {
         reg("peer_libyuv_ARGBColorMatrix_8u_C4", BM_LibyuvColorMatrix);
 #endif
     }
-    celbench::registerMemcpy("memcpy_C3_8u", 3, hd);
-    celbench::registerMemcpy("memcpy_C4_8u", 4, hd);
-    celbench::registerMemcpy("memcpy_C3_32f", 12, hd);
+    celbench::registerMemcpy("memcpy_C3_8u", 3, {celbench::kHD});
+    celbench::registerMemcpy("memcpy_C4_8u", 4, {celbench::kHD});
+    celbench::registerMemcpy("memcpy_C3_32f", 12, {celbench::kHD});
 }
 
 const int registered = (registerAll(), 0);
