@@ -1,8 +1,14 @@
-// One check for the interleaved colour-space forms (C3 or AC4 on both
-// sides): a random image through the export, every colour element compared
-// with the test's model, every other element (the AC4 fourth elements and
-// canaries on both sides of each destination row) compared with its old
-// value.  Rows may be walked upward with negative steps.
+// Shared checks for the interleaved colour-space forms (C3 or AC4 on both
+// sides):
+// - checkInterleaved: a random image through the export, every colour
+//   element compared with the test's model, every other element (the AC4
+//   fourth elements and canaries on both sides of each destination row)
+//   compared with its old value.  Rows may be walked upward with negative
+//   steps.  checkEveryWidth runs it over the widths and heights that hit
+//   body only, tail only and both, and upward.
+// - sweepEvery8u: every 8-bit triple through the vector body and, apart,
+//   through the scalar tail.
+// - checkStatuses: pointers before sizes, every bad size, nothing written.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,9 +18,11 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "celcc.h"
+#include "common/sweep24.h"
 
 namespace cstest {
 
@@ -29,8 +37,18 @@ bool same(T a, T b) {
 template <class S, class D>
 using Export = CelStatus (*)(const S*, int, D*, int, CelSize);
 
-// fill(rng, channel) gives a source sample; model(x, pixel, expected[3])
-// gives the three results of the pixel at column x.
+template <class T>
+void randomBits(std::mt19937& rng, std::vector<T>& v) {
+    for (auto& e : v) {
+        const uint32_t r = rng();
+        std::memcpy(&e, &r, sizeof(T));
+    }
+}
+
+// fill(rng, channel) gives a source sample, or fill(rng, pixel) writes the
+// three samples of a source pixel at once (for colours whose channels must
+// agree: grays, ties); model(x, pixel, expected[3]) gives the three results
+// of the pixel at column x.
 template <class S, class D, class Fill, class Model>
 void checkInterleaved(const std::string& name, Export<S, D> fn, bool ac4, int w, int h, bool negative, uint32_t seed,
                       Fill fill, Model model) {
@@ -39,11 +57,14 @@ void checkInterleaved(const std::string& name, Export<S, D> fn, bool ac4, int w,
     std::mt19937 rng(seed);
     std::vector<S> src(size_t(ss) * h);
     std::vector<D> dst(size_t(ds) * h);
-    for (size_t i = 0; i < src.size(); ++i) src[i] = fill(rng, int(i % ss) % n % 3);
-    for (auto& v : dst) {
-        const uint32_t r = rng();
-        std::memcpy(&v, &r, sizeof(D));
+    if constexpr (std::is_invocable_v<Fill&, std::mt19937&, S*>) {
+        randomBits(rng, src);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) fill(rng, &src[size_t(y) * ss + size_t(n) * x]);
+    } else {
+        for (size_t i = 0; i < src.size(); ++i) src[i] = fill(rng, int(i % ss) % n % 3);
     }
+    randomBits(rng, dst);
     const std::vector<D> before = dst;
     const int sb = ss * int(sizeof(S)), db = ds * int(sizeof(D));
     const CelStatus st = negative ? fn(src.data() + size_t(ss) * (h - 1), -sb, dst.data() + size_t(ds) * (h - 1) + pad, -db, {w, h})
@@ -67,6 +88,69 @@ void checkInterleaved(const std::string& name, Export<S, D> fn, bool ac4, int w,
                     << +p[2] << ") got " << +row[pad + n * x + c] << " want " << +e[c];
         }
     }
+}
+
+// checkInterleaved over widths {1..100} at heights 1 and 3, and upward
+// (negative steps) at 19 x 4 and 1 x 5; model(x, w, pixel, expected[3]).
+template <class S, class D, class Fill, class Model>
+void checkEveryWidth(const std::string& name, Export<S, D> fn, bool ac4, uint32_t seed, Fill fill, Model model) {
+    const auto at = [&](int w, int h, bool negative) {
+        checkInterleaved<S, D>(name, fn, ac4, w, h, negative, seed++, fill,
+                               [&](int x, const S* p, D* e) { model(x, w, p, e); });
+    };
+    for (int h : {1, 3})
+        for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 33, 100}) at(w, h, false);
+    at(19, 4, true);
+    at(1, 5, true);
+}
+
+// Every 8-bit triple (common/sweep24.h) through a 8u form of n channels (3
+// or 4), in rows `bodyWidth` wide (all vector body) and in rows `tailWidth`
+// wide (all scalar tail).  call(src, srcStep, dst, dstStep, roi) runs the
+// form; model(x, w, pixel, expected[3]).  Fourth elements keep their value.
+template <class Call, class Model>
+void sweepEvery8u(const std::string& name, Call call, int n, int bodyWidth, int tailWidth, Model model) {
+    for (int w : {bodyWidth, tailWidth}) {
+        const int h = celtest::sweep24Rows(w);
+        std::vector<uint8_t> src(size_t(n) * w * h, 0x77), dst(src.size(), 0x5A);
+        for (int64_t i = 0; i < int64_t(w) * h; ++i) {
+            int a, b, c;
+            celtest::sweep24Input(i, a, b, c);
+            uint8_t* p = &src[size_t(i) * n];
+            p[0] = uint8_t(a), p[1] = uint8_t(b), p[2] = uint8_t(c);
+        }
+        ASSERT_EQ(call(src.data(), n * w, dst.data(), n * w, CelSize{w, h}), celStatusOk) << name;
+        for (int64_t i = 0; i < int64_t(w) * h; ++i) {
+            const uint8_t* p = &src[size_t(i) * n];
+            uint8_t e[3];
+            model(int(i % w), w, p, e);
+            for (int k = 0; k < 3; ++k)
+                ASSERT_EQ(int(dst[size_t(i) * n + k]), int(e[k]))
+                    << name << (w == bodyWidth ? " body" : " tail") << " input " << int(p[0]) << "," << int(p[1]) << ","
+                    << int(p[2]) << " channel " << k;
+            if (n == 4) ASSERT_EQ(dst[size_t(i) * n + 3], 0x5A) << name;
+        }
+    }
+}
+
+// Pointers are checked before the size (a null pointer with a size of 0 is
+// reported as such), every size below 1 x 1 is reported, and an error
+// writes nothing.
+template <class S, class D>
+void checkStatuses(const std::string& name, Export<S, D> fn, bool ac4) {
+    const int n = ac4 ? 4 : 3;
+    std::vector<S> src(size_t(n) * 16);
+    std::vector<D> dst(src.size());
+    std::mt19937 rng(7);
+    randomBits(rng, src);
+    randomBits(rng, dst);
+    const std::vector<D> before = dst;
+    const int sb = n * int(sizeof(S)), db = n * int(sizeof(D));
+    EXPECT_EQ(fn(nullptr, sb, dst.data(), db, {0, 0}), celStatusNullPointer) << name;
+    EXPECT_EQ(fn(src.data(), sb, nullptr, db, {1, 1}), celStatusNullPointer) << name;
+    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}})
+        EXPECT_EQ(fn(src.data(), sb, dst.data(), db, bad), celStatusBadSize) << name << " " << bad.width << "x" << bad.height;
+    EXPECT_EQ(0, std::memcmp(dst.data(), before.data(), dst.size() * sizeof(D))) << name << ": an error wrote";
 }
 
 }  // namespace cstest

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "colorspaces/interleaved_check.h"
 
 namespace {
 
@@ -165,16 +166,16 @@ void bgrFamily(bool fwd, int x, int w, const uint8_t* p, uint8_t* out) {
 
 // ---- RGB-order family ------------------------------------------------------------------------------
 template <class T>
-CelStatus callRgb(bool fwd, bool ac4, const T* s, int ss, T* d, int ds, CelSize roi) {
-#define CEL_HLS(depth)                                                                                                  \
-    return fwd ? (ac4 ? celiRGBToHLS_##depth##_AC4R(s, ss, d, ds, roi) : celiRGBToHLS_##depth##_C3R(s, ss, d, ds, roi)) \
-               : (ac4 ? celiHLSToRGB_##depth##_AC4R(s, ss, d, ds, roi) : celiHLSToRGB_##depth##_C3R(s, ss, d, ds, roi));
+cstest::Export<T, T> rgbExport(bool fwd, bool ac4) {
+#define CEL_HLS(depth) return fwd ? (ac4 ? celiRGBToHLS_##depth##_AC4R : celiRGBToHLS_##depth##_C3R) \
+                              : (ac4 ? celiHLSToRGB_##depth##_AC4R : celiHLSToRGB_##depth##_C3R);
     if constexpr (std::is_same_v<T, uint8_t>) { CEL_HLS(8u) }
     else if constexpr (std::is_same_v<T, uint16_t>) { CEL_HLS(16u) }
     else if constexpr (std::is_same_v<T, int16_t>) { CEL_HLS(16s) }
     else { CEL_HLS(32f) }
 #undef CEL_HLS
 }
+std::string rgbName(bool fwd, bool ac4) { return std::string(fwd ? "RGBToHLS" : "HLSToRGB") + (ac4 ? "_AC4R" : "_C3R"); }
 
 // A sample of full scale f (0..f) in the type's coding.
 template <class T>
@@ -217,53 +218,20 @@ void fillPixel(std::mt19937& rng, T* p) {
 }
 
 template <class T>
-void checkRgb(bool fwd, bool ac4, int w, int h, uint32_t seed, bool negative = false) {
-    const int n = ac4 ? 4 : 3, pad = 2, step = w * n + pad;
-    std::mt19937 rng(seed);
-    std::vector<T> src(size_t(step) * h), dst(size_t(step) * h);
-    for (auto& v : src) v = sample<T>(int(rng() % 256));
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) fillPixel(rng, &src[size_t(y) * step + size_t(n) * x]);
-    for (auto& v : dst) v = sample<T>(int(rng() % 256));
-    const std::vector<T> before = dst;
-    const int bs = step * int(sizeof(T));
-    const size_t last = size_t(step) * (h - 1);
-    ASSERT_EQ(negative ? callRgb<T>(fwd, ac4, src.data() + last, -bs, dst.data() + last, -bs, {w, h})
-                       : callRgb<T>(fwd, ac4, src.data(), bs, dst.data(), bs, {w, h}),
-              celStatusOk);
-    for (int y = 0; y < h; ++y)
-        for (int i = 0; i < step; ++i) {
-            const size_t at = size_t(y) * step + i;
-            const int x = i / n, c = i % n;
-            if (i >= w * n || c == 3) {
-                ASSERT_EQ(0, std::memcmp(&dst[at], &before[at], sizeof(T))) << "element " << i << " of row " << y << " changed";
-                continue;
-            }
-            const T* p = &src[size_t(y) * step + size_t(n) * x];
-            T e[3];
-            rgbFamily<T>(fwd, x, w, p, e);
-            ASSERT_EQ(0, std::memcmp(&dst[at], &e[c], sizeof(T)))
-                << (fwd ? "fwd" : "rev") << (ac4 ? " AC4" : " C3") << " w " << w << " x " << x << " c " << c << " src "
-                << +p[0] << "," << +p[1] << "," << +p[2] << " got " << +dst[at] << " want " << +e[c];
-        }
-}
-
-template <class T>
 class HlsRgb : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
 TYPED_TEST_SUITE(HlsRgb, Depths);
 
-TYPED_TEST(HlsRgb, MatchesModelBothWaysBothLayouts) {
+TYPED_TEST(HlsRgb, MatchesModelEveryFormAndStatuses) {
+    using T = TypeParam;
     uint32_t seed = 1;
     for (bool fwd : {true, false})
-        for (bool ac4 : {false, true})
-            for (int h : {1, 3})
-                for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 33, 100}) checkRgb<TypeParam>(fwd, ac4, w, h, seed++);
-}
-
-TYPED_TEST(HlsRgb, NegativeStepsWalkUpward) {
-    for (bool fwd : {true, false})
-        for (bool ac4 : {false, true}) checkRgb<TypeParam>(fwd, ac4, 19, 5, 99, true);
+        for (bool ac4 : {false, true}) {
+            cstest::checkEveryWidth<T, T>(rgbName(fwd, ac4), rgbExport<T>(fwd, ac4), ac4, seed, fillPixel<T>,
+                                          [&](int x, int w, const T* p, T* e) { rgbFamily<T>(fwd, x, w, p, e); });
+            cstest::checkStatuses<T, T>(rgbName(fwd, ac4), rgbExport<T>(fwd, ac4), ac4);
+            seed += 100;
+        }
 }
 
 // ---- BGR family ---------------------------------------------------------------------------------------
@@ -353,59 +321,29 @@ TEST(HlsBgr, EveryLayoutMatchesModel) {
 }
 
 // ---- The whole 8u space ------------------------------------------------------------------------------------
-// Every triple in rows wholly on the body (4096 wide) and in rows of one
-// pixel (wholly on the tail).  Unoptimised builds take every 5th triple.
-#ifdef NDEBUG
-constexpr int kStride = 1;
-#else
-constexpr int kStride = 5;
-#endif
-
-template <class Call, class Model>
-void sweep(Call call, Model model) {
-    const int count = ((1 << 24) + kStride - 1) / kStride, w = 4096, rows = (count + w - 1) / w;
-    std::vector<uint8_t> src(size_t(rows) * w * 3, 0), body(src.size()), tail(src.size());
-    for (int k = 0; k < count; ++k) {
-        const int v = k * kStride;
-        src[3 * size_t(k)] = uint8_t(v >> 16), src[3 * size_t(k) + 1] = uint8_t(v >> 8), src[3 * size_t(k) + 2] = uint8_t(v);
-    }
-    ASSERT_EQ(call(src.data(), 3 * w, body.data(), w, rows), celStatusOk);
-    ASSERT_EQ(call(src.data(), 3, tail.data(), 1, int(src.size() / 3)), celStatusOk);
-    for (int k = 0; k < count; ++k) {
-        uint8_t eb[3], et[3];
-        model(0, w, &src[3 * size_t(k)], eb);
-        model(0, 1, &src[3 * size_t(k)], et);
-        for (int c = 0; c < 3; ++c) {
-            ASSERT_EQ(body[3 * size_t(k) + c], eb[c]) << "body, triple " << k * kStride << " c " << c;
-            ASSERT_EQ(tail[3 * size_t(k) + c], et[c]) << "tail, triple " << k * kStride << " c " << c;
-        }
-    }
-}
-
-TEST(HlsSweep, RGBToHLS8u) {
-    sweep([](const uint8_t* s, int ss, uint8_t* d, int w, int h) { return celiRGBToHLS_8u_C3R(s, ss, d, ss, {w, h}); },
-          [](int x, int w, const uint8_t* p, uint8_t* o) { rgbFamily<uint8_t>(true, x, w, p, o); });
-}
-TEST(HlsSweep, HLSToRGB8u) {
-    sweep([](const uint8_t* s, int ss, uint8_t* d, int w, int h) { return celiHLSToRGB_8u_C3R(s, ss, d, ss, {w, h}); },
-          [](int x, int w, const uint8_t* p, uint8_t* o) { rgbFamily<uint8_t>(false, x, w, p, o); });
+// Rows of 16 run wholly on the body, rows one short of a body's multiple
+// (3 pixels in RGB order, 7 in BGR) wholly on the tail.
+TEST(HlsSweep, RGBOrder8u) {
+    for (bool fwd : {true, false})
+        cstest::sweepEvery8u(rgbName(fwd, false), rgbExport<uint8_t>(fwd, false), 3, 16, 3,
+                             [&](int x, int w, const uint8_t* p, uint8_t* o) { rgbFamily<uint8_t>(fwd, x, w, p, o); });
 }
 // The BGR forms through their planar destination, gathered back to pixels.
 template <CelStatus (*Fn)(const uint8_t*, int, uint8_t* [3], int, CelSize)>
-CelStatus toPlanesAndBack(const uint8_t* s, int ss, uint8_t* d, int w, int h) {
-    std::vector<uint8_t> planes(size_t(w) * h * 3);
-    uint8_t* dp[3] = {planes.data(), planes.data() + size_t(w) * h, planes.data() + 2 * size_t(w) * h};
-    const CelStatus st = Fn(s, ss, dp, w, {w, h});
-    for (size_t i = 0; i < size_t(w) * h; ++i)
+CelStatus toPlanesAndBack(const uint8_t* s, int ss, uint8_t* d, int, CelSize roi) {
+    const size_t n = size_t(roi.width) * roi.height;
+    std::vector<uint8_t> planes(n * 3);
+    uint8_t* dp[3] = {planes.data(), planes.data() + n, planes.data() + 2 * n};
+    const CelStatus st = Fn(s, ss, dp, roi.width, roi);
+    for (size_t i = 0; i < n; ++i)
         for (int k = 0; k < 3; ++k) d[3 * i + k] = dp[k][i];
     return st;
 }
-
-TEST(HlsSweep, BGRToHLS8u) {
-    sweep(toPlanesAndBack<celiBGRToHLS_8u_C3P3R>, [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(true, x, w, p, o); });
-}
-TEST(HlsSweep, HLSToBGR8u) {
-    sweep(toPlanesAndBack<celiHLSToBGR_8u_C3P3R>, [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(false, x, w, p, o); });
+TEST(HlsSweep, BGROrder8u) {
+    cstest::sweepEvery8u("BGRToHLS_C3P3R", toPlanesAndBack<celiBGRToHLS_8u_C3P3R>, 3, 16, 7,
+                         [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(true, x, w, p, o); });
+    cstest::sweepEvery8u("HLSToBGR_C3P3R", toPlanesAndBack<celiHLSToBGR_8u_C3P3R>, 3, 16, 7,
+                         [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(false, x, w, p, o); });
 }
 
 // ---- Worked values ---------------------------------------------------------------------------------------
@@ -490,27 +428,12 @@ TEST(HlsWorked, AlphaPlaneCopiedAndAlphaKept) {
 }
 
 // ---- Statuses -----------------------------------------------------------------------------------------------
-TEST(HlsChecks, RgbPointersThenSizes) {
+// The RGB-order family's statuses are checked with its models above.
+TEST(HlsChecks, RgbStepsNotExamined) {
     uint8_t s[48] = {}, d[48];
     std::memset(d, 0x33, sizeof d);
-    EXPECT_EQ(celiRGBToHLS_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
-    EXPECT_EQ(celiHLSToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
-    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}}) {
-        EXPECT_EQ(celiRGBToHLS_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
-        EXPECT_EQ(celiHLSToRGB_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
-    }
-    // steps are not examined in the RGB family
     EXPECT_EQ(celiRGBToHLS_8u_C3R(s, -3, d, 0, {1, 1}), celStatusOk);
     for (int i = 3; i < 48; ++i) EXPECT_EQ(d[i], 0x33);
-    float fs[12] = {}, fd[12];
-    int16_t ss[12] = {}, sd[12];
-    uint16_t us[12] = {}, ud[12];
-    EXPECT_EQ(celiRGBToHLS_32f_AC4R(fs, 16, fd, 16, {0, 1}), celStatusBadSize);
-    EXPECT_EQ(celiHLSToRGB_32f_C3R(nullptr, 12, fd, 12, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiRGBToHLS_16s_C3R(ss, 6, nullptr, 6, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiHLSToRGB_16s_AC4R(ss, 8, sd, 8, {1, -1}), celStatusBadSize);
-    EXPECT_EQ(celiRGBToHLS_16u_AC4R(us, 8, ud, 8, {-1, 1}), celStatusBadSize);
-    EXPECT_EQ(celiHLSToRGB_16u_C3R(nullptr, 6, ud, 6, {-1, 1}), celStatusNullPointer);
 }
 
 TEST(HlsChecks, BgrPointersStepsSizesAndNothingWritten) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "colorspaces/interleaved_check.h"
 
 namespace {
 
@@ -114,15 +115,23 @@ void model(bool fwd, const T* p, int o[3]) {
     }
 }
 
-// ---- Library calls ------------------------------------------------------------------------
+// ---- Forms ------------------------------------------------------------------------------------
 template <class T>
-CelStatus call(bool fwd, bool ac4, const T* s, int ss, T* d, int ds, CelSize roi) {
-#define CEL_HSV(depth)                                                                                                  \
-    return fwd ? (ac4 ? celiRGBToHSV_##depth##_AC4R(s, ss, d, ds, roi) : celiRGBToHSV_##depth##_C3R(s, ss, d, ds, roi)) \
-               : (ac4 ? celiHSVToRGB_##depth##_AC4R(s, ss, d, ds, roi) : celiHSVToRGB_##depth##_C3R(s, ss, d, ds, roi));
+cstest::Export<T, T> hsvExport(bool fwd, bool ac4) {
+#define CEL_HSV(depth) return fwd ? (ac4 ? celiRGBToHSV_##depth##_AC4R : celiRGBToHSV_##depth##_C3R) \
+                              : (ac4 ? celiHSVToRGB_##depth##_AC4R : celiHSVToRGB_##depth##_C3R);
     if constexpr (std::is_same_v<T, uint8_t>) { CEL_HSV(8u) }
     else { CEL_HSV(16u) }
 #undef CEL_HSV
+}
+std::string hsvName(bool fwd, bool ac4) { return std::string(fwd ? "RGBToHSV" : "HSVToRGB") + (ac4 ? "_AC4R" : "_C3R"); }
+
+// The model's results as samples (no dependence on the pixel's place).
+template <class T>
+void expected(bool fwd, const T* p, T* e) {
+    int o[3];
+    model<T>(fwd, p, o);
+    for (int k = 0; k < 3; ++k) e[k] = static_cast<T>(o[k]);
 }
 
 // Random samples, a quarter of the pixels special: grays, primaries,
@@ -147,89 +156,30 @@ void fillPixel(std::mt19937& rng, T* p) {
     for (int k = 0; k < 3; ++k) p[k] = static_cast<T>(c[k]);
 }
 
-// A random image against the model, every element of every row compared,
-// two guard elements after each row and the fourth elements of AC4 checked.
-template <class T>
-void checkRandom(bool fwd, bool ac4, int w, int h, uint32_t seed, bool negative = false) {
-    const int n = ac4 ? 4 : 3, pad = 2, step = w * n + pad;
-    std::mt19937 rng(seed);
-    std::vector<T> src(size_t(step) * h), dst(size_t(step) * h);
-    for (auto& v : src) v = static_cast<T>(rng());
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) fillPixel(rng, &src[size_t(y) * step + size_t(n) * x]);
-    for (auto& v : dst) v = static_cast<T>(rng());
-    const std::vector<T> before = dst;
-    const int bs = step * int(sizeof(T));
-    const size_t last = size_t(step) * (h - 1);
-    ASSERT_EQ(negative ? call<T>(fwd, ac4, src.data() + last, -bs, dst.data() + last, -bs, {w, h})
-                       : call<T>(fwd, ac4, src.data(), bs, dst.data(), bs, {w, h}),
-              celStatusOk);
-    for (int y = 0; y < h; ++y)
-        for (int i = 0; i < step; ++i) {
-            const size_t at = size_t(y) * step + i;
-            const int x = i / n, c = i % n;
-            if (i >= w * n || c == 3) {
-                ASSERT_EQ(dst[at], before[at]) << "element " << i << " of row " << y << " changed";
-                continue;
-            }
-            const T* p = &src[size_t(y) * step + size_t(n) * x];
-            int e[3];
-            model<T>(fwd, p, e);
-            ASSERT_EQ(int(dst[at]), e[c]) << (fwd ? "fwd" : "rev") << (ac4 ? " AC4" : " C3") << " w " << w << " x " << x
-                                          << " c " << c << " src " << int(p[0]) << "," << int(p[1]) << "," << int(p[2]);
-        }
-}
-
 template <class T>
 class Hsv : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t>;
 TYPED_TEST_SUITE(Hsv, Depths);
 
-TYPED_TEST(Hsv, MatchesModelBothWaysBothLayouts) {
+TYPED_TEST(Hsv, MatchesModelEveryFormAndStatuses) {
+    using T = TypeParam;
     uint32_t seed = 1;
     for (bool fwd : {true, false})
-        for (bool ac4 : {false, true})
-            for (int h : {1, 3})
-                for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 33, 100}) checkRandom<TypeParam>(fwd, ac4, w, h, seed++);
-}
-
-TYPED_TEST(Hsv, NegativeStepsWalkUpward) {
-    for (bool fwd : {true, false})
-        for (bool ac4 : {false, true}) checkRandom<TypeParam>(fwd, ac4, 19, 5, 77, true);
-}
-
-// Every 8u triple, in rows that run wholly on the vector body (width 4096)
-// and in rows of one pixel that run wholly on the tail.  Unoptimised builds
-// take every 5th triple.
-#ifdef NDEBUG
-constexpr int kSweepStride = 1;
-#else
-constexpr int kSweepStride = 5;
-#endif
-
-void sweep8(bool fwd) {
-    const int total = 1 << 24;
-    const int count = (total + kSweepStride - 1) / kSweepStride;
-    const int w = 4096, rows = (count + w - 1) / w;
-    std::vector<uint8_t> src(size_t(rows) * w * 3, 0), body(src.size(), 0xA5), tail(src.size(), 0xA5);
-    for (int k = 0; k < count; ++k) {
-        const int v = k * kSweepStride;
-        src[3 * size_t(k)] = uint8_t(v >> 16), src[3 * size_t(k) + 1] = uint8_t(v >> 8), src[3 * size_t(k) + 2] = uint8_t(v);
-    }
-    ASSERT_EQ(call<uint8_t>(fwd, false, src.data(), 3 * w, body.data(), 3 * w, {w, rows}), celStatusOk);
-    ASSERT_EQ(call<uint8_t>(fwd, false, src.data(), 3, tail.data(), 3, {1, int(src.size() / 3)}), celStatusOk);
-    for (int k = 0; k < count; ++k) {
-        int e[3];
-        model<uint8_t>(fwd, &src[3 * size_t(k)], e);
-        for (int c = 0; c < 3; ++c) {
-            ASSERT_EQ(body[3 * size_t(k) + c], e[c]) << "body, triple " << k * kSweepStride << " c " << c;
-            ASSERT_EQ(tail[3 * size_t(k) + c], e[c]) << "tail, triple " << k * kSweepStride << " c " << c;
+        for (bool ac4 : {false, true}) {
+            cstest::checkEveryWidth<T, T>(hsvName(fwd, ac4), hsvExport<T>(fwd, ac4), ac4, seed, fillPixel<T>,
+                                          [&](int, int, const T* p, T* e) { expected<T>(fwd, p, e); });
+            cstest::checkStatuses<T, T>(hsvName(fwd, ac4), hsvExport<T>(fwd, ac4), ac4);
+            seed += 100;
         }
-    }
 }
 
-TEST(HsvSweep, EveryRGBTriple8u) { sweep8(true); }
-TEST(HsvSweep, EveryHSVTriple8u) { sweep8(false); }
+// Every 8u triple, in rows of 16 (wholly on the vector body) and of 3
+// (wholly on the scalar tail).
+TEST(HsvSweep, EveryTriple8u) {
+    for (bool fwd : {true, false})
+        cstest::sweepEvery8u(hsvName(fwd, false), hsvExport<uint8_t>(fwd, false), 3, 16, 3,
+                             [&](int, int, const uint8_t* p, uint8_t* e) { expected<uint8_t>(fwd, p, e); });
+}
 
 // ---- Worked values ---------------------------------------------------------------------------
 std::vector<int> hsv8(uint8_t r, uint8_t g, uint8_t b, int width) {
@@ -299,30 +249,6 @@ TEST(HsvWorked, AlphaOfAC4Untouched) {
     for (int x = 0; x < 9; ++x) EXPECT_EQ(d16[4 * x + 3], d160[4 * x + 3]);
     ASSERT_EQ(celiHSVToRGB_16u_AC4R(s16.data(), 72, d16.data(), 72, {9, 1}), celStatusOk);
     for (int x = 0; x < 9; ++x) EXPECT_EQ(d16[4 * x + 3], d160[4 * x + 3]);
-}
-
-// ---- Statuses -----------------------------------------------------------------------------------
-TEST(HsvChecks, PointersThenSizesAndNothingWritten) {
-    uint8_t s[48] = {}, d[48];
-    uint16_t s16[48] = {}, d16[48];
-    std::memset(d, 0x33, sizeof d);
-    std::memset(d16, 0x33, sizeof d16);
-    EXPECT_EQ(celiRGBToHSV_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
-    EXPECT_EQ(celiHSVToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiRGBToHSV_16u_AC4R(nullptr, 8, d16, 8, {-1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiHSVToRGB_16u_C3R(s16, 6, nullptr, 6, {1, 1}), celStatusNullPointer);
-    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}}) {
-        EXPECT_EQ(celiRGBToHSV_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
-        EXPECT_EQ(celiRGBToHSV_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
-        EXPECT_EQ(celiHSVToRGB_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
-        EXPECT_EQ(celiHSVToRGB_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
-        EXPECT_EQ(celiRGBToHSV_16u_C3R(s16, 6, d16, 6, bad), celStatusBadSize);
-        EXPECT_EQ(celiRGBToHSV_16u_AC4R(s16, 8, d16, 8, bad), celStatusBadSize);
-        EXPECT_EQ(celiHSVToRGB_16u_C3R(s16, 6, d16, 6, bad), celStatusBadSize);
-        EXPECT_EQ(celiHSVToRGB_16u_AC4R(s16, 8, d16, 8, bad), celStatusBadSize);
-    }
-    for (uint8_t v : d) EXPECT_EQ(v, 0x33);
-    for (uint16_t v : d16) EXPECT_EQ(v, 0x3333);
 }
 
 }  // namespace

@@ -14,7 +14,6 @@
 
 #include "celcc.h"
 #include "colorspaces/interleaved_check.h"
-#include "common/sweep24.h"
 
 namespace {
 
@@ -159,25 +158,18 @@ void expected(const Form<T>& f, int x, int w, const T* p, T e[3]) {
 }
 
 template <class T>
-void check(const Form<T>& f, int w, int h, bool negative, uint32_t seed) {
-    cstest::checkInterleaved<T, T>(f.name, f.fn, f.ac4, w, h, negative, seed, randomSample<T>,
-                                   [&](int x, const T* p, T* e) { expected(f, x, w, p, e); });
-}
-
-template <class T>
 class Ycc : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
 TYPED_TEST_SUITE(Ycc, Depths);
 
-// Widths that hit the body only, the tail only and both; rows walked
-// downward and upward.
-TYPED_TEST(Ycc, MatchesModelEveryForm) {
+TYPED_TEST(Ycc, MatchesModelEveryFormAndStatuses) {
+    using T = TypeParam;
     uint32_t seed = 1;
-    for (const auto& f : forms<TypeParam>()) {
-        for (int h : {1, 3})
-            for (int w : {1, 3, 4, 5, 7, 8, 9, 15, 16, 17, 33, 100}) check(f, w, h, false, seed++);
-        check(f, 19, 4, true, seed++);
-        check(f, 1, 5, true, seed++);
+    for (const auto& f : forms<T>()) {
+        cstest::checkEveryWidth<T, T>(f.name, f.fn, f.ac4, seed, randomSample<T>,
+                                      [&](int x, int w, const T* p, T* e) { expected(f, x, w, p, e); });
+        cstest::checkStatuses<T, T>(f.name, f.fn, f.ac4);
+        seed += 100;
     }
 }
 
@@ -198,25 +190,9 @@ TYPED_TEST(Ycc, ZeroSourceStepRepeatsTheRow) {
 
 // ---- Every 8u triple through the body and through the tail ------------------------------
 TEST(Ycc8u, EveryTripleInBodyAndTail) {
-    for (bool fwd : {true, false})
-        for (int w : {16, 7}) {  // all body, all tail
-            const int h = celtest::sweep24Rows(w);
-            std::vector<uint8_t> src(size_t(3) * w * h), dst(src.size());
-            for (int64_t i = 0; i < int64_t(w) * h; ++i) {
-                int a, b, c;
-                celtest::sweep24Input(i, a, b, c);
-                src[3 * i] = uint8_t(a), src[3 * i + 1] = uint8_t(b), src[3 * i + 2] = uint8_t(c);
-            }
-            ASSERT_EQ((fwd ? celiRGBToYCC_8u_C3R : celiYCCToRGB_8u_C3R)(src.data(), 3 * w, dst.data(), 3 * w, {w, h}), celStatusOk);
-            for (size_t i = 0; i < size_t(w) * h; ++i) {
-                int e[3];
-                model8u(fwd, w == 16, &src[3 * i], e);
-                for (int k = 0; k < 3; ++k)
-                    ASSERT_EQ(dst[3 * i + k], e[k]) << (fwd ? "fwd" : "rev") << (w == 16 ? " body" : " tail") << " src "
-                                                    << int(src[3 * i]) << "," << int(src[3 * i + 1]) << "," << int(src[3 * i + 2])
-                                                    << " channel " << k;
-            }
-        }
+    for (const auto& f : forms<uint8_t>())
+        if (!f.ac4)
+            cstest::sweepEvery8u(f.name, f.fn, 3, 16, 7, [&](int x, int w, const uint8_t* p, uint8_t* e) { expected(f, x, w, p, e); });
 }
 
 // ---- Worked values ---------------------------------------------------------------------------
@@ -307,28 +283,6 @@ TEST(YccRoundTrip, EveryDepth) {
     roundTrip<uint16_t>(48.0);
     roundTrip<int16_t>(48.0);
     roundTrip<float>(7e-4);
-}
-
-// ---- Statuses -----------------------------------------------------------------------------------
-TEST(YccChecks, PointersThenSizesAndNothingWritten) {
-    uint8_t s[64] = {}, d[64];
-    std::memset(d, 0x33, sizeof d);
-    EXPECT_EQ(celiRGBToYCC_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
-    EXPECT_EQ(celiYCCToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
-    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}}) {
-        EXPECT_EQ(celiRGBToYCC_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
-        EXPECT_EQ(celiYCCToRGB_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
-    }
-    for (uint8_t v : d) EXPECT_EQ(v, 0x33);
-    uint16_t w[16] = {}, wd[16];
-    int16_t i16[16] = {}, id[16];
-    float f[16] = {}, fd[16];
-    EXPECT_EQ(celiRGBToYCC_16u_C3R(w, 6, nullptr, 6, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiYCCToRGB_16u_AC4R(w, 8, wd, 8, {1, 0}), celStatusBadSize);
-    EXPECT_EQ(celiRGBToYCC_16s_AC4R(nullptr, 8, id, 8, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiYCCToRGB_16s_C3R(i16, 6, id, 6, {0, 1}), celStatusBadSize);
-    EXPECT_EQ(celiRGBToYCC_32f_AC4R(f, 16, fd, 16, {-1, 1}), celStatusBadSize);
-    EXPECT_EQ(celiYCCToRGB_32f_C3R(nullptr, 12, nullptr, 12, {0, 1}), celStatusNullPointer);
 }
 
 }  // namespace
