@@ -21,6 +21,8 @@
 
 #include <cstdint>
 
+#include "demosaic/lanes.h"
+
 namespace cel::ahd {
 
 // ---- Green estimate along one direction ------------------------------------
@@ -113,50 +115,14 @@ inline int homogeneityPx(const Ycc& cH, const Ycc (&nH)[4], const Ycc& cV, const
 inline bool selectPx(int s, bool carry) { return (s > 0) | ((s == 0) & carry); }
 
 // ---- Vector twins -------------------------------------------------------------
-// Lanes<T>: a row of samples loaded 16 bytes at a time, with the samples at
-// even positions in the low half and those at odd positions in the high half
-// of lanes twice the sample width (16-bit lanes for 8u, 32-bit for 16u).
+// Lanes<T>: a row of samples loaded 16 bytes at a time on the wide lanes of
+// demosaic/lanes.h, samples at even positions in the low half and those at
+// odd positions in the high half of each lane.
 template <class T>
-struct Lanes;
-
-template <>
-struct Lanes<uint8_t> {
-    static constexpr int kSamples = 16;
-    static constexpr int kMax = 255;
-    static __m128i load(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-    static void store(uint8_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-    static __m128i lo(__m128i v) { return _mm_and_si128(v, _mm_set1_epi16(0x00FF)); }
-    static __m128i hi(__m128i v) { return _mm_srli_epi16(v, 8); }
-    static __m128i join(__m128i lo, __m128i hi) { return _mm_or_si128(lo, _mm_slli_epi16(hi, 8)); }
-    static __m128i add(__m128i a, __m128i b) { return _mm_add_epi16(a, b); }
-    static __m128i sub(__m128i a, __m128i b) { return _mm_sub_epi16(a, b); }
-    template <int n>
-    static __m128i sra(__m128i a) { return _mm_srai_epi16(a, n); }
-    template <int n>
-    static __m128i srl(__m128i a) { return _mm_srli_epi16(a, n); }
-    static __m128i min(__m128i a, __m128i b) { return _mm_min_epi16(a, b); }
-    static __m128i max(__m128i a, __m128i b) { return _mm_max_epi16(a, b); }
-    static __m128i clamp(__m128i v) { return _mm_min_epi16(_mm_max_epi16(v, _mm_setzero_si128()), _mm_set1_epi16(kMax)); }
-};
-
-template <>
-struct Lanes<uint16_t> {
-    static constexpr int kSamples = 8;
-    static constexpr int kMax = 65535;
-    static __m128i load(const uint16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-    static void store(uint16_t* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-    static __m128i lo(__m128i v) { return _mm_and_si128(v, _mm_set1_epi32(0xFFFF)); }
-    static __m128i hi(__m128i v) { return _mm_srli_epi32(v, 16); }
-    static __m128i join(__m128i lo, __m128i hi) { return _mm_or_si128(lo, _mm_slli_epi32(hi, 16)); }
-    static __m128i add(__m128i a, __m128i b) { return _mm_add_epi32(a, b); }
-    static __m128i sub(__m128i a, __m128i b) { return _mm_sub_epi32(a, b); }
-    template <int n>
-    static __m128i sra(__m128i a) { return _mm_srai_epi32(a, n); }
-    template <int n>
-    static __m128i srl(__m128i a) { return _mm_srli_epi32(a, n); }
-    static __m128i min(__m128i a, __m128i b) { return _mm_min_epi32(a, b); }
-    static __m128i max(__m128i a, __m128i b) { return _mm_max_epi32(a, b); }
-    static __m128i clamp(__m128i v) { return _mm_min_epi32(_mm_max_epi32(v, _mm_setzero_si128()), _mm_set1_epi32(kMax)); }
+struct Lanes : cel::demosaic::WideLanes<T> {
+    static constexpr int kSamples = 16 / int(sizeof(T));
+    static __m128i load(const T* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+    static void store(T* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 };
 
 // greenPx on the lanes (values in the sample range, in double-width lanes).

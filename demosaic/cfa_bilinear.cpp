@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "demosaic/lanes.h"
 #include "frame/image.h"
 #include "frame/simd.h"
 #include "frame/status.h"
@@ -154,6 +155,15 @@ void y8_ownBayerBorder(const Frame<T>& f, int grid, int x, int y, int width, int
 template <class T>
 struct Vec;
 
+// Q of the samples in the even positions of a, b, c, d, computed in lanes
+// twice the sample width; the result sits in the low half of each lane.
+template <class T>
+__m128i q4Even(__m128i a, __m128i b, __m128i c, __m128i d) {
+    using W = cel::demosaic::WideLanes<T>;
+    const __m128i sum = W::add(W::add(W::lo(a), W::lo(b)), W::add(W::lo(c), W::lo(d)));
+    return W::template srl<2>(W::add(sum, W::set1(2)));
+}
+
 template <>
 struct Vec<uint8_t> {
     static constexpr int kLanes = 16;
@@ -164,16 +174,6 @@ struct Vec<uint8_t> {
     static __m128i le(__m128i a, __m128i b) { return _mm_cmpeq_epi8(_mm_subs_epu8(a, b), _mm_setzero_si128()); }
     static __m128i eq(__m128i a, __m128i b) { return _mm_cmpeq_epi8(a, b); }
     static int eqBits(__m128i m) { return _mm_movemask_epi8(m); }
-    // Q of the samples in the even positions of a, b, c, d, computed in
-    // 16-bit lanes; the result sits in the low byte of each lane.
-    static __m128i q4Even(__m128i a, __m128i b, __m128i c, __m128i d) {
-        const __m128i m = _mm_set1_epi16(0x00FF);
-        const __m128i sum = _mm_add_epi16(_mm_add_epi16(_mm_and_si128(a, m), _mm_and_si128(b, m)),
-                                          _mm_add_epi16(_mm_and_si128(c, m), _mm_and_si128(d, m)));
-        return _mm_srli_epi16(_mm_add_epi16(sum, _mm_set1_epi16(2)), 2);
-    }
-    // Moves q4Even's results to the odd positions.
-    static __m128i toOdd(__m128i v) { return _mm_slli_epi16(v, 8); }
     // Mask of lanes whose column parity (relative to the block start) is odd.
     static __m128i oddLanes() { return _mm_set1_epi16(static_cast<int16_t>(0xFF00)); }
     static void storeRgb(uint8_t* d, __m128i r, __m128i g, __m128i b) { cel::simd::join3x16(d, r, g, b); }
@@ -189,14 +189,6 @@ struct Vec<uint16_t> {
     static __m128i eq(__m128i a, __m128i b) { return _mm_cmpeq_epi16(a, b); }
     // one bit per 16-bit lane
     static int eqBits(__m128i m) { return _mm_movemask_epi8(_mm_packs_epi16(m, _mm_setzero_si128())); }
-    // Q in 32-bit lanes of the samples in the even positions.
-    static __m128i q4Even(__m128i a, __m128i b, __m128i c, __m128i d) {
-        const __m128i m = _mm_set1_epi32(0xFFFF);
-        const __m128i sum = _mm_add_epi32(_mm_add_epi32(_mm_and_si128(a, m), _mm_and_si128(b, m)),
-                                          _mm_add_epi32(_mm_and_si128(c, m), _mm_and_si128(d, m)));
-        return _mm_srli_epi32(_mm_add_epi32(sum, _mm_set1_epi32(2)), 2);
-    }
-    static __m128i toOdd(__m128i v) { return _mm_slli_epi32(v, 16); }
     static __m128i oddLanes() { return _mm_set1_epi32(static_cast<int32_t>(0xFFFF0000u)); }
     static void storeRgb(uint16_t* d, __m128i r, __m128i g, __m128i b) { cel::simd::join3x8u16(d, r, g, b); }
 };
@@ -217,7 +209,8 @@ void interiorRow(const Frame<T>& f, int r, int c0, int width, T* dst) {
     const T* dn2 = f.row(r + 2) + c0;
     // lanes holding green sites; S is the column parity of the red or blue sites
     constexpr int S = greenFirst ? 1 : 0;
-    const auto place = [](__m128i v) { return S ? V::toOdd(v) : v; };
+    using W = cel::demosaic::WideLanes<T>;
+    const auto place = [](__m128i v) { return S ? W::template sll<W::kBits>(v) : v; };
     const __m128i greenLanes = greenFirst ? _mm_xor_si128(V::oddLanes(), _mm_set1_epi8(-1)) : V::oddLanes();
     int x = 0;
     // body: vector pass, exact A by rounding average, Q in double-width lanes
@@ -228,8 +221,8 @@ void interiorRow(const Frame<T>& f, int r, int c0, int width, T* dst) {
         // Q of the diagonals, only at the red or blue sites: the sites of
         // parity S sit in the even positions of loads moved by S.
         const int xs = x + S;
-        const __m128i qd = place(V::q4Even(V::load(up1 + xs - 1), V::load(up1 + xs + 1), V::load(dn1 + xs - 1),
-                                           V::load(dn1 + xs + 1)));
+        const __m128i qd = place(q4Even<T>(V::load(up1 + xs - 1), V::load(up1 + xs + 1), V::load(dn1 + xs - 1),
+                                            V::load(dn1 + xs + 1)));
         const __m128i dV = V::absdiff(V::load(up2 + x), V::load(dn2 + x));
         const __m128i dH = V::absdiff(V::load(mid + x - 2), V::load(mid + x + 2));
         // horizontal average where dV is above dH, vertical elsewhere
@@ -240,7 +233,7 @@ void interiorRow(const Frame<T>& f, int r, int c0, int width, T* dst) {
         // most blocks and a branch on them mispredicts
         const __m128i tieMask = _mm_andnot_si128(greenLanes, V::eq(dV, dH));
         g = _mm_blendv_epi8(
-            g, place(V::q4Even(V::load(up1 + xs), V::load(mid + xs - 1), V::load(mid + xs + 1), V::load(dn1 + xs))),
+            g, place(q4Even<T>(V::load(up1 + xs), V::load(mid + xs - 1), V::load(mid + xs + 1), V::load(dn1 + xs))),
             tieMask);
         const __m128i ownV = _mm_blendv_epi8(p, ah, greenLanes);   // the row's red or blue
         const __m128i otherV = _mm_blendv_epi8(qd, av, greenLanes);  // the other one

@@ -36,6 +36,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "demosaic/lanes.h"
 #include "frame/rowprim.h"
 #include "frame/status.h"
 #include "frame/tier.h"
@@ -69,10 +70,9 @@ inline T loadScalar(const void* p) {
 }
 
 // 8u: 16-bit lanes, 8 pixels a vector.
-struct Lanes8u {
+struct Lanes8u : cel::demosaic::WideLanes<uint8_t> {
     using Sample = uint8_t;
     static constexpr int kPixels = 8;
-    static constexpr int kMax = 255;
 
     template <int N>
     static __m128i load(const uint8_t* p) {
@@ -80,18 +80,6 @@ struct Lanes8u {
         if constexpr (N == 4) return _mm_cvtepu8_epi16(_mm_cvtsi32_si128(static_cast<int>(loadScalar<uint32_t>(p))));
         if constexpr (N == 2) return _mm_cvtepu8_epi16(_mm_cvtsi32_si128(loadScalar<uint16_t>(p)));
         if constexpr (N == 1) return _mm_cvtsi32_si128(*p);
-    }
-    static __m128i add(__m128i a, __m128i b) { return _mm_add_epi16(a, b); }
-    static __m128i sub(__m128i a, __m128i b) { return _mm_sub_epi16(a, b); }
-    static __m128i absd(__m128i a, __m128i b) { return _mm_abs_epi16(_mm_sub_epi16(a, b)); }
-    static __m128i twice(__m128i a) { return _mm_add_epi16(a, a); }
-    static __m128i half(__m128i a) { return _mm_srli_epi16(a, 1); }
-    static __m128i min(__m128i a, __m128i b) { return _mm_min_epi16(a, b); }
-    static __m128i max(__m128i a, __m128i b) { return _mm_max_epi16(a, b); }
-    static __m128i less(__m128i a, __m128i b) { return _mm_cmplt_epi16(a, b); }  // signed
-    static __m128i one() { return _mm_set1_epi16(1); }
-    static __m128i clampMax(__m128i v) {
-        return _mm_min_epi16(_mm_max_epi16(v, _mm_setzero_si128()), _mm_set1_epi16(kMax));
     }
     // Lanes of the even pixels of a vector.
     static __m128i evenLanes() { return _mm_set1_epi32(0x0000FFFF); }
@@ -114,22 +102,18 @@ struct Lanes8u {
         __m128i hi = _mm_setzero_si128();
         if constexpr (N > 4)
             hi = _mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_cvtepu16_epi32(_mm_srli_si128(v, 8))), g));
-        return clampMax(_mm_packs_epi32(lo, hi));
+        return clamp(_mm_packs_epi32(lo, hi));
     }
 
-    // A wide pass: 16 samples, split into the even and the odd ones.
+    // A wide pass: 16 samples, split by lo() and hi() into the even and the odd ones.
     static __m128i loadFull(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-    static __m128i evenOf(__m128i v) { return _mm_and_si128(v, _mm_set1_epi16(0x00FF)); }
-    static __m128i oddOf(__m128i v) { return _mm_srli_epi16(v, 8); }
 
     // Stores 16 pixels from B, G, R of the even and of the odd ones; the
     // fourth sample is read and kept.
     static void storeSplit(uint8_t* d, const __m128i even[3], const __m128i odd[3]) {
         const __m128i keep = _mm_set1_epi32(static_cast<int>(0xFF000000u)), zero = _mm_setzero_si128();
         // one byte a pixel, in pixel order
-        const __m128i b = _mm_or_si128(even[0], _mm_slli_epi16(odd[0], 8));
-        const __m128i g = _mm_or_si128(even[1], _mm_slli_epi16(odd[1], 8));
-        const __m128i r = _mm_or_si128(even[2], _mm_slli_epi16(odd[2], 8));
+        const __m128i b = join(even[0], odd[0]), g = join(even[1], odd[1]), r = join(even[2], odd[2]);
         const __m128i bgLo = _mm_unpacklo_epi8(b, g), bgHi = _mm_unpackhi_epi8(b, g);
         const __m128i rLo = _mm_unpacklo_epi8(r, zero), rHi = _mm_unpackhi_epi8(r, zero);
         const __m128i px[4] = {_mm_unpacklo_epi16(bgLo, rLo), _mm_unpackhi_epi16(bgLo, rLo),
@@ -142,7 +126,7 @@ struct Lanes8u {
     template <int N>
     static void store(uint8_t* d, __m128i b, __m128i g, __m128i r) {
         const __m128i keep = _mm_set1_epi32(static_cast<int>(0xFF000000u));
-        const __m128i bg = _mm_or_si128(b, _mm_slli_epi16(g, 8));
+        const __m128i bg = join(b, g);
         const __m128i lo = _mm_unpacklo_epi16(bg, r);
         if constexpr (N == 8) {
             const __m128i hi = _mm_unpackhi_epi16(bg, r);
@@ -164,28 +148,15 @@ struct Lanes8u {
 };
 
 // 16u: 32-bit lanes, 4 pixels a vector.
-struct Lanes16u {
+struct Lanes16u : cel::demosaic::WideLanes<uint16_t> {
     using Sample = uint16_t;
     static constexpr int kPixels = 4;
-    static constexpr int kMax = 65535;
 
     template <int N>
     static __m128i load(const uint16_t* p) {
         if constexpr (N == 4) return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
         if constexpr (N == 2) return _mm_cvtepu16_epi32(_mm_cvtsi32_si128(static_cast<int>(loadScalar<uint32_t>(p))));
         if constexpr (N == 1) return _mm_cvtsi32_si128(loadScalar<uint16_t>(p));
-    }
-    static __m128i add(__m128i a, __m128i b) { return _mm_add_epi32(a, b); }
-    static __m128i sub(__m128i a, __m128i b) { return _mm_sub_epi32(a, b); }
-    static __m128i absd(__m128i a, __m128i b) { return _mm_abs_epi32(_mm_sub_epi32(a, b)); }
-    static __m128i twice(__m128i a) { return _mm_add_epi32(a, a); }
-    static __m128i half(__m128i a) { return _mm_srli_epi32(a, 1); }
-    static __m128i min(__m128i a, __m128i b) { return _mm_min_epi32(a, b); }
-    static __m128i max(__m128i a, __m128i b) { return _mm_max_epi32(a, b); }
-    static __m128i less(__m128i a, __m128i b) { return _mm_cmplt_epi32(a, b); }
-    static __m128i one() { return _mm_set1_epi32(1); }
-    static __m128i clampMax(__m128i v) {
-        return _mm_min_epi32(_mm_max_epi32(v, _mm_setzero_si128()), _mm_set1_epi32(kMax));
     }
     static __m128i evenLanes() { return _mm_set1_epi64x(0x00000000FFFFFFFFll); }
 
@@ -195,20 +166,16 @@ struct Lanes16u {
     }
     template <int N>
     static __m128i gain(__m128i v, __m128 g) {
-        return clampMax(_mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(v), g)));
+        return clamp(_mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(v), g)));
     }
 
-    // A wide pass: 8 samples, split into the even and the odd ones.
+    // A wide pass: 8 samples, split by lo() and hi() into the even and the odd ones.
     static __m128i loadFull(const uint16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-    static __m128i evenOf(__m128i v) { return _mm_and_si128(v, _mm_set1_epi32(0x0000FFFF)); }
-    static __m128i oddOf(__m128i v) { return _mm_srli_epi32(v, 16); }
 
     static void storeSplit(uint16_t* d, const __m128i even[3], const __m128i odd[3]) {
         const __m128i keep = _mm_set1_epi64x(static_cast<long long>(0xFFFF000000000000ull)), zero = _mm_setzero_si128();
         // one sample a pixel, in pixel order
-        const __m128i b = _mm_or_si128(even[0], _mm_slli_epi32(odd[0], 16));
-        const __m128i g = _mm_or_si128(even[1], _mm_slli_epi32(odd[1], 16));
-        const __m128i r = _mm_or_si128(even[2], _mm_slli_epi32(odd[2], 16));
+        const __m128i b = join(even[0], odd[0]), g = join(even[1], odd[1]), r = join(even[2], odd[2]);
         const __m128i bgLo = _mm_unpacklo_epi16(b, g), bgHi = _mm_unpackhi_epi16(b, g);
         const __m128i rLo = _mm_unpacklo_epi16(r, zero), rHi = _mm_unpackhi_epi16(r, zero);
         const __m128i px[4] = {_mm_unpacklo_epi32(bgLo, rLo), _mm_unpackhi_epi32(bgLo, rLo),
@@ -220,7 +187,7 @@ struct Lanes16u {
     template <int N>
     static void store(uint16_t* d, __m128i b, __m128i g, __m128i r) {
         const __m128i keep = _mm_set1_epi64x(static_cast<long long>(0xFFFF000000000000ull));
-        const __m128i bg = _mm_or_si128(b, _mm_slli_epi32(g, 16));
+        const __m128i bg = join(b, g);
         const __m128i lo = _mm_unpacklo_epi32(bg, r);
         __m128i* q = reinterpret_cast<__m128i*>(d);
         if constexpr (N == 4) {
@@ -363,8 +330,8 @@ inline void vngColours(const __m128i (*w)[5], __m128i greenLanes, __m128i& c1, _
 
     // Step 5: the two missing colours.
     const __m128i twoN = twice(count);
-    c1 = V::clampMax(add(V::template divide<N>(V::sub(sum1, sum0), twoN), p00));
-    c2 = V::clampMax(add(V::template divide<N>(V::sub(sum2, sum0), twoN), p00));
+    c1 = V::clamp(add(V::template divide<N>(V::sub(sum1, sum0), twoN), p00));
+    c2 = V::clamp(add(V::template divide<N>(V::sub(sum2, sum0), twoN), p00));
 }
 
 // Steps 6 and 7's order: the row's red or blue, green and the opposite
@@ -433,8 +400,8 @@ inline void vngSplitPass(const typename V::Sample* const* rows, int x, typename 
     for (int a = 0; a < 6; ++a)
         for (int b = 0; b < 5; ++b) {
             const __m128i v = V::loadFull(rows[a] + x + b - 2);
-            ev[a][b] = V::evenOf(v);
-            od[a][b] = V::oddOf(v);
+            ev[a][b] = V::lo(v);
+            od[a][b] = V::hi(v);
         }
     vngSplitRow<V, WithGains>(ev, od, greenEven0, m0.blue, gains, d0 + 4 * x);
     vngSplitRow<V, WithGains>(ev + 1, od + 1, !greenEven0, m1.blue, gains, d1 + 4 * x);
