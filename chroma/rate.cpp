@@ -21,6 +21,8 @@
 //
 // A kernel's `flag`, where it has one, exchanges the two chroma planes (and
 // their steps) on entry.
+#include <climits>
+
 #include "chroma/rows.h"
 #include "frame/image.h"
 #include "frame/simd.h"
@@ -476,328 +478,148 @@ void y8_ownYCrCb420ToYCbCr411_8u_P3P2R(const uint8_t* const src[3], const int sr
     }
 }
 
-inline int even(int v) { return v & ~1; }
-inline int four(int v) { return v & ~3; }
+// The size rules: the least width and height (kAnyHeight: the height is not
+// examined) and the multiples the size is rounded down to before the kernel
+// runs.  Even: 4:2:0 and 4:2:2 on the two sides; Quad, QuadRows: 4:1:1 and
+// 4:2:2; QuadEven: 4:1:1 and 4:2:0.
+constexpr int kAnyHeight = INT_MIN;
+template <int MinW, int MinH, int MulW, int MulH>
+struct SizeRule {
+    static bool bad(CelSize roi) { return roi.width < MinW || roi.height < MinH; }
+    static int width(CelSize roi) { return roi.width & ~(MulW - 1); }
+    static int height(CelSize roi) { return roi.height & ~(MulH - 1); }
+};
+using Even = SizeRule<2, 2, 2, 2>;
+using Quad = SizeRule<4, kAnyHeight, 4, 1>;
+using QuadRows = SizeRule<4, 1, 4, 1>;
+using QuadEven = SizeRule<4, 2, 4, 2>;
+
+// The frame of every tier function: its pointers (plane members included),
+// the size by its rule, then the kernel on the rounded size.
+template <class Rule, class Kernel>
+CelStatus checked(bool nullPointer, CelSize roi, Kernel kernel) {
+    if (nullPointer) return celStatusNullPointer;
+    if (Rule::bad(roi)) return celStatusBadSize;
+    kernel(Rule::width(roi), Rule::height(roi));
+    return celStatusOk;
+}
 
 }  // namespace
 
+// Tier functions by the layouts of their arguments (C2 packed, P2 two
+// planes, P3 three planes, source then destination); `kernel` is the row
+// loop's call on the rounded size w x h.
+#define CEL_RATE_P3P3(name, rule, kernel)                                                                              \
+    extern "C" CelStatus y8_##name(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3], int dstStep[3],       \
+                                   CelSize roiSize) {                                                                  \
+        return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3),         \
+                             roiSize, [&](int w, int h) { kernel; });                                                  \
+    }
+#define CEL_RATE_P2P3(name, rule, kernel)                                                                              \
+    extern "C" CelStatus y8_##name(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr, int srcCbCrStep,         \
+                                   uint8_t* dst[3], int dstStep[3], CelSize roiSize) {                                 \
+        return checked<rule>(cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3), roiSize,                   \
+                             [&](int w, int h) { kernel; });                                                           \
+    }
+#define CEL_RATE_P2C2(name, rule, kernel)                                                                              \
+    extern "C" CelStatus y8_##name(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr, int srcCbCrStep,         \
+                                   uint8_t* dst, int dstStep, CelSize roiSize) {                                       \
+        return checked<rule>(cel::anyNull(srcY, srcCbCr, dst), roiSize, [&](int w, int h) { kernel; });                \
+    }
+#define CEL_RATE_P3C2(name, rule, kernel)                                                                              \
+    extern "C" CelStatus y8_##name(const uint8_t* const src[3], int srcStep[3], uint8_t* dst, int dstStep,             \
+                                   CelSize roiSize) {                                                                  \
+        return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3), roiSize,                             \
+                             [&](int w, int h) { kernel; });                                                           \
+    }
+#define CEL_RATE_P3P2(name, rule, kernel)                                                                              \
+    extern "C" CelStatus y8_##name(const uint8_t* const src[3], int srcStep[3], uint8_t* dstY, int dstYStep,           \
+                                   uint8_t* dstCbCr, int dstCbCrStep, CelSize roiSize) {                               \
+        return checked<rule>(cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3), roiSize,                   \
+                             [&](int w, int h) { kernel; });                                                           \
+    }
+#define CEL_RATE_C2P3(name, rule, kernel)                                                                              \
+    extern "C" CelStatus y8_##name(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep[3],                   \
+                                   CelSize roiSize) {                                                                  \
+        return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3), roiSize,                             \
+                             [&](int w, int h) { kernel; });                                                           \
+    }
+#define CEL_RATE_C2P2(name, rule, kernel)                                                                              \
+    extern "C" CelStatus y8_##name(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep, uint8_t* dstCbCr,     \
+                                   int dstCbCrStep, CelSize roiSize) {                                                 \
+        return checked<rule>(cel::anyNull(src, dstY, dstCbCr), roiSize, [&](int w, int h) { kernel; });                \
+    }
+
 // ---- Rule A: 4:2:0 -> 4:2:2 -------------------------------------------------------------------------------
-extern "C" CelStatus y8_celiYCbCr420ToYCbCr422_8u_P3R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3],
-                                                      int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownYCbCr420ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height), 0);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCrCb420ToYCbCr422_8u_P3R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3],
-                                                      int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownYCbCr420ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height), 1);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr420ToYCbCr422_8u_P2P3R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst[3], int dstStep[3],
-                                                        CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownYCbCr420ToYCbCr422_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, even(roiSize.width),
-                                      even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr420ToYCbCr422_8u_P2C2R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst, int dstStep, CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myNV12ToYUY2_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, even(roiSize.width),
-                             even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr420ToCbYCr422_8u_P2C2R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst, int dstStep, CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myNV12ToUYVY_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, even(roiSize.width),
-                             even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCrCb420ToYCbCr422_8u_P3C2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst,
-                                                        int dstStep, CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myYV12ToYUY2420_8u_P3C2R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCrCb420ToCbYCr422_8u_P3C2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst,
-                                                        int dstStep, CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myYV12ToUYVY420_8u_P3C2R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height));
-    return celStatusOk;
-}
+CEL_RATE_P3P3(celiYCbCr420ToYCbCr422_8u_P3R, Even, y8_ownYCbCr420ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 0))
+CEL_RATE_P3P3(celiYCrCb420ToYCbCr422_8u_P3R, Even, y8_ownYCbCr420ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 1))
+CEL_RATE_P2P3(celiYCbCr420ToYCbCr422_8u_P2P3R, Even,
+              y8_ownYCbCr420ToYCbCr422_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
+CEL_RATE_P2C2(celiYCbCr420ToYCbCr422_8u_P2C2R, Even,
+              y8_myNV12ToYUY2_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
+CEL_RATE_P2C2(celiYCbCr420ToCbYCr422_8u_P2C2R, Even,
+              y8_myNV12ToUYVY_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
+CEL_RATE_P3C2(celiYCrCb420ToYCbCr422_8u_P3C2R, Even, y8_myYV12ToYUY2420_8u_P3C2R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_P3C2(celiYCrCb420ToCbYCr422_8u_P3C2R, Even, y8_myYV12ToUYVY420_8u_P3C2R(src, srcStep, dst, dstStep, w, h))
 
 // ---- Rule B: 4:2:2 -> 4:2:0 -------------------------------------------------------------------------------
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr420_8u_P3R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3],
-                                                      int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr420_8u_P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr420_8u_P3P2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dstY,
-                                                        int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
-                                                        CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr420_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, even(roiSize.width),
-                                      even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr420_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height), 0);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCrCb422ToYCbCr420_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height), 1);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr420_8u_C2P2R(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep,
-                                                        uint8_t* dstCbCr, int dstCbCrStep, CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myYUY2ToNV12_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, even(roiSize.width),
-                             even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCrCb420_8u_C2P2R(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep,
-                                                        uint8_t* dstCbCr, int dstCbCrStep, CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myYUY2ToNV21_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, even(roiSize.width),
-                             even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCrCb420_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myYUY2ToYV12422_8u_C2P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiCbYCr422ToYCbCr420_8u_C2P2R(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep,
-                                                        uint8_t* dstCbCr, int dstCbCrStep, CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myUYVYToNV12_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, even(roiSize.width),
-                             even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiCbYCr422ToYCbCr420_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_ownCbYCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiCbYCr422ToYCrCb420_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 2, 2)) return celStatusBadSize;
-    y8_myUYVYToYV12422_8u_C2P3R(src, srcStep, dst, dstStep, even(roiSize.width), even(roiSize.height));
-    return celStatusOk;
-}
+CEL_RATE_P3P3(celiYCbCr422ToYCbCr420_8u_P3R, Even, y8_ownYCbCr422ToYCbCr420_8u_P3R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_P3P2(celiYCbCr422ToYCbCr420_8u_P3P2R, Even,
+              y8_ownYCbCr422ToYCbCr420_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
+CEL_RATE_C2P3(celiYCbCr422ToYCbCr420_8u_C2P3R, Even,
+              y8_ownYCbCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 0))
+CEL_RATE_C2P3(celiYCrCb422ToYCbCr420_8u_C2P3R, Even,
+              y8_ownYCbCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 1))
+CEL_RATE_C2P2(celiYCbCr422ToYCbCr420_8u_C2P2R, Even,
+              y8_myYUY2ToNV12_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
+CEL_RATE_C2P2(celiYCbCr422ToYCrCb420_8u_C2P2R, Even,
+              y8_myYUY2ToNV21_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
+CEL_RATE_C2P3(celiYCbCr422ToYCrCb420_8u_C2P3R, Even, y8_myYUY2ToYV12422_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_C2P2(celiCbYCr422ToYCbCr420_8u_C2P2R, Even,
+              y8_myUYVYToNV12_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
+CEL_RATE_C2P3(celiCbYCr422ToYCbCr420_8u_C2P3R, Even,
+              y8_ownCbYCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_C2P3(celiCbYCr422ToYCrCb420_8u_C2P3R, Even, y8_myUYVYToYV12422_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
 
 // ---- Rule C: 4:2:2 -> 4:1:1 (height not tested but where said) --------------------------------------------
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr411_8u_P3R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3],
-                                                      int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr411_8u_P3R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr411_8u_P3P2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dstY,
-                                                        int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
-                                                        CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, four(roiSize.width),
-                                      roiSize.height);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr411_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 1)) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height, 0);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCrCb422ToYCbCr411_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height, 1);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr422ToYCbCr411_8u_C2P2R(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep,
-                                                        uint8_t* dstCbCr, int dstCbCrStep, CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr422ToYCbCr411_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, four(roiSize.width),
-                                      roiSize.height);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiCbYCr422ToYCbCr411_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
-                                                        int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownCbYCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height);
-    return celStatusOk;
-}
+CEL_RATE_P3P3(celiYCbCr422ToYCbCr411_8u_P3R, Quad, y8_ownYCbCr422ToYCbCr411_8u_P3R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_P3P2(celiYCbCr422ToYCbCr411_8u_P3P2R, Quad,
+              y8_ownYCbCr422ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
+CEL_RATE_C2P3(celiYCbCr422ToYCbCr411_8u_C2P3R, QuadRows,
+              y8_ownYCbCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 0))
+CEL_RATE_C2P3(celiYCrCb422ToYCbCr411_8u_C2P3R, Quad,
+              y8_ownYCbCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 1))
+CEL_RATE_C2P2(celiYCbCr422ToYCbCr411_8u_C2P2R, Quad,
+              y8_ownYCbCr422ToYCbCr411_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
+CEL_RATE_C2P3(celiCbYCr422ToYCbCr411_8u_C2P3R, Quad,
+              y8_ownCbYCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
 
 // ---- Rule D: 4:1:1 -> 4:2:2 (height not tested) -----------------------------------------------------------
-extern "C" CelStatus y8_celiYCbCr411ToYCbCr422_8u_P3R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3],
-                                                      int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height, 0);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCrCb422_8u_P3R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3],
-                                                      int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height, 1);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCbCr422_8u_P2P3R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst[3], int dstStep[3],
-                                                        CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr422_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, four(roiSize.width),
-                                      roiSize.height);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCbCr422_8u_P2C2R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst, int dstStep, CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr422_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, four(roiSize.width),
-                                      roiSize.height);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCbCr422_8u_P3C2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst,
-                                                        int dstStep, CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr422_8u_P3C2R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height, 0);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCrCb422_8u_P3C2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst,
-                                                        int dstStep, CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (roiSize.width < 4) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr422_8u_P3C2R(src, srcStep, dst, dstStep, four(roiSize.width), roiSize.height, 1);
-    return celStatusOk;
-}
+CEL_RATE_P3P3(celiYCbCr411ToYCbCr422_8u_P3R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 0))
+CEL_RATE_P3P3(celiYCbCr411ToYCrCb422_8u_P3R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 1))
+CEL_RATE_P2P3(celiYCbCr411ToYCbCr422_8u_P2P3R, Quad,
+              y8_ownYCbCr411ToYCbCr422_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
+CEL_RATE_P2C2(celiYCbCr411ToYCbCr422_8u_P2C2R, Quad,
+              y8_ownYCbCr411ToYCbCr422_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
+CEL_RATE_P3C2(celiYCbCr411ToYCbCr422_8u_P3C2R, Quad,
+              y8_ownYCbCr411ToYCbCr422_8u_P3C2R(src, srcStep, dst, dstStep, w, h, 0))
+CEL_RATE_P3C2(celiYCbCr411ToYCrCb422_8u_P3C2R, Quad,
+              y8_ownYCbCr411ToYCbCr422_8u_P3C2R(src, srcStep, dst, dstStep, w, h, 1))
 
 // ---- Rule E: 4:1:1 -> 4:2:0 -------------------------------------------------------------------------------
-extern "C" CelStatus y8_celiYCbCr411ToYCbCr420_8u_P3R(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3],
-                                                      int dstStep[3], CelSize roiSize) {
-    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 2)) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr420_8u_P3R(src, srcStep, dst, dstStep, four(roiSize.width), even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCbCr420_8u_P3P2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dstY,
-                                                        int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
-                                                        CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 2)) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr420_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, four(roiSize.width),
-                                      even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCbCr420_8u_P2P3R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst[3], int dstStep[3],
-                                                        CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 2)) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr420_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, four(roiSize.width),
-                                      even(roiSize.height), 0);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr411ToYCrCb420_8u_P2P3R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst[3], int dstStep[3],
-                                                        CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 2)) return celStatusBadSize;
-    y8_ownYCbCr411ToYCbCr420_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, four(roiSize.width),
-                                      even(roiSize.height), 1);
-    return celStatusOk;
-}
+CEL_RATE_P3P3(celiYCbCr411ToYCbCr420_8u_P3R, QuadEven,
+              y8_ownYCbCr411ToYCbCr420_8u_P3R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_P3P2(celiYCbCr411ToYCbCr420_8u_P3P2R, QuadEven,
+              y8_ownYCbCr411ToYCbCr420_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
+CEL_RATE_P2P3(celiYCbCr411ToYCbCr420_8u_P2P3R, QuadEven,
+              y8_ownYCbCr411ToYCbCr420_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h, 0))
+CEL_RATE_P2P3(celiYCbCr411ToYCrCb420_8u_P2P3R, QuadEven,
+              y8_ownYCbCr411ToYCbCr420_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h, 1))
 
 // ---- Rule F: 4:2:0 -> 4:1:1 -------------------------------------------------------------------------------
-extern "C" CelStatus y8_celiYCbCr420ToYCbCr411_8u_P2P3R(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr,
-                                                        int srcCbCrStep, uint8_t* dst[3], int dstStep[3],
-                                                        CelSize roiSize) {
-    if (cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 2)) return celStatusBadSize;
-    y8_ownYCbCr420ToYCbCr411_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, four(roiSize.width),
-                                      even(roiSize.height));
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCbCr420ToYCbCr411_8u_P3P2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dstY,
-                                                        int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
-                                                        CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 2)) return celStatusBadSize;
-    y8_ownYCrCb420ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, four(roiSize.width),
-                                      even(roiSize.height), 1);
-    return celStatusOk;
-}
-
-extern "C" CelStatus y8_celiYCrCb420ToYCbCr411_8u_P3P2R(const uint8_t* const src[3], int srcStep[3], uint8_t* dstY,
-                                                        int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
-                                                        CelSize roiSize) {
-    if (cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 4, 2)) return celStatusBadSize;
-    y8_ownYCrCb420ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, four(roiSize.width),
-                                      even(roiSize.height), 0);
-    return celStatusOk;
-}
+CEL_RATE_P2P3(celiYCbCr420ToYCbCr411_8u_P2P3R, QuadEven,
+              y8_ownYCbCr420ToYCbCr411_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
+CEL_RATE_P3P2(celiYCbCr420ToYCbCr411_8u_P3P2R, QuadEven,
+              y8_ownYCrCb420ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h, 1))
+CEL_RATE_P3P2(celiYCrCb420ToYCbCr411_8u_P3P2R, QuadEven,
+              y8_ownYCrCb420ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h, 0))
