@@ -235,20 +235,4 @@ TEST(HsvWorked, ReverseHueCircleAndGray) {
     EXPECT_EQ(o16[2], o16[5]);
 }
 
-TEST(HsvWorked, AlphaOfAC4Untouched) {
-    std::vector<uint8_t> s(4 * 9), d(4 * 9);
-    std::vector<uint16_t> s16(4 * 9), d16(4 * 9);
-    for (size_t i = 0; i < s.size(); ++i) s[i] = uint8_t(i * 29), d[i] = uint8_t(i * 7 + 1), s16[i] = uint16_t(i * 7919), d16[i] = uint16_t(i * 31 + 5);
-    const auto d0 = d;
-    const auto d160 = d16;
-    ASSERT_EQ(celiRGBToHSV_8u_AC4R(s.data(), 36, d.data(), 36, {9, 1}), celStatusOk);
-    for (int x = 0; x < 9; ++x) EXPECT_EQ(d[4 * x + 3], d0[4 * x + 3]);
-    ASSERT_EQ(celiHSVToRGB_8u_AC4R(s.data(), 36, d.data(), 36, {9, 1}), celStatusOk);
-    for (int x = 0; x < 9; ++x) EXPECT_EQ(d[4 * x + 3], d0[4 * x + 3]);
-    ASSERT_EQ(celiRGBToHSV_16u_AC4R(s16.data(), 72, d16.data(), 72, {9, 1}), celStatusOk);
-    for (int x = 0; x < 9; ++x) EXPECT_EQ(d16[4 * x + 3], d160[4 * x + 3]);
-    ASSERT_EQ(celiHSVToRGB_16u_AC4R(s16.data(), 72, d16.data(), 72, {9, 1}), celStatusOk);
-    for (int x = 0; x < 9; ++x) EXPECT_EQ(d16[4 * x + 3], d160[4 * x + 3]);
-}
-
 }  // namespace
