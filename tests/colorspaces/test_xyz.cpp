@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "celcc.h"
-#include "common/sweep24.h"
 #include "colorspaces/interleaved_check.h"
 
 namespace {
@@ -111,26 +110,21 @@ cstest::Export<T, T> xyzExport(bool fwd, bool ac4) {
 }
 
 template <class T>
-void checkRandom(bool fwd, bool ac4, int w, int h, bool negative, uint32_t seed) {
-    const auto fn = xyzExport<T>(fwd, ac4);
-    cstest::checkInterleaved<T, T>(std::string(fwd ? "RGBToXYZ" : "XYZToRGB") + (ac4 ? " AC4" : " C3"), fn, ac4, w, h, negative,
-                                   seed, [](std::mt19937& rng, int) { return randomSample<T>(rng); },
-                                   [&](int x, const T* p, T* e) { expected(fwd, ac4, x, w, p, e); });
-}
-
-template <class T>
 class Xyz : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
 TYPED_TEST_SUITE(Xyz, Depths);
 
-TYPED_TEST(Xyz, MatchesModelBothWaysBothLayouts) {
+TYPED_TEST(Xyz, MatchesModelEveryFormAndStatuses) {
+    using T = TypeParam;
     uint32_t seed = 1;
     for (bool fwd : {true, false})
         for (bool ac4 : {false, true}) {
-            for (int h : {1, 3})
-                for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 33, 100})
-                    checkRandom<TypeParam>(fwd, ac4, w, h, false, seed++);
-            checkRandom<TypeParam>(fwd, ac4, 19, 4, true, seed++);
+            const std::string name = std::string(fwd ? "RGBToXYZ" : "XYZToRGB") + (ac4 ? "_AC4R" : "_C3R");
+            cstest::checkEveryWidth<T, T>(name, xyzExport<T>(fwd, ac4), ac4, seed,
+                                          [](std::mt19937& rng, int) { return randomSample<T>(rng); },
+                                          [&](int x, int w, const T* p, T* e) { expected(fwd, ac4, x, w, p, e); });
+            cstest::checkStatuses<T, T>(name, xyzExport<T>(fwd, ac4), ac4);
+            seed += 100;
         }
 }
 
@@ -139,26 +133,8 @@ TYPED_TEST(Xyz, MatchesModelBothWaysBothLayouts) {
 TEST(Xyz8u, EveryInputThroughBodyAndTail) {
     for (bool fwd : {true, false})
         for (bool ac4 : {false, true})
-            for (int w : {16, ac4 ? 3 : 7}) {
-                const int n = ac4 ? 4 : 3, h = celtest::sweep24Rows(w);
-                std::vector<uint8_t> src(size_t(n) * w * h, 0x77), dst(src.size(), 0x5A);
-                for (int64_t i = 0; i < int64_t(w) * h; ++i) {
-                    int a, b, c;
-                    celtest::sweep24Input(i, a, b, c);
-                    uint8_t* p = &src[size_t(i) * n];
-                    p[0] = uint8_t(a), p[1] = uint8_t(b), p[2] = uint8_t(c);
-                }
-                ASSERT_EQ(xyzExport<uint8_t>(fwd, ac4)(src.data(), n * w, dst.data(), n * w, {w, h}), celStatusOk);
-                for (int64_t i = 0; i < int64_t(w) * h; ++i) {
-                    int e[3];
-                    const uint8_t* p = &src[size_t(i) * n];
-                    model8u(fwd, ac4, int(i % w), w, p, e);
-                    for (int k = 0; k < 3; ++k)
-                        ASSERT_EQ(int(dst[size_t(i) * n + k]), e[k]) << (fwd ? "fwd" : "rev") << (ac4 ? " AC4" : " C3") << " w " << w
-                                                                    << " input " << int(p[0]) << "," << int(p[1]) << "," << int(p[2]);
-                    if (ac4) ASSERT_EQ(dst[size_t(i) * n + 3], 0x5A);
-                }
-            }
+            cstest::sweepEvery8u(fwd ? "RGBToXYZ" : "XYZToRGB", xyzExport<uint8_t>(fwd, ac4), ac4 ? 4 : 3, 16, ac4 ? 3 : 7,
+                                 [&](int x, int w, const uint8_t* p, uint8_t* e) { expected(fwd, ac4, x, w, p, e); });
 }
 
 // ---- Worked values ---------------------------------------------------------------------------
@@ -255,22 +231,6 @@ TEST(XyzWorked, FloatReverseSpecialValuesBodyAndTail) {
             }
         }
     }
-}
-
-// ---- Statuses -----------------------------------------------------------------------------------
-TEST(XyzChecks, PointersThenSizesAndNothingWritten) {
-    uint8_t s[48] = {}, d[48];
-    std::memset(d, 0x33, sizeof d);
-    EXPECT_EQ(celiRGBToXYZ_8u_C3R(nullptr, 3, d, 3, {0, 0}), celStatusNullPointer);
-    EXPECT_EQ(celiXYZToRGB_8u_AC4R(s, 4, nullptr, 4, {1, 1}), celStatusNullPointer);
-    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}}) {
-        EXPECT_EQ(celiRGBToXYZ_8u_C3R(s, 3, d, 3, bad), celStatusBadSize);
-        EXPECT_EQ(celiXYZToRGB_8u_AC4R(s, 4, d, 4, bad), celStatusBadSize);
-    }
-    for (uint8_t v : d) EXPECT_EQ(v, 0x33);
-    float fs[12] = {}, fd[12];
-    EXPECT_EQ(celiRGBToXYZ_32f_AC4R(fs, 16, fd, 16, {0, 1}), celStatusBadSize);
-    EXPECT_EQ(celiXYZToRGB_32f_C3R(nullptr, 12, fd, 12, {1, 1}), celStatusNullPointer);
 }
 
 }  // namespace
