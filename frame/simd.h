@@ -26,6 +26,9 @@ struct C3Tables {
     // gatherHigh[c][h]: like gather, but pixels 8h..8h+7 go to the high bytes
     // of eight 16-bit lanes and the low bytes are cleared
     alignas(16) int8_t gatherHigh[3][2][16];
+    // scatterEvenOdd: like scatter, for channel vectors holding the even
+    // pixels in bytes 0-7 and the odd ones in bytes 8-15
+    alignas(16) int8_t scatterEvenOdd[3][16];
 };
 
 constexpr C3Tables makeC3Tables() {
@@ -41,7 +44,11 @@ constexpr C3Tables makeC3Tables() {
             }
         for (int p = 0; p < 16; ++p)
             for (int k = 0; k < 3; ++k)
-                if ((16 * k + p) % 3 == c) t.scatter[c][p] = static_cast<int8_t>((16 * k + p) / 3);
+                if ((16 * k + p) % 3 == c) {
+                    const int px = (16 * k + p) / 3;
+                    t.scatter[c][p] = static_cast<int8_t>(px);
+                    t.scatterEvenOdd[c][p] = static_cast<int8_t>(px / 2 + (px & 1) * 8);
+                }
     }
     return t;
 }
@@ -93,6 +100,18 @@ inline __m128i scatter3(__m128i s0, __m128i s1, __m128i s2) {
     return _mm_blendv_epi8(_mm_blendv_epi8(s0, s1, ld(kC3.mask[1][k])), s2, ld(kC3.mask[2][k]));
 }
 
+namespace detail {
+// Channel vectors put in store order by a scatter table, then blended.
+inline void joinScattered(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, const int8_t (&scatter)[3][16]) {
+    const __m128i s0 = _mm_shuffle_epi8(c0, ld(scatter[0]));
+    const __m128i s1 = _mm_shuffle_epi8(c1, ld(scatter[1]));
+    const __m128i s2 = _mm_shuffle_epi8(c2, ld(scatter[2]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), scatter3<0>(s0, s1, s2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), scatter3<1>(s0, s1, s2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32), scatter3<2>(s0, s1, s2));
+}
+}  // namespace detail
+
 // 48 bytes of 16 three-channel pixels -> one vector per channel.
 inline void split3x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
@@ -105,14 +124,13 @@ inline void split3x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2)
 
 // One vector per channel -> 48 bytes of 16 three-channel pixels.
 inline void join3x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
-    using detail::kC3;
-    using detail::ld;
-    const __m128i s0 = _mm_shuffle_epi8(c0, ld(kC3.scatter[0]));
-    const __m128i s1 = _mm_shuffle_epi8(c1, ld(kC3.scatter[1]));
-    const __m128i s2 = _mm_shuffle_epi8(c2, ld(kC3.scatter[2]));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), scatter3<0>(s0, s1, s2));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), scatter3<1>(s0, s1, s2));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32), scatter3<2>(s0, s1, s2));
+    detail::joinScattered(dst, c0, c1, c2, detail::kC3.scatter);
+}
+
+// The same from channel vectors in even/odd order (pixels 0, 2, .., 14,
+// then 1, 3, .., 15), as a pack of even and odd lanes leaves them.
+inline void join3x16EvenOdd(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
+    detail::joinScattered(dst, c0, c1, c2, detail::kC3.scatterEvenOdd);
 }
 
 // 64 bytes of 16 four-channel pixels -> the four channels, one vector each.

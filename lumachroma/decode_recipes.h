@@ -34,15 +34,34 @@ inline __m128i chromaFromHigh(__m128i v8) {
     return _mm_sub_epi16(_mm_srli_epi16(v8, 1), _mm_set1_epi16(128 << 7));
 }
 
+// Sixteen bytes straight to lanes, the even pixels (0, 2, .., 14) in one
+// vector and the odd ones in another, by byte multiply-adds: chroma lanes
+// hold (C - 128) << 7 as above; luma lanes hold the negated value
+// -((Y - 16) << 7) = -128 Y + 2048, for the recipes' NegLuma forms.
+// Odd selects the odd pixels.
+template <bool Odd>
+inline __m128i lumaNegFromBytes(__m128i y) {
+    const __m128i k = _mm_set1_epi16(Odd ? static_cast<int16_t>(0x8000) : 0x0080);  // bytes -128 and 0
+    return _mm_add_epi16(_mm_maddubs_epi16(y, k), _mm_set1_epi16(16 << 7));
+}
+// c holds C ^ 0x80, the signed byte C - 128.
+template <bool Odd>
+inline __m128i chromaFromSignedBytes(__m128i c) {
+    const __m128i k = _mm_set1_epi16(Odd ? 0x0080 << 8 : 0x0080);  // unsigned bytes 128 and 0
+    return _mm_maddubs_epi16(k, c);
+}
+inline __m128i signedChroma(__m128i c) { return _mm_xor_si128(c, _mm_set1_epi8(-128)); }
+
 // ---- Narrow recipe (Q12, shift 3) -----------------------------------------
 inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, kNarrowCrG = 3330, kNarrowCbB = 8263;
 
 // Round: the addend of 4 ahead of the shift (the filtered 4:2:0 decoder
-// runs the recipe without it).
-template <bool Round = true>
+// runs the recipe without it).  NegLuma: y holds the negated luma lanes and
+// is multiplied by the negated coefficient, the same product.
+template <bool Round = true, bool NegLuma = false>
 inline void narrow_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
     // the addend joins the luma term once (wrapping additions: same sums)
-    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(kNarrowY));
+    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(NegLuma ? -kNarrowY : kNarrowY));
     const __m128i t4 = Round ? _mm_add_epi16(t, _mm_set1_epi16(4)) : t;
     r = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR))), 3);
     const __m128i gc = _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbG)),

@@ -45,6 +45,21 @@ inline void decode16(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, 
     b = _mm_packus_epi16(bl, bh);
 }
 
+// Sixteen pixels by the narrow recipe, lanes prepared straight from the
+// bytes: results in even/odd order (pixels 0, 2, .., 14, then 1, .., 15).
+inline void decode16EvenOdd(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
+    namespace dec = cel::dec;
+    const __m128i sb = dec::signedChroma(cb), sr = dec::signedChroma(cr);
+    __m128i re, ge, be, ro, go, bo;
+    dec::narrow_v<true, true>(dec::lumaNegFromBytes<false>(y), dec::chromaFromSignedBytes<false>(sb),
+                              dec::chromaFromSignedBytes<false>(sr), re, ge, be);
+    dec::narrow_v<true, true>(dec::lumaNegFromBytes<true>(y), dec::chromaFromSignedBytes<true>(sb),
+                              dec::chromaFromSignedBytes<true>(sr), ro, go, bo);
+    r = _mm_packus_epi16(re, ro);
+    g = _mm_packus_epi16(ge, go);
+    b = _mm_packus_epi16(be, bo);
+}
+
 // Eight pixels from three 8-byte rows; results in the low halves.
 template <Recipe Dec>
 inline void decodePlanes8(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, __m128i& r, __m128i& g, __m128i& b) {
@@ -105,11 +120,11 @@ template <bool Bgr>
 void rowYCbCrToC3_P3C3R(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, uint8_t* dst, int width) {
     using O = Order<Bgr>;
     int x = 0;
-    // body: narrow recipe, 16 pixels
+    // body: narrow recipe, 16 pixels as even and odd lanes
     for (; x + 16 <= width; x += 16) {
         __m128i r, g, b;
-        decode16<cel::dec::narrow_v<true>>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
-        cel::simd::join3x16(dst + 3 * x, O::first(r, b), g, O::last(r, b));
+        decode16EvenOdd(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+        cel::simd::join3x16EvenOdd(dst + 3 * x, O::first(r, b), g, O::last(r, b));
     }
     // then 8 pixels if at least 8 remain: narrow recipe
     if (x + 8 <= width) {
