@@ -81,8 +81,16 @@ struct Reader {
 };
 
 // ---- Body recipes: luma from lanes of value << 8, chroma from sums << 5 --------
+// Luma of sixteen pixels from lanes of pixels 0-7 and 8-15, packed to bytes.
+template <class Rc>
+struct Luma16 {
+    static __m128i luma16(__m128i rl, __m128i gl, __m128i bl, __m128i rh, __m128i gh, __m128i bh) {
+        return _mm_packus_epi16(Rc::luma(rl, gl, bl), Rc::luma(rh, gh, bh));
+    }
+};
+
 template <int16_t YAdd>
-struct RoundedLane {
+struct RoundedLane : Luma16<RoundedLane<YAdd>> {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) {
         return enc::lumaLane_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1), YAdd);
     }
@@ -91,7 +99,7 @@ struct RoundedLane {
     }
 };
 
-struct LateOffset {
+struct LateOffset : Luma16<LateOffset> {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) {
         return enc::lumaLaneLate_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1));
     }
@@ -102,6 +110,9 @@ struct LateOffset {
 
 struct UnsignedHigh {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v(r8, g8, b8); }
+    static __m128i luma16(__m128i rl, __m128i gl, __m128i bl, __m128i rh, __m128i gh, __m128i bh) {
+        return enc::lumaUHighBytes_v(rl, gl, bl, rh, gh, bh);
+    }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
         enc::chromaUHigh_v(sr, sg, sb, cb, cr);
     }
@@ -172,14 +183,14 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
         const auto lo = [z](__m128i v) { return _mm_unpacklo_epi8(z, v); };
         const auto hi = [z](__m128i v) { return _mm_unpackhi_epi8(z, v); };
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y0 + x),
-                         _mm_packus_epi16(Rc::luma(lo(ra), lo(ga), lo(ba)), Rc::luma(hi(ra), hi(ga), hi(ba))));
+                         Rc::luma16(lo(ra), lo(ga), lo(ba), hi(ra), hi(ga), hi(ba)));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x),
-                         _mm_packus_epi16(Rc::luma(lo(rb), lo(gb), lo(bb)), Rc::luma(hi(rb), hi(gb), hi(bb))));
-        // block sums: neighbouring bytes of each row added into 16-bit lanes,
-        // the two rows added, then << 5
-        const __m128i ones = _mm_set1_epi8(1);
-        const auto sum = [ones](__m128i a, __m128i b) {
-            return _mm_slli_epi16(_mm_add_epi16(_mm_maddubs_epi16(a, ones), _mm_maddubs_epi16(b, ones)), 5);
+                         Rc::luma16(lo(rb), lo(gb), lo(bb), hi(rb), hi(gb), hi(bb)));
+        // block sums << 5: neighbouring bytes of each row multiplied by 32
+        // and added into 16-bit lanes (at most 16320), the two rows added
+        const __m128i k32 = _mm_set1_epi8(32);
+        const auto sum = [k32](__m128i a, __m128i b) {
+            return _mm_add_epi16(_mm_maddubs_epi16(a, k32), _mm_maddubs_epi16(b, k32));
         };
         __m128i cb, cr;
         Rc::chroma(sum(ra, rb), sum(ga, gb), sum(ba, bb), cb, cr);

@@ -147,6 +147,21 @@ inline __m128i lumaUHigh_v(__m128i r8, __m128i g8, __m128i b8) {
     return _mm_srli_epi16(s, 7);
 }
 
+// Luma of sixteen pixels as bytes (lanes of pixels 0-7, then 8-15).  No sum
+// reaches the top of the unsigned range (at most 28038 + 2112), so the
+// saturating additions add plainly, and (s + 2112) >> 7 is
+// ((s + 64) >> 7) + 16: the rounding multiply by 256 takes the first part,
+// a byte addition after the pack the offset.
+inline __m128i lumaUHighBytes_v(__m128i r8lo, __m128i g8lo, __m128i b8lo, __m128i r8hi, __m128i g8hi, __m128i b8hi) {
+    const auto part = [](__m128i r8, __m128i g8, __m128i b8) {
+        const __m128i s = _mm_add_epi16(_mm_add_epi16(_mm_mulhi_epu16(r8, u16(kUHiYR)), _mm_mulhi_epu16(g8, u16(kUHiYG))),
+                                        _mm_mulhi_epu16(b8, u16(kUHiYB)));
+        return _mm_mulhrs_epi16(s, _mm_set1_epi16(256));
+    };
+    static_assert(kUHiYAdd == 16 * 128 + 64);
+    return _mm_add_epi8(_mm_packus_epi16(part(r8lo, g8lo, b8lo), part(r8hi, g8hi, b8hi)), _mm_set1_epi8(16));
+}
+
 // Chroma from block sums << 5.  The addend goes in before the negative
 // products are taken off, so no unsigned step ever goes below zero.
 inline void chromaUHigh_v(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
