@@ -68,22 +68,26 @@ namespace cel::cs {
 // ---- Pieces the kernels share ---------------------------------------------------
 // Four float pixels of three channels (12 floats) -> one vector per channel.
 inline void split3x4f(const float* p, __m128& c0, __m128& c1, __m128& c2) {
+    // a = 0a 0b 0c 1a, b = 1b 1c 2a 2b, c = 2c 3a 3b 3c: two blends gather a
+    // channel in a rotated order, one shuffle puts it in pixel order
     const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8);
-    c0 = _mm_shuffle_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 3, 0)), _mm_shuffle_ps(b, c, _MM_SHUFFLE(1, 1, 2, 2)),
-                        _MM_SHUFFLE(2, 0, 1, 0));
-    c1 = _mm_shuffle_ps(_mm_shuffle_ps(a, b, _MM_SHUFFLE(0, 0, 1, 1)), _mm_shuffle_ps(b, c, _MM_SHUFFLE(2, 2, 3, 3)),
-                        _MM_SHUFFLE(2, 0, 2, 0));
-    c2 = _mm_shuffle_ps(_mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 1, 2, 2)), _mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 3, 0, 0)),
-                        _MM_SHUFFLE(2, 0, 2, 0));
+    const __m128 x = _mm_blend_ps(_mm_blend_ps(a, b, 0x4), c, 0x2);  // pixels 0 3 2 1
+    const __m128 y = _mm_blend_ps(_mm_blend_ps(a, b, 0x9), c, 0x4);  // pixels 1 0 3 2
+    const __m128 z = _mm_blend_ps(_mm_blend_ps(a, b, 0x2), c, 0x9);  // pixels 2 1 0 3
+    c0 = _mm_shuffle_ps(x, x, _MM_SHUFFLE(1, 2, 3, 0));
+    c1 = _mm_shuffle_ps(y, y, _MM_SHUFFLE(2, 3, 0, 1));
+    c2 = _mm_shuffle_ps(z, z, _MM_SHUFFLE(3, 0, 1, 2));
 }
 
-// One vector per channel -> four float pixels of three channels.
+// One vector per channel -> four float pixels of three channels: the same
+// rotations backwards, then two blends a store.
 inline void join3x4f(float* p, __m128 c0, __m128 c1, __m128 c2) {
-    const __m128 lo = _mm_unpacklo_ps(c0, c1), hi = _mm_unpackhi_ps(c0, c1);  // c0 c1 pairs
-    _mm_storeu_ps(p, _mm_shuffle_ps(lo, _mm_shuffle_ps(c2, lo, _MM_SHUFFLE(2, 2, 0, 0)), _MM_SHUFFLE(2, 0, 1, 0)));
-    _mm_storeu_ps(p + 4, _mm_shuffle_ps(_mm_shuffle_ps(lo, c2, _MM_SHUFFLE(1, 1, 3, 3)), hi, _MM_SHUFFLE(1, 0, 2, 0)));
-    _mm_storeu_ps(p + 8, _mm_shuffle_ps(_mm_shuffle_ps(c2, hi, _MM_SHUFFLE(2, 2, 2, 2)),
-                                        _mm_shuffle_ps(hi, c2, _MM_SHUFFLE(3, 3, 3, 3)), _MM_SHUFFLE(2, 0, 2, 0)));
+    const __m128 x = _mm_shuffle_ps(c0, c0, _MM_SHUFFLE(1, 2, 3, 0));  // pixels 0 3 2 1
+    const __m128 y = _mm_shuffle_ps(c1, c1, _MM_SHUFFLE(2, 3, 0, 1));  // pixels 1 0 3 2
+    const __m128 z = _mm_shuffle_ps(c2, c2, _MM_SHUFFLE(3, 0, 1, 2));  // pixels 2 1 0 3
+    _mm_storeu_ps(p, _mm_blend_ps(_mm_blend_ps(x, y, 0x2), z, 0x4));
+    _mm_storeu_ps(p + 4, _mm_blend_ps(_mm_blend_ps(y, z, 0x2), x, 0x4));
+    _mm_storeu_ps(p + 8, _mm_blend_ps(_mm_blend_ps(z, x, 0x2), y, 0x4));
 }
 
 // Four float pixels of four channels -> the first three, one vector each.
