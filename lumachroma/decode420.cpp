@@ -16,6 +16,8 @@
 // read nor written, and the status warns.  4:1:1 forms decode every pixel.
 #include <smmintrin.h>
 
+#include <type_traits>
+
 #include "frame/image.h"
 #include "frame/simd.h"
 #include "frame/status.h"
@@ -48,6 +50,11 @@ struct Out {
     uint8_t* d;
     __m128i alpha;
     uint8_t alphaByte;
+    // sixteen pixels from channel vectors in even/odd order (C3 only)
+    void put16EvenOdd(int x, __m128i r, __m128i g, __m128i b) const {
+        static_assert(Bytes == 3);
+        cel::simd::join3x16EvenOdd(d + 3 * x, Bgr ? b : r, g, Bgr ? r : b);
+    }
     void put16(int x, __m128i r, __m128i g, __m128i b) const {
         if constexpr (Bytes == 3)
             cel::simd::join3x16(d + 3 * x, Bgr ? b : r, g, Bgr ? r : b);
@@ -113,6 +120,7 @@ struct PairedChroma {
 // their (duplicated) terms; px(): the tail's scalar rule.
 template <const dec::FoldedSet& S>
 struct Folded {
+    static constexpr bool kEvenOdd = false;
     using Terms = dec::FoldedTerms;
     static Terms terms(__m128i cb7, __m128i cr7) { return dec::foldedTerms_v<S>(cb7, cr7); }
     static Terms dup(const Terms& t, bool hi) {
@@ -128,6 +136,7 @@ struct Folded {
 // minus 16, all << 7; the chroma is duplicated before the recipe runs.
 template <void (*Dec)(__m128i, __m128i, __m128i, __m128i&, __m128i&, __m128i&), const dec::ScalarSet& Tail>
 struct Offset {
+    static constexpr bool kEvenOdd = false;
     struct Terms {
         __m128i cb, cr;
     };
@@ -148,7 +157,22 @@ struct Offset {
 
 using FoldedYCbCr = Folded<dec::kFoldedYCbCr>;
 using FoldedYCrCb = Folded<dec::kFoldedYCrCb>;
-using NarrowB = Offset<dec::narrow_v<true>, dec::kSetB>;
+// The narrow recipe also runs on lanes of even and odd pixels: both halves
+// of a 2x2 block's row meet the same chroma sample in the same lane, so the
+// chroma needs no duplication.
+struct NarrowB : Offset<dec::narrow_v<true>, dec::kSetB> {
+    static constexpr bool kEvenOdd = true;
+    // Sixteen pixels of one row (bytes y) with eight chroma samples (lanes
+    // (C - 128) << 7), packed in even/odd order.
+    static void pixels16EvenOdd(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
+        __m128i re, ge, be, ro, go, bo;
+        dec::narrow_v<true, true>(dec::lumaNegFromBytes<false>(y), cb, cr, re, ge, be);
+        dec::narrow_v<true, true>(dec::lumaNegFromBytes<true>(y), cb, cr, ro, go, bo);
+        r = _mm_packus_epi16(re, ro);
+        g = _mm_packus_epi16(ge, go);
+        b = _mm_packus_epi16(be, bo);
+    }
+};
 using WideB = Offset<dec::wide_v, dec::kSetB>;
 
 // Eight pixels of one luma row from terms already duplicated.
@@ -169,7 +193,17 @@ template <class Rc, class Ch, class O, bool Eight>
 void y8_innerRowPair420(const uint8_t* y0, const uint8_t* y1, const Ch& ch, const O& o0, const O& o1, int n) {
     int i = 0;
     // body: eight chroma samples, sixteen pixels of both rows
-    if (Eight)
+    if constexpr (Eight && Rc::kEvenOdd && std::is_same_v<Ch, PlanarChroma>)
+        for (; i + 8 <= n; i += 8) {
+            const __m128i cb = dec::chromaFromSignedLow8(dec::signedChroma(loadl(ch.cb + i)));
+            const __m128i cr = dec::chromaFromSignedLow8(dec::signedChroma(loadl(ch.cr + i)));
+            for (int row = 0; row < 2; ++row) {
+                __m128i r, g, b;
+                Rc::pixels16EvenOdd(loadu((row ? y1 : y0) + 2 * i), cb, cr, r, g, b);
+                (row ? o1 : o0).put16EvenOdd(2 * i, r, g, b);
+            }
+        }
+    else if (Eight)
         for (; i + 8 <= n; i += 8) {
             __m128i cb, cr;
             ch.get8(i, cb, cr);

@@ -51,6 +51,10 @@ inline __m128i chromaFromSignedBytes(__m128i c) {
     return _mm_maddubs_epi16(k, c);
 }
 inline __m128i signedChroma(__m128i c) { return _mm_xor_si128(c, _mm_set1_epi8(-128)); }
+// The low eight signed bytes C - 128 as lanes (C - 128) << 7.
+inline __m128i chromaFromSignedLow8(__m128i c) {
+    return _mm_srai_epi16(_mm_unpacklo_epi8(_mm_setzero_si128(), c), 1);
+}
 
 // ---- Narrow recipe (Q12, shift 3) -----------------------------------------
 inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, kNarrowCrG = 3330, kNarrowCbB = 8263;
