@@ -165,12 +165,7 @@ struct NarrowB : Offset<dec::narrow_v<true>, dec::kSetB> {
     // Sixteen pixels of one row (bytes y) with eight chroma samples (lanes
     // (C - 128) << 7), packed in even/odd order.
     static void pixels16EvenOdd(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
-        __m128i re, ge, be, ro, go, bo;
-        dec::narrow_v<true, true>(dec::lumaNegFromBytes<false>(y), cb, cr, re, ge, be);
-        dec::narrow_v<true, true>(dec::lumaNegFromBytes<true>(y), cb, cr, ro, go, bo);
-        r = _mm_packus_epi16(re, ro);
-        g = _mm_packus_epi16(ge, go);
-        b = _mm_packus_epi16(be, bo);
+        dec::narrowEvenOdd_v(y, cb, cr, cb, cr, r, g, b);
     }
 };
 using WideB = Offset<dec::wide_v, dec::kSetB>;

@@ -74,6 +74,19 @@ inline void narrow_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, 
     b = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbB))), 3);
 }
 
+// Sixteen pixels by the narrow recipe from their luma bytes and the chroma
+// lanes of the even and of the odd pixels; results packed to bytes in
+// even/odd order (pixels 0, 2, .., 14, then 1, 3, .., 15).
+inline void narrowEvenOdd_v(__m128i y, __m128i cbE, __m128i crE, __m128i cbO, __m128i crO, __m128i& r, __m128i& g,
+                            __m128i& b) {
+    __m128i re, ge, be, ro, go, bo;
+    narrow_v<true, true>(lumaNegFromBytes<false>(y), cbE, crE, re, ge, be);
+    narrow_v<true, true>(lumaNegFromBytes<true>(y), cbO, crO, ro, go, bo);
+    r = _mm_packus_epi16(re, ro);
+    g = _mm_packus_epi16(ge, go);
+    b = _mm_packus_epi16(be, bo);
+}
+
 // ---- Wide recipe (Q13, shift 4) --------------------------------------------
 inline constexpr int16_t kWideY = 9535, kWideCrR = 13074, kWideCrG = 6660, kWideCbG = 3211, kWideCbB = 16523;
 

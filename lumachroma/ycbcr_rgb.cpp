@@ -50,14 +50,8 @@ inline void decode16(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, 
 inline void decode16EvenOdd(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
     namespace dec = cel::dec;
     const __m128i sb = dec::signedChroma(cb), sr = dec::signedChroma(cr);
-    __m128i re, ge, be, ro, go, bo;
-    dec::narrow_v<true, true>(dec::lumaNegFromBytes<false>(y), dec::chromaFromSignedBytes<false>(sb),
-                              dec::chromaFromSignedBytes<false>(sr), re, ge, be);
-    dec::narrow_v<true, true>(dec::lumaNegFromBytes<true>(y), dec::chromaFromSignedBytes<true>(sb),
-                              dec::chromaFromSignedBytes<true>(sr), ro, go, bo);
-    r = _mm_packus_epi16(re, ro);
-    g = _mm_packus_epi16(ge, go);
-    b = _mm_packus_epi16(be, bo);
+    dec::narrowEvenOdd_v(y, dec::chromaFromSignedBytes<false>(sb), dec::chromaFromSignedBytes<false>(sr),
+                         dec::chromaFromSignedBytes<true>(sb), dec::chromaFromSignedBytes<true>(sr), r, g, b);
 }
 
 // Eight pixels from three 8-byte rows; results in the low halves.
