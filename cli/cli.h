@@ -56,7 +56,7 @@ public:
     virtual int64_t frameCount() const { return 1; }
     std::string file;
 };
-enum class Kind { Unknown, Png, Jpeg, Pnm, Y4m, Raw, Camera };
+enum class Kind { Unknown, Png, Jpeg, Pnm, Y4m, Raw, Camera, Npy };
 Kind kindOfInput(const std::string& file);  // by content, then by name
 Kind kindOfOutput(const std::string& file); // by name
 std::unique_ptr<Source> openSource(const std::string& file, const RawSpec& raw);
@@ -67,6 +67,9 @@ Picture readJpeg(const std::string& file);
 Picture readPnm(const std::string& file, bool anyMaxval);
 std::unique_ptr<Source> openY4m(const std::string& file);
 std::unique_ptr<Source> openRaw(const std::string& file, const RawSpec& raw);
+// A NumPy .npy array as a picture of `format`, or, with format -1, of the
+// one-plane format its dtype and shape name (gray, RGB, RGBA).
+Picture readNpy(const std::string& file, int format);
 bool cameraRawSupported();
 // Camera raw through LibRaw: the visible sensor area as GRAY16 with black and
 // white levels applied (0..65535), and the Bayer grid of its first pixel.
@@ -95,6 +98,8 @@ private:
 std::vector<uint8_t> encodePng(const Picture& p, const std::string& file);
 std::vector<uint8_t> encodePnm(const Picture& p, const std::string& file);
 std::string y4mHeader(const Picture& p, const std::string& file);
+std::vector<uint8_t> encodeNpy(const Picture& p, const std::string& file);
+bool npyCanHold(int format);
 bool pngCanHold(int format);
 bool pnmCanHold(int format);
 bool y4mCanHold(int format);

@@ -295,6 +295,7 @@ Kind kindOfOutput(const std::string& file) {
     if (e == "png") return Kind::Png;
     if (e == "pgm" || e == "ppm" || e == "pnm" || e == "pam") return Kind::Pnm;
     if (e == "y4m") return Kind::Y4m;
+    if (e == "npy") return Kind::Npy;
     if (e == "yuv" || e == "raw" || e == "bin" || celccfmt_format_find(e.c_str()) >= 0) return Kind::Raw;
     return Kind::Unknown;
 }
@@ -312,6 +313,7 @@ Kind kindOfInput(const std::string& file) {
     if (n >= 3 && m[0] == 0xFF && m[1] == 0xD8 && m[2] == 0xFF) return Kind::Jpeg;
     if (n >= 2 && m[0] == 'P' && m[1] >= '1' && m[1] <= '7') return Kind::Pnm;
     if (n >= 9 && std::memcmp(m, "YUV4MPEG2", 9) == 0) return Kind::Y4m;
+    if (n >= 6 && std::memcmp(m, "\x93NUMPY", 6) == 0) return Kind::Npy;
     if (isCameraExt(e)) return Kind::Camera;
     if (n >= 4 && (std::memcmp(m, "II*\0", 4) == 0 || std::memcmp(m, "MM\0*", 4) == 0)) return Kind::Camera;
     if (e == "yuv" || e == "raw" || e == "bin" || celccfmt_format_find(e.c_str()) >= 0) return Kind::Raw;
@@ -346,6 +348,7 @@ std::unique_ptr<Source> openSource(const std::string& file, const RawSpec& raw) 
     case Kind::Pnm: s = std::make_unique<OnePicture>(readPnm(file, false)); break;
     case Kind::Y4m: s = openY4m(file); break;
     case Kind::Raw: s = openRaw(file, raw); break;
+    case Kind::Npy: s = std::make_unique<OnePicture>(readNpy(file, raw.format)); break;
     case Kind::Camera: fail(file, "a camera raw file is a mosaic: use `celcc demosaic`");
     default: fail(file, "unknown input format (expected PNG, JPEG, PNM/PAM, Y4M, or raw YUV with --size and --pix-fmt)");
     }
@@ -381,7 +384,9 @@ void Sink::put(const Picture& p) {
             const size_t dot = name.rfind('.');
             name.insert(dot == std::string::npos ? name.size() : dot, num);
         }
-        const std::vector<uint8_t> bytes = kind_ == Kind::Png ? encodePng(p, name) : encodePnm(p, name);
+        const std::vector<uint8_t> bytes = kind_ == Kind::Png   ? encodePng(p, name)
+                                           : kind_ == Kind::Npy ? encodeNpy(p, name)
+                                                                : encodePnm(p, name);
         files_.push_back(std::make_unique<OutputFile>(name, force_));
         files_.back()->write(bytes.data(), bytes.size());
         files_.back()->finish();

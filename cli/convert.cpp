@@ -41,6 +41,7 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
             if (f.alignWidth == 1 && f.alignHeight == 1) return celFmt_I444;
         }
         return celFmt_I420;
+    case Kind::Npy: return npyCanHold(in) ? in : -1;
     case Kind::Raw: {
         const size_t dot = path.rfind('.');
         const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
@@ -53,10 +54,13 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
 }
 
 void checkTarget(Kind kind, int target, const std::string& path) {
-    const bool ok = kind == Kind::Raw || (kind == Kind::Y4m ? y4mCanHold(target) : pngCanHold(target));
+    const bool ok = kind == Kind::Raw || (kind == Kind::Y4m   ? y4mCanHold(target)
+                                          : kind == Kind::Npy ? npyCanHold(target)
+                                                              : pngCanHold(target));
     if (!ok) {
-        const char* what = kind == Kind::Y4m ? "Y4M holds I420, I422, I444, I411 and GRAY8"
-                                             : "PNG and PNM hold 8- and 16-bit gray, RGB, RGBA and the packed XYZ, LUV, Lab, HSV, HLS formats";
+        const char* what = kind == Kind::Y4m   ? "Y4M holds I420, I422, I444, I411 and GRAY8"
+                           : kind == Kind::Npy ? ".npy holds formats of one plane or of full-size planes"
+                                               : "PNG and PNM hold 8- and 16-bit gray, RGB, RGBA and the packed XYZ, LUV, Lab, HSV, HLS formats";
         fail(path, formatName(target) + " cannot be written in this file type (" + what + ")");
     }
 }
@@ -249,7 +253,8 @@ int wantedFormat(const std::string& name, int in) {
     const int named = findFormat(name, "--to");
     const CelFmtFormat& n = *celccfmt_format(named);
     const CelFmtFormat& f = *celccfmt_format(in);
-    if (n.sample == f.sample) return named;
+    // signed planes (YCoCg) are no picture depth: the named format stands
+    if (n.sample == f.sample || n.sample == celFmtSample16s || n.sample == celFmtSample32s) return named;
     for (int id = 0; id < celccfmt_format_count(); ++id) {
         const CelFmtFormat& c = *celccfmt_format(id);
         if (c.model == n.model && c.sample == f.sample && c.channels == n.channels && c.planeCount == n.planeCount) return id;
@@ -342,6 +347,10 @@ bool rawByName(const std::string& path) {
     return e == "yuv" || e == "raw" || e == "bin" || celccfmt_format_find(e.c_str()) >= 0;
 }
 
+bool npyByName(const std::string& path) {
+    return path.size() > 4 && path.compare(path.size() - 4, 4, ".npy") == 0;
+}
+
 std::string stemOf(const std::string& path) {
     const size_t slash = path.rfind('/');
     std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
@@ -378,8 +387,10 @@ int runConvert(const ConvertOptions& o) {
         if (j.kind == Kind::Unknown)
             fail(j.out, "unknown output type (png, pgm/ppm/pnm/pam, y4m, yuv, or a pixel format name as extension)");
 
-    // --pix-fmt names the raw side: the input when it is raw, else the output.
-    const bool rawIn = std::all_of(jobs.begin(), jobs.end(), [](const Job& j) { return rawByName(j.in); });
+    // --pix-fmt names the raw side: the input when it is raw (or a .npy
+    // array, whose dtype and shape do not tell every format), else the output.
+    const bool npyIn = std::all_of(jobs.begin(), jobs.end(), [](const Job& j) { return npyByName(j.in); });
+    const bool rawIn = npyIn || std::all_of(jobs.begin(), jobs.end(), [](const Job& j) { return rawByName(j.in); });
     int inFmt = o.inPixFmt.empty() ? -1 : findFormat(o.inPixFmt, "--in-pix-fmt");
     int outFmt = o.outPixFmt.empty() ? -1 : findFormat(o.outPixFmt, "--out-pix-fmt");
     if (!o.pixFmt.empty()) {
@@ -394,8 +405,8 @@ int runConvert(const ConvertOptions& o) {
     }
     if (!o.to.empty() && o.outDir.empty() && outFmt >= 0) fail("--to", "give the output format once (--to or --out-pix-fmt)");
     raw.format = inFmt;
-    if (raw.width > 0 && !rawIn) fail("--size", "only raw inputs take --size and --pix-fmt");
-    if (raw.format >= 0 && raw.width <= 0) fail("--pix-fmt", "a raw input also needs --size WxH");
+    if (raw.width > 0 && (!rawIn || npyIn)) fail("--size", "only raw inputs take --size and --pix-fmt");
+    if (raw.format >= 0 && raw.width <= 0 && !npyIn) fail("--pix-fmt", "a raw input also needs --size WxH");
     if (raw.width > 0 && raw.format < 0) fail("--size", "a raw input also needs --pix-fmt");
 
     std::atomic<int> failures{0};

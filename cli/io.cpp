@@ -8,6 +8,7 @@
 
 #include <jpeglib.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -43,6 +44,117 @@ void swap16(uint8_t* p, size_t bytes) {
 }
 
 }  // namespace
+
+// ---- NumPy .npy -----------------------------------------------------------------------
+//
+// A picture as one little-endian array: a one-plane format as (H, W) or
+// (H, W, samples a pixel), a format of full-size planes (YCoCg, I444) as
+// (planes, H, W).  The bytes are the picture's own, planes one after the
+// other.
+
+namespace {
+
+const char* npyDescr(const CelFmtFormat& f) {
+    switch (f.sample) {
+    case celFmtSample8u: return "|u1";
+    case celFmtSample16u: return "<u2";
+    case celFmtSample16s: return "<i2";
+    case celFmtSample32s: return "<i4";
+    case celFmtSample32f: return "<f4";
+    default: return nullptr;
+    }
+}
+
+// The array's shape for a w x h picture: empty if the format has none.
+std::vector<int64_t> npyShape(int format, int64_t w, int64_t h) {
+    const CelFmtFormat& f = *celccfmt_format(format);
+    if (f.planeCount == 1 && f.plane[0].unitWidth == 1 && f.plane[0].unitHeight == 1) {
+        const int per = f.plane[0].unitBytes / f.sampleBytes;
+        return per == 1 ? std::vector<int64_t>{h, w} : std::vector<int64_t>{h, w, per};
+    }
+    for (int i = 0; i < f.planeCount; ++i)
+        if (f.plane[i].unitWidth != 1 || f.plane[i].unitHeight != 1 || f.plane[i].unitBytes != f.sampleBytes) return {};
+    return {f.planeCount, h, w};
+}
+
+}  // namespace
+
+bool npyCanHold(int f) { return npyDescr(*celccfmt_format(f)) && !npyShape(f, 1, 1).empty(); }
+
+std::vector<uint8_t> encodeNpy(const Picture& p, const std::string& file) {
+    if (!npyCanHold(p.format)) fail(file, ".npy holds formats of one plane or of full-size planes, not " + formatName(p.format));
+    if (!hostIsLittle()) fail(file, ".npy output needs a little-endian host");
+    std::string shape;
+    for (int64_t d : npyShape(p.format, p.width, p.height)) shape += (shape.empty() ? "" : ", ") + std::to_string(d);
+    std::string dict = std::string("{'descr': '") + npyDescr(p.info()) + "', 'fortran_order': False, 'shape': (" + shape + "), }";
+    const size_t total = (10 + dict.size() + 1 + 63) / 64 * 64;
+    dict.append(total - 10 - dict.size() - 1, ' ');
+    dict += '\n';
+    std::vector<uint8_t> out(10 + dict.size() + p.data.size());
+    const uint8_t magic[10] = {0x93, 'N', 'U', 'M', 'P', 'Y', 1, 0, uint8_t(dict.size() & 0xFF), uint8_t(dict.size() >> 8)};
+    std::memcpy(out.data(), magic, 10);
+    std::memcpy(out.data() + 10, dict.data(), dict.size());
+    if (!p.data.empty()) std::memcpy(out.data() + 10 + dict.size(), p.data.data(), p.data.size());
+    return out;
+}
+
+Picture readNpy(const std::string& file, int format) {
+    const std::vector<uint8_t> bytes = readWhole(file);
+    if (bytes.size() < 10 || std::memcmp(bytes.data(), "\x93NUMPY", 6) != 0) fail(file, "not a NumPy .npy file");
+    const int major = bytes[6];
+    const size_t lenBytes = major == 1 ? 2 : 4, start = 8 + lenBytes;
+    if (major < 1 || major > 3 || bytes.size() < start) fail(file, "unknown .npy version");
+    size_t hlen = 0;
+    for (size_t i = 0; i < lenBytes; ++i) hlen |= size_t(bytes[8 + i]) << (8 * i);
+    if (bytes.size() < start + hlen) fail(file, "truncated .npy header");
+    const std::string head(bytes.begin() + long(start), bytes.begin() + long(start + hlen));
+    const auto value = [&](const std::string& key) {
+        const size_t k = head.find("'" + key + "'");
+        if (k == std::string::npos) fail(file, ".npy header without " + key);
+        const size_t colon = head.find(':', k);
+        return head.substr(colon + 1);
+    };
+    const std::string descr = value("descr"), order = value("fortran_order"), shapeText = value("shape");
+    if (order.find("False") != 0 && order.find(" False") != 0) fail(file, "a Fortran-ordered .npy array is not read");
+    std::vector<int64_t> shape;
+    for (size_t i = shapeText.find('(') + 1; i < shapeText.size() && shapeText[i] != ')';) {
+        if (std::isdigit(static_cast<unsigned char>(shapeText[i]))) {
+            size_t used = 0;
+            shape.push_back(std::stoll(shapeText.substr(i), &used));
+            i += used;
+        } else {
+            ++i;
+        }
+    }
+    const size_t q = descr.find('\'');
+    const std::string type = q == std::string::npos ? "" : descr.substr(q + 1, 3);
+    if (format < 0) {
+        // one plane, from the dtype and the samples a pixel
+        const int per = shape.size() == 3 ? int(shape[2]) : 1;
+        const char* names[][3] = {{"|u1", "GRAY8", "RGB24"}, {"<u2", "GRAY16", "RGB48"}, {"<f4", "GRAYF32", "RGBF32"}};
+        for (const auto& n : names)
+            if (type == n[0] && shape.size() >= 2 && (per == 1 || per == 3))
+                format = celccfmt_format_find(per == 1 ? n[1] : n[2]);
+        if (type == "|u1" && per == 4) format = celFmt_RGBA;
+        if (type == "<u2" && per == 4) format = celFmt_RGBA64;
+        if (format < 0) fail(file, "give the pixel format of this .npy array with --pix-fmt (dtype " + type + ", " +
+                                       std::to_string(shape.size()) + " dimensions)");
+    }
+    if (!npyCanHold(format)) fail(file, formatName(format) + " is not read from .npy");
+    const CelFmtFormat& f = *celccfmt_format(format);
+    const bool planes = f.planeCount > 1;
+    if (shape.size() < 2 || (planes && shape.size() != 3)) fail(file, ".npy shape does not fit " + formatName(format));
+    const int64_t h = planes ? shape[1] : shape[0], w = planes ? shape[2] : shape[1];
+    if (type != npyDescr(f) || npyShape(format, w, h) != shape)
+        fail(file, ".npy array (" + type + ") does not hold " + formatName(format) + " (" + npyDescr(f) + ")");
+    if (!hostIsLittle() && f.sampleBytes > 1) fail(file, ".npy input needs a little-endian host");
+    checkSize(w, h, file);
+    Picture p;
+    p.alloc(format, int(w), int(h), file);
+    if (bytes.size() - start - hlen < p.bytes()) fail(file, "truncated .npy data");
+    std::memcpy(p.data.data(), bytes.data() + start + hlen, p.bytes());
+    return p;
+}
 
 // ---- PNG ----------------------------------------------------------------------------
 

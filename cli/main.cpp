@@ -31,9 +31,9 @@ int main(int argc, char** argv) {
     convert->add_option("files", co.inputs, "IN OUT, or IN... with --out-dir")->required();
     convert->add_option("--out-dir", co.outDir, "Directory for the outputs of several inputs");
     convert->add_option("--to", co.to,
-                        "With --out-dir: the output extension (png, ppm, y4m, yuv, nv12, ...; default png). Else the "
-                        "colour model or pixel format of the output (hsv, hls, luv, lab, xyz, ...), in the input's "
-                        "depth where the model has it");
+                        "With --out-dir: the output extension (png, ppm, y4m, npy, yuv, nv12, ...; default png). Else the "
+                        "colour model or pixel format of the output (hsv, hls, luv, lab, xyz, ycocg, ycocg-rev, ...), in "
+                        "the input's depth where the model has it");
     convert->add_option("--pix-fmt", co.pixFmt,
                         "Pixel format of the raw side: the input when it is raw, else the output (i420, nv12, yuy2, "
                         "rgb24, xyz48, ...; `celcc list --formats`)");

@@ -16,7 +16,11 @@ int runList(const std::string& pattern, bool formats, bool edges) {
         for (int i = 0; i < celccfmt_format_count(); ++i) {
             const CelFmtFormat& f = *celccfmt_format(i);
             if (!globMatch(pattern, f.name) && !globMatch(pattern, f.aliases)) continue;
-            const char* type = f.sample == celFmtSample8u ? "8u" : f.sample == celFmtSample16u ? "16u" : "32f";
+            const char* type = f.sample == celFmtSample8u    ? "8u"
+                               : f.sample == celFmtSample16u ? "16u"
+                               : f.sample == celFmtSample16s ? "16s"
+                               : f.sample == celFmtSample32s ? "32s"
+                                                             : "32f";
             char align[16];
             std::snprintf(align, sizeof align, "%dx%d", f.alignWidth, f.alignHeight);
             std::printf("%-8s %-18s %-4s %-6s %s\n", f.name, f.aliases, type, align, f.doc);

@@ -6,18 +6,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
 // ---- Formats -------------------------------------------------------------------
 
-constexpr int32_t sampleOf8U = celFmtSample8u, sampleOf16U = celFmtSample16u, sampleOf32F = celFmtSample32f;
-constexpr int32_t bytesOf8U = 1, bytesOf16U = 2, bytesOf32F = 4;
+constexpr int32_t sampleOf8U = celFmtSample8u, sampleOf16U = celFmtSample16u, sampleOf32F = celFmtSample32f,
+                  sampleOf16S = celFmtSample16s, sampleOf32S = celFmtSample32s;
+constexpr int32_t bytesOf8U = 1, bytesOf16U = 2, bytesOf32F = 4, bytesOf16S = 2, bytesOf32S = 4;
 constexpr int32_t modelOfRGB = celFmtModelRGB, modelOfBGR = celFmtModelBGR, modelOfGRAY = celFmtModelGray,
                   modelOfYCBCR = celFmtModelYCbCr, modelOfXYZ = celFmtModelXYZ,
                   modelOfLUV = celFmtModelLUV, modelOfLAB = celFmtModelLab, modelOfHSV = celFmtModelHSV,
                   modelOfHLS = celFmtModelHLS, modelOfYCC = celFmtModelYCC,
-                  modelOfYUV = celFmtModelYUV;
+                  modelOfYUV = celFmtModelYUV, modelOfYCOCG = celFmtModelYCoCg;
 
 const CelFmtFormat kFormats[] = {
 #define CEL_FORMAT(id, aliases, sample, model, channels, aw, ah, planes, b0, w0, h0, b1, w1, h1, b2, w2, h2, doc) \
@@ -51,6 +53,9 @@ template <> constexpr uint8_t opaque<uint8_t>() { return 255; }
 template <> constexpr uint16_t opaque<uint16_t>() { return 65535; }
 template <> constexpr int opaque<int>() { return 255; }
 template <> constexpr float opaque<float>() { return 1.0f; }
+// An alpha argument of type A for pixels of type D: signed 16-bit pixels
+// take the largest positive value, the others the opaque value of A.
+template <class D, class A> constexpr A opaqueFor() { return std::is_same_v<D, int16_t> ? A(32767) : opaque<A>(); }
 
 template <class T> const T* in(const Side& x, int i) { return reinterpret_cast<const T*>(x.p[i]); }
 template <class T> T* out(const Side& x, int i) { return reinterpret_cast<T*>(x.p[i]); }
@@ -65,22 +70,23 @@ CelStatus PACKED_PACKED(CelStatus (*f)(const S*, int, D*, int, CelSize, A), cons
     return f(in<S>(s, 0), s.s[0], out<D>(d, 0), d.s[0], z, opaque<A>());
 }
 // (src, srcStep, dst[3], dstStep, size): one step for every plane
-CelStatus PACKED_PLANES1(CelStatus (*f)(const uint8_t*, int, uint8_t**, int, CelSize), const Side& s, const Side& d,
-                         CelSize z) {
-    uint8_t* dp[3] = {d.p[0], d.p[1], d.p[2]};
-    return f(s.p[0], s.s[0], dp, d.s[0], z);
+template <class S, class D>
+CelStatus PACKED_PLANES1(CelStatus (*f)(const S*, int, D**, int, CelSize), const Side& s, const Side& d, CelSize z) {
+    D* dp[3] = {out<D>(d, 0), out<D>(d, 1), out<D>(d, 2)};
+    return f(in<S>(s, 0), s.s[0], dp, d.s[0], z);
 }
 // (src[3], srcStep, dst, dstStep, size[, alpha])
-CelStatus PLANES1_PACKED(CelStatus (*f)(const uint8_t* const*, int, uint8_t*, int, CelSize), const Side& s,
-                         const Side& d, CelSize z) {
-    const uint8_t* sp[3] = {s.p[0], s.p[1], s.p[2]};
-    return f(sp, s.s[0], d.p[0], d.s[0], z);
+template <class S, class D>
+CelStatus PLANES1_PACKED(CelStatus (*f)(const S* const*, int, D*, int, CelSize), const Side& s, const Side& d,
+                         CelSize z) {
+    const S* sp[3] = {in<S>(s, 0), in<S>(s, 1), in<S>(s, 2)};
+    return f(sp, s.s[0], out<D>(d, 0), d.s[0], z);
 }
-template <class A>
-CelStatus PLANES1_PACKED(CelStatus (*f)(const uint8_t* const*, int, uint8_t*, int, CelSize, A), const Side& s,
-                         const Side& d, CelSize z) {
-    const uint8_t* sp[3] = {s.p[0], s.p[1], s.p[2]};
-    return f(sp, s.s[0], d.p[0], d.s[0], z, opaque<A>());
+template <class S, class D, class A>
+CelStatus PLANES1_PACKED(CelStatus (*f)(const S* const*, int, D*, int, CelSize, A), const Side& s, const Side& d,
+                         CelSize z) {
+    const S* sp[3] = {in<S>(s, 0), in<S>(s, 1), in<S>(s, 2)};
+    return f(sp, s.s[0], out<D>(d, 0), d.s[0], z, opaqueFor<D, A>());
 }
 // (src, srcStep, dst[3], dstStep[3], size)
 CelStatus PACKED_PLANES(CelStatus (*f)(const uint8_t*, int, uint8_t**, int*, CelSize), const Side& s, const Side& d,

@@ -25,7 +25,13 @@ extern "C" {
 #define CELCCFMT_API __attribute__((visibility("default")))
 
 /* Sample types and colour models of a format. */
-typedef enum CelFmtSample { celFmtSample8u = 1, celFmtSample16u = 2, celFmtSample32f = 3 } CelFmtSample;
+typedef enum CelFmtSample {
+    celFmtSample8u = 1,
+    celFmtSample16u = 2,
+    celFmtSample32f = 3,
+    celFmtSample16s = 4, /* signed 16-bit */
+    celFmtSample32s = 5  /* signed 32-bit */
+} CelFmtSample;
 typedef enum CelFmtModel {
     celFmtModelRGB = 0,   /* R, G, B[, A] */
     celFmtModelBGR = 1,   /* B, G, R[, A] */
@@ -37,7 +43,8 @@ typedef enum CelFmtModel {
     celFmtModelHSV = 7,   /* hue, saturation, value */
     celFmtModelHLS = 8,   /* hue, lightness, saturation */
     celFmtModelYCC = 9,   /* photo YCC: Y, C1, C2 */
-    celFmtModelYUV = 10   /* analogue video: full-range Y, U = 0.492 (B - Y), V = 0.877 (R - Y), around 128 */
+    celFmtModelYUV = 10,  /* analogue video: full-range Y, U = 0.492 (B - Y), V = 0.877 (R - Y), around 128 */
+    celFmtModelYCoCg = 11 /* planes Y, Co, Cg */
 } CelFmtModel;
 
 /* Format ids, in the order of formats.inc: celFmt_RGB24, celFmt_I420, ... */

@@ -225,7 +225,8 @@ def _table():
     return _fmt_lib
 
 
-_SAMPLE_DTYPES = {1: np.dtype(np.uint8), 2: np.dtype(np.uint16), 3: np.dtype(np.float32)}
+_SAMPLE_DTYPES = {1: np.dtype(np.uint8), 2: np.dtype(np.uint16), 3: np.dtype(np.float32), 4: np.dtype(np.int16),
+                  5: np.dtype(np.int32)}
 
 
 def formats():

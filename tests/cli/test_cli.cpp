@@ -560,6 +560,42 @@ TEST(CliFormats, YccByExtensionAndBackEqualTheExports) {
     EXPECT_TRUE(readPng(dir + "/back.png").px == rgb);
 }
 
+// A photograph to the lifting YCoCg planes as a .npy array (the tool puts
+// the PNG's RGB bytes in BGR order for the BGR forms) and back: the planes
+// equal the export's, the way back gives the photograph exactly.
+TEST(CliFormats, YCoCgRevNpyEqualsTheExportAndComesBack) {
+    NEED_PHOTO(src, "astronaut.png");
+    const std::string dir = workDir();
+    const Png in = readPng(src);
+    ASSERT_EQ(in.channels, 3);
+    Outcome r = celcc(dir, "convert '" + src + "' planes.npy --to ycocg-rev -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiBGRToYCoCg_Rev_8u16s_C3P3R: celStatusOk"), std::string::npos) << r.err;
+    const Bytes npy = slurp(dir + "/planes.npy");
+    ASSERT_GT(npy.size(), 128u);
+    const std::string head(npy.begin() + 10, npy.begin() + 10 + (npy[8] | npy[9] << 8));
+    EXPECT_NE(head.find("'descr': '<i2'"), std::string::npos) << head;
+    EXPECT_NE(head.find("'shape': (3, " + std::to_string(in.h) + ", " + std::to_string(in.w) + ")"), std::string::npos)
+        << head;
+    Bytes bgr(in.px.size());
+    for (size_t i = 0; i < bgr.size(); i += 3) bgr[i] = in.px[i + 2], bgr[i + 1] = in.px[i + 1], bgr[i + 2] = in.px[i];
+    const size_t plane = size_t(in.w) * in.h;
+    std::vector<int16_t> ref(3 * plane);
+    int16_t* dst[3] = {ref.data(), ref.data() + plane, ref.data() + 2 * plane};
+    ASSERT_EQ(celiBGRToYCoCg_Rev_8u16s_C3P3R(bgr.data(), 3 * in.w, dst, 2 * in.w, CelSize{in.w, in.h}), celStatusOk);
+    ASSERT_EQ(npy.size() - 10 - head.size(), ref.size() * 2);
+    EXPECT_EQ(0, std::memcmp(npy.data() + 10 + head.size(), ref.data(), ref.size() * 2));
+    r = celcc(dir, "convert planes.npy back.png --pix-fmt ycocg-rev -v");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_NE(r.err.find("celiYCoCgToBGR_Rev_16s8u_P3C3R: celStatusOk"), std::string::npos) << r.err;
+    EXPECT_TRUE(readPng(dir + "/back.png").px == in.px);
+    // without the format, three planes of int16 are refused with a message
+    r = celcc(dir, "convert planes.npy again.png");
+    EXPECT_NE(r.rc, 0);
+    EXPECT_NE(r.err.find("--pix-fmt"), std::string::npos) << r.err;
+    EXPECT_FALSE(exists(dir + "/again.png"));
+}
+
 TEST(CliFormats, PnmAndJpegInputs) {
     NEED_PHOTO(src, "astronaut.png");
     const std::string dir = workDir();

@@ -310,15 +310,25 @@ template <class S, class D, class A>
 CelStatus direct(CelStatus (*f)(const S*, int, D*, int, CelSize, A), Planes s, Planes d, CelSize z) {
     return f((const S*)s.p[0], s.s[0], (D*)d.p[0], d.s[0], z, opaqueAlpha<A>());
 }
-CelStatus direct(CelStatus (*f)(const uint8_t*, int, uint8_t**, int, CelSize), Planes s, Planes d, CelSize z) {
-    return f(s.p[0], s.s[0], d.p, d.s[0], z);
+template <class S, class D>
+CelStatus direct(CelStatus (*f)(const S*, int, D**, int, CelSize), Planes s, Planes d, CelSize z) {
+    D* dp[3] = {(D*)d.p[0], (D*)d.p[1], (D*)d.p[2]};
+    return f((const S*)s.p[0], s.s[0], dp, d.s[0], z);
 }
-CelStatus direct(CelStatus (*f)(const uint8_t* const*, int, uint8_t*, int, CelSize), Planes s, Planes d, CelSize z) {
-    return f(s.p, s.s[0], d.p[0], d.s[0], z);
+template <class S, class D>
+CelStatus direct(CelStatus (*f)(const S* const*, int, D*, int, CelSize), Planes s, Planes d, CelSize z) {
+    const S* sp[3] = {(const S*)s.p[0], (const S*)s.p[1], (const S*)s.p[2]};
+    return f(sp, s.s[0], (D*)d.p[0], d.s[0], z);
 }
 CelStatus direct(CelStatus (*f)(const uint8_t* const*, int, uint8_t*, int, CelSize, uint8_t), Planes s, Planes d,
                  CelSize z) {
     return f(s.p, s.s[0], d.p[0], d.s[0], z, 255);
+}
+// alpha as an int: 255 for bytes, the largest signed value for signed 16-bit pixels
+template <class S, class D>
+CelStatus direct(CelStatus (*f)(const S* const*, int, D*, int, CelSize, int), Planes s, Planes d, CelSize z) {
+    const S* sp[3] = {(const S*)s.p[0], (const S*)s.p[1], (const S*)s.p[2]};
+    return f(sp, s.s[0], (D*)d.p[0], d.s[0], z, sizeof(D) == 1 ? 255 : 32767);
 }
 CelStatus direct(CelStatus (*f)(const uint8_t*, int, uint8_t**, int*, CelSize), Planes s, Planes d, CelSize z) {
     return f(s.p[0], s.s[0], d.p, d.s, z);
@@ -465,6 +475,28 @@ TEST(Convert, RefusesWhatItCannotDo) {
     TestImage d(celFmt_I420, 4, 4);
     EXPECT_EQ(celccfmt_convert(&c.im, &d.im, nullptr), celFmtSizeMismatch);
     EXPECT_EQ(celccfmt_convert(nullptr, &d.im, nullptr), celFmtBadImage);
+}
+
+// The lifting YCoCg planes give every pixel back; the plain ones keep
+// their own format apart (another node, other values).
+TEST(Convert, YCoCgLiftingPlanesComeBackExactly) {
+    TestImage src(celFmt_BGRA, 37, 5), planes(celFmt_YCOCGR16S, 37, 5), plain(celFmt_YCOCG16S, 37, 5),
+        back(celFmt_BGR24, 37, 5, true);
+    src.randomize(9);
+    CelFmtReport rep;
+    ASSERT_EQ(celccfmt_convert(&src.im, &planes.im, &rep), 0);
+    ASSERT_EQ(rep.count, 1);
+    EXPECT_STREQ(rep.call[0].exportName, "celiBGRToYCoCg_Rev_8u16s_C4P3R");
+    ASSERT_EQ(celccfmt_convert(&planes.im, &back.im, &rep), 0);
+    EXPECT_STREQ(rep.call[0].exportName, "celiYCoCgToBGR_Rev_16s8u_P3C3R");
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 37; ++x)
+            for (int c = 0; c < 3; ++c) ASSERT_EQ(back.row(0, y)[3 * x + c], src.row(0, y)[4 * x + c]) << x << "," << y;
+    EXPECT_TRUE(back.intact());
+    ASSERT_EQ(celccfmt_convert(&src.im, &plain.im, &rep), 0);
+    EXPECT_STREQ(rep.call[0].exportName, "celiBGRToYCoCg_8u16s_C4P3R");
+    EXPECT_EQ(celccfmt_format_find("ycocg-rev"), int(celFmt_YCOCGR16S));
+    EXPECT_EQ(celccfmt_format_find("YCoCg"), int(celFmt_YCOCG16S));
 }
 
 TEST(Convert, SameFormatCopiesTheRows) {
