@@ -158,6 +158,31 @@ CelStatus PLANES_PLANES(CelStatus (*f)(const uint8_t* const*, int*, uint8_t**, i
     return f(sp, ss, dp, ds, z);
 }
 
+// The exchange of the first and third channel (RGB and BGR orders) as a
+// colour twist: every result is one sample times 1 plus zeros, which the
+// float products and sums hold exactly for 8- and 16-bit samples.
+constexpr float kExchange[3][4] = {{0, 0, 1, 0}, {0, 1, 0, 0}, {1, 0, 0, 0}};
+
+// (src, srcStep, dst, dstStep, size, twist) with the exchange matrix
+template <class T>
+CelStatus EXCHANGE(CelStatus (*f)(const T*, int, T*, int, CelSize, const float (*)[4]), const Side& s, const Side& d,
+                   CelSize z) {
+    return f(in<T>(s, 0), s.s[0], out<T>(d, 0), d.s[0], z, kExchange);
+}
+// (srcDst, srcDstStep, size, twist) with the exchange matrix: the source rows
+// are copied to the destination (alpha with them), then exchanged in place;
+// a destination step the export refuses is handed to it before any copy.
+template <class T>
+CelStatus EXCHANGE_IN_PLACE(CelStatus (*f)(T*, int, CelSize, const float (*)[4]), const Side& s, const Side& d,
+                            CelSize z) {
+    if (d.s[0] >= 1) {
+        const size_t row = size_t(z.width) * 4 * sizeof(T);
+        for (int y = 0; y < z.height; ++y)
+            std::memmove(d.p[0] + int64_t(y) * d.s[0], s.p[0] + int64_t(y) * s.s[0], row);
+    }
+    return f(out<T>(d, 0), d.s[0], z, kExchange);
+}
+
 // ---- Edges ---------------------------------------------------------------------
 
 enum { KEEP = 0, SWAP_SRC = 1, SWAP_DST = 2 };

@@ -46,7 +46,8 @@ GST_DEBUG_CATEGORY_STATIC(gst_celcc_convert_debug);
 
 /* GStreamer's formats and the table's formats they are.  RGBx and BGRx are
  * the table's RGBA and BGRA: sources ignore the fourth byte, destinations
- * get 255 there. */
+ * get 255 there, but for the exchange of RGB and BGR orders (RGBA, RGBx to
+ * BGRA, BGRx and back), which carries the fourth byte over. */
 typedef struct {
     GstVideoFormat gst;
     const char* table;
@@ -103,6 +104,13 @@ int gst_celcc_route(GstVideoFormat from, GstVideoFormat to, int32_t edges[2], in
     int32_t e[CELFMT_MAX_ROUTE];
     const int n = celccfmt_route(a, b, e);
     if (n < 1) return -1;
+    /* The exchange of RGB and BGR orders with four channels carries the
+     * fourth byte over: from RGBx or BGRx into a format with alpha it would
+     * make padding alpha, so such a pair is not offered either. */
+    if (GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(to)) &&
+        !GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(from)))
+        for (int i = 0; i < n; ++i)
+            if (strcmp(celccfmt_edge(e[i])->adapter, "EXCHANGE_IN_PLACE") == 0) return -1;
     if (edges) memcpy(edges, e, sizeof(int32_t) * (size_t)n);
     if (mid && n == 2) *mid = celccfmt_edge(e[0])->to;
     return n;

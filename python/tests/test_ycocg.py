@@ -53,6 +53,11 @@ def test_photograph_through_convert():
     planes = celcc.convert(bgr, "BGR24", "YCoCg-Rev")
     assert [p.dtype for p in planes] == [np.dtype(np.int16)] * 3
     assert np.array_equal(celcc.convert(planes, "YCoCg-Rev", "BGR24"), bgr)
+    # from and to RGB through the table's exchange of channel order
+    assert np.array_equal(celcc.convert(rgb, "RGB24", "BGR24"), bgr)
+    for got, want in zip(celcc.convert(rgb, "RGB24", "YCoCg-Rev"), planes):
+        assert np.array_equal(got, want)
+    assert np.array_equal(celcc.convert(planes, "YCoCg-Rev", "RGB24"), rgb)
     # the offset 8-bit pair: one code at most
     back = celcc.convert(celcc.convert(rgb, "RGB24", "YCOCG8"), "YCOCG8", "RGB24")
     assert np.abs(back.astype(int) - rgb).max() <= 1

@@ -8,6 +8,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "celcc.h"
@@ -274,12 +275,18 @@ TEST(Routes, EveryPairGetsTheBestRoute) {
 
 TEST(Routes, RgbToBgrNeverThroughAnAnalysisModel) {
     int32_t e[CELFMT_MAX_ROUTE];
-    const int n = celccfmt_route(celFmt_RGB24, celFmt_BGR24, e);
-    ASSERT_GE(n, 1);
-    for (int k = 0; k + 1 < n; ++k) {
-        const int m = celccfmt_format(celccfmt_edge(e[k])->to)->model;
-        EXPECT_TRUE(m == celFmtModelRGB || m == celFmtModelBGR || m == celFmtModelYCbCr) << m;
+    for (auto ends : {std::pair<int, int>{celFmt_RGB24, celFmt_BGRA}, {celFmt_RGBA, celFmt_BGR24},
+                      {celFmt_BGR24, celFmt_RGBA}}) {
+        const int n = celccfmt_route(ends.first, ends.second, e);
+        ASSERT_GE(n, 1);
+        for (int k = 0; k + 1 < n; ++k) {
+            const int m = celccfmt_format(celccfmt_edge(e[k])->to)->model;
+            EXPECT_TRUE(m == celFmtModelRGB || m == celFmtModelBGR || m == celFmtModelYCbCr) << m;
+        }
     }
+    char text[256];
+    celccfmt_route_text(celFmt_RGB24, celFmt_BGR24, text, sizeof text);
+    EXPECT_STREQ(text, "RGB24 -> BGR24 (celiColorTwist32f_8u_C3R)");
 }
 
 // ---- Edges against direct calls --------------------------------------------------
@@ -372,6 +379,21 @@ CelStatus direct(CelStatus (*f)(const uint8_t* const*, int*, uint8_t**, int*, Ce
     return f(s.p, s.s, d.p, d.s, z);
 }
 
+// The exchange of the first and third channel, as a colour twist of the
+// same depth (alpha: the rows copied first, then the in-place form).
+const float kSwap13[3][4] = {{0, 0, 1, 0}, {0, 1, 0, 0}, {1, 0, 0, 0}};
+template <class T>
+CelStatus direct(CelStatus (*f)(const T*, int, T*, int, CelSize, const float (*)[4]), Planes s, Planes d, CelSize z) {
+    return f((const T*)s.p[0], s.s[0], (T*)d.p[0], d.s[0], z, kSwap13);
+}
+template <class T>
+CelStatus direct(CelStatus (*f)(T*, int, CelSize, const float (*)[4]), Planes s, Planes d, CelSize z) {
+    if (d.s[0] >= 1)
+        for (int y = 0; y < z.height; ++y)
+            std::memcpy(d.p[0] + int64_t(y) * d.s[0], s.p[0] + int64_t(y) * s.s[0], size_t(z.width) * 4 * sizeof(T));
+    return f((T*)d.p[0], d.s[0], z, kSwap13);
+}
+
 enum { KEEP, SWAP_SRC, SWAP_DST };
 struct DirectEdge {
     const char* name;
@@ -422,6 +444,54 @@ TEST(Edges, RunEdgeRefusesImagesThatDoNotFit) {
     CelFmtImage broken = yuv.im;
     broken.plane[2] = nullptr;
     EXPECT_EQ(celccfmt_run_edge(e[0], &rgb.im, &broken), celFmtBadImage);
+}
+
+// The RGB/BGR exchange edges move samples without changing one: every
+// value in every channel at every column (vector bodies, their alignment
+// prologue and the scalar tail), the whole 8-bit and 16-bit ranges, alpha
+// carried over; and the edge is the route between the two orders.
+template <class T>
+void expectExactExchange(int from, int to, int width) {
+    const int ch = fmt(from).channels, rows = sizeof(T) == 1 ? 256 : 65536;
+    SCOPED_TRACE(std::string(fmt(from).name) + "->" + fmt(to).name + " width " + std::to_string(width));
+    int32_t e[CELFMT_MAX_ROUTE];
+    ASSERT_EQ(celccfmt_route(from, to, e), 1);
+    EXPECT_EQ(celccfmt_edge(e[0])->lossy, 0);
+    EXPECT_NE(std::strstr(celccfmt_edge(e[0])->exportName, "celiColorTwist32f_"), nullptr);
+    TestImage src(from, width, rows), dst(to, width, rows);
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < ch; ++c) {
+                const T v = T(y + 4099 * x + 13 * c);  // each (x, c) runs through every value over the rows
+                std::memcpy(src.row(0, y) + (size_t(x) * ch + c) * sizeof(T), &v, sizeof(T));
+            }
+    CelFmtReport rep;
+    ASSERT_EQ(celccfmt_convert(&src.im, &dst.im, &rep), 0);
+    ASSERT_EQ(rep.count, 1);
+    const int order[4] = {2, 1, 0, 3};
+    for (int y = 0; y < rows; ++y) {
+        const T* s = reinterpret_cast<const T*>(src.row(0, y));
+        const T* d = reinterpret_cast<const T*>(dst.row(0, y));
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < ch; ++c)
+                ASSERT_EQ(d[x * ch + c], s[x * ch + order[c]]) << "x " << x << " y " << y << " channel " << c;
+    }
+    EXPECT_TRUE(dst.intact());
+}
+
+TEST(Edges, ChannelOrderExchangeIsExact) {
+    for (int w : {1, 3, 5, 16, 37, 67}) {
+        expectExactExchange<uint8_t>(celFmt_RGB24, celFmt_BGR24, w);
+        expectExactExchange<uint8_t>(celFmt_BGR24, celFmt_RGB24, w);
+        expectExactExchange<uint8_t>(celFmt_RGBA, celFmt_BGRA, w);
+        expectExactExchange<uint8_t>(celFmt_BGRA, celFmt_RGBA, w);
+    }
+    for (int w : {3, 37}) {
+        expectExactExchange<uint16_t>(celFmt_RGB48, celFmt_BGR48, w);
+        expectExactExchange<uint16_t>(celFmt_BGR48, celFmt_RGB48, w);
+        expectExactExchange<uint16_t>(celFmt_RGBA64, celFmt_BGRA64, w);
+        expectExactExchange<uint16_t>(celFmt_BGRA64, celFmt_RGBA64, w);
+    }
 }
 
 // ---- Convert -----------------------------------------------------------------------

@@ -62,6 +62,12 @@ int tableRoute(const std::string& a, const std::string& b, int32_t* edges = null
     int32_t* r = edges ? edges : e;
     const int n = celccfmt_route(ta, tb, r);
     if (n < 1) return -1;
+    // padding never becomes alpha through the exchange that carries the fourth byte
+    const auto alpha = [](const std::string& f) {
+        return GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(gst_video_format_from_string(f.c_str())));
+    };
+    for (int i = 0; i < n; ++i)
+        if (alpha(b) && !alpha(a) && std::string(celccfmt_edge(r[i])->adapter) == "EXCHANGE_IN_PLACE") return -1;
     if (n == 2) {
         // not through an intermediate of coarser chroma than both ends
         const CelFmtFormat *fa = celccfmt_format(ta), *fb = celccfmt_format(tb),
@@ -345,6 +351,10 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
         // and odd sizes where every format fits them
         {capsOf("RGB", 33, 17), "video/x-raw,format=GRAY8", true},
         {capsOf("Y444", 33, 17), "video/x-raw,format=BGRA", true},
+        // the RGB/BGR exchange carries the fourth byte: padding never becomes alpha
+        {capsOf("RGBx", 33, 17), "video/x-raw,format=BGRA", false},
+        {capsOf("RGBx", 33, 17), "video/x-raw,format=BGRx", true},
+        {capsOf("RGBA", 33, 17), "video/x-raw,format=BGRA", true},
     };
     for (const Case& c : cases) {
         const int n = runPipeline(through(c.in, "celccconvert", c.out, 2), 2);
