@@ -1,14 +1,18 @@
 // Moving YCoCg pixels in and out of vectors: interleaved pixels of three or
-// four 8-bit or 16-bit samples to one vector of 16-bit lanes per channel
-// and back, and the plane rows of 16 or 32-bit samples.  A block of W pixels
-// is held as one or two vectors per channel (the `half` index); every load
-// and store touches exactly the block's bytes.
+// four 8-bit or 16-bit samples to vectors of 16-bit lanes and back, and the
+// plane rows of 16 or 32-bit samples.  A block of W pixels is held as one or
+// two vectors per channel (the `half` index); every load and store touches
+// exactly the block's bytes.
 //
 //   samples   W    lanes per channel
 //   8-bit     16   two vectors of eight 16-bit lanes
 //   8-bit     8    one vector of eight 16-bit lanes
 //   16-bit    8    one vector of eight 16-bit lanes
 //   16-bit    4    the low four 16-bit lanes of one vector
+//
+// 8-bit pixels on the way in are split eight at a time into B, R byte pairs
+// and G words (splitPairs), which the forward kernels turn into R + B and
+// R - B by multiply-adds; on the way out they are joined from three channels.
 //
 // Three 16-bit channels: in 24 elements read as three vectors of eight,
 // element q of vector k holds channel (8k + q) % 3, and for a fixed q the
@@ -123,28 +127,21 @@ inline void storeLow(P* p, __m128i v) {
 }
 
 // ---- Interleaved pixels -> channels -----------------------------------------------------------
-// W pixels of N 8-bit samples -> the first three channels in 16-bit lanes.
-template <int N, int W>
-inline void splitPixels(const uint8_t* p, __m128i (&c)[3][2]) {
-    if constexpr (W == 16) {
-        __m128i b[3];
-        if constexpr (N == 3)
-            simd::split3x16(p, b[0], b[1], b[2]);
-        else
-            simd::split4x16(p, b[0], b[1], b[2]);
-        const __m128i z = _mm_setzero_si128();
-        for (int k = 0; k < 3; ++k) {
-            c[k][0] = _mm_unpacklo_epi8(b[k], z);
-            c[k][1] = _mm_unpackhi_epi8(b[k], z);
-        }
-    } else {
-        static_assert(W == 8);
-        if constexpr (N == 3)
-            simd::split3x8High(p, c[0][0], c[1][0], c[2][0]);
-        else
-            simd::split4x8High(p, c[0][0], c[1][0], c[2][0]);
-        for (int k = 0; k < 3; ++k) c[k][0] = _mm_srli_epi16(c[k][0], 8);
-    }
+// Eight pixels of N 8-bit samples -> B and R as the low and high byte of
+// eight 16-bit lanes, and G zero-extended in eight 16-bit lanes.  Two
+// loads of 16 bytes inside the block's 24 or 32 bytes; each gives four
+// pixels' B, R pairs and G words in its two halves.
+template <int N>
+inline void splitPairs(const uint8_t* p, __m128i& br, __m128i& g) {
+    constexpr int o = N == 3 ? 4 : 0;  // the first byte of pixel 4 in the second load (from byte 8 or 16)
+    const __m128i m0 = _mm_setr_epi8(0, 2, N, N + 2, 2 * N, 2 * N + 2, 3 * N, 3 * N + 2,  //
+                                     1, -128, N + 1, -128, 2 * N + 1, -128, 3 * N + 1, -128);
+    const __m128i m1 = _mm_setr_epi8(o, o + 2, o + N, o + N + 2, o + 2 * N, o + 2 * N + 2, o + 3 * N, o + 3 * N + 2,  //
+                                     o + 1, -128, o + N + 1, -128, o + 2 * N + 1, -128, o + 3 * N + 1, -128);
+    const __m128i s0 = _mm_shuffle_epi8(loadV(p), m0);
+    const __m128i s1 = _mm_shuffle_epi8(loadV(p + (N == 3 ? 8 : 16)), m1);
+    br = _mm_unpacklo_epi64(s0, s1);
+    g = _mm_unpackhi_epi64(s0, s1);
 }
 
 // W pixels of N 16-bit samples -> the first three channels in 16-bit lanes.

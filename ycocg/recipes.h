@@ -59,20 +59,33 @@ struct V32 {
 };
 
 // ---- Recipes ---------------------------------------------------------------------------------
+// The forward transforms need R and B only as R + B and R - B (plain) or as
+// R - B and B (lifting): a kernel that forms those from the pixel bytes
+// directly enters the recipe at the second step.
+template <class O, class T = typename O::T>
+inline void forwardPlainSums(typename O::T rb, typename O::T rmb, typename O::T g, T& y, T& co, T& cg) {
+    const T u = O::add(O::add(g, g), O::k(2));  // 2G + 2, shared by Y and Cg
+    y = O::template sra<2>(O::add(rb, u));
+    co = O::template sra<1>(O::add(rmb, O::k(1)));
+    cg = O::template sra<2>(O::sub(u, rb));
+}
+
 template <class O, class T = typename O::T>
 inline void forwardPlain(typename O::T r, typename O::T g, typename O::T b, T& y, T& co, T& cg) {
-    const T g2 = O::add(g, g), rb = O::add(r, b);
-    y = O::template sra<2>(O::add(O::add(rb, g2), O::k(2)));
-    co = O::template sra<1>(O::add(O::sub(r, b), O::k(1)));
-    cg = O::template sra<2>(O::add(O::sub(g2, rb), O::k(2)));
+    forwardPlainSums<O>(O::add(r, b), O::sub(r, b), g, y, co, cg);
+}
+
+template <class O, class T = typename O::T>
+inline void forwardLiftingCo(typename O::T co, typename O::T g, typename O::T b, T& y, T& cg) {
+    const T t = O::add(b, O::template sra<1>(co));
+    cg = O::sub(g, t);
+    y = O::add(t, O::template sra<1>(cg));
 }
 
 template <class O, class T = typename O::T>
 inline void forwardLifting(typename O::T r, typename O::T g, typename O::T b, T& y, T& co, T& cg) {
     co = O::sub(r, b);
-    const T t = O::add(b, O::template sra<1>(co));
-    cg = O::sub(g, t);
-    y = O::add(t, O::template sra<1>(cg));
+    forwardLiftingCo<O>(co, g, b, y, cg);
 }
 
 template <class O, class T = typename O::T>

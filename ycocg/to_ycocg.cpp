@@ -16,7 +16,10 @@
 // 16-byte aligned; the row goes on with the other block and ends in a
 // scalar tail of the same arithmetic (the plain 16s tail stores the low
 // bits where the body saturates: Co or Cg of 32768 is 32767 in the body and
-// -32768 in the tail).
+// -32768 in the tail).  The 8-bit forms split eight pixels into B, R byte
+// pairs and G words and take R - B and R + B from the pairs by byte
+// multiply-adds (the lifting form B by a mask), so that their vector bodies
+// enter the recipe after its first sums; the values are those of the sums.
 #include <smmintrin.h>
 
 #include <cstdint>
@@ -60,15 +63,31 @@ inline void storePlane(typename F::Q* p, const __m128i (&v)[2]) {
 // W pixels: channels in memory order B, G, R, through the recipe, to the planes.
 template <class F, int W, bool Aligned>
 inline void toBlock(const typename F::P* s, typename F::Q* y, typename F::Q* co, typename F::Q* cg) {
-    __m128i c[3][2];
-    splitPixels<F::kChannels, W>(s, c);
-    constexpr int kVectors = (F::k8u && W == 16) || (F::k32 && W == 8) ? 2 : 1;
-    if constexpr (F::k32) {
-        for (int k = 0; k < 3; ++k) widen(c[k][0], c[k][0], c[k][1]);
-    }
     __m128i oy[2], oco[2], ocg[2];
-    for (int h = 0; h < kVectors; ++h)
-        forward<F::kLifting, typename F::VO>(c[2][h], c[1][h], c[0][h], oy[h], oco[h], ocg[h]);
+    if constexpr (F::k8u) {
+        // 8-bit pixels, eight at a time: R - B, and R + B or B, from the
+        // B, R byte pairs (a multiply-add by bytes -1, 1 and 1, 1, or the
+        // low byte), then the rest of the recipe in 16-bit lanes
+        const __m128i diff = _mm_set1_epi16(0x01FF), sum = _mm_set1_epi16(0x0101);
+        for (int h = 0; h < W / 8; ++h) {
+            __m128i br, g;
+            splitPairs<F::kChannels>(s + 8 * F::kChannels * h, br, g);
+            oco[h] = _mm_maddubs_epi16(br, diff);
+            if constexpr (F::kLifting)
+                forwardLiftingCo<V16>(oco[h], g, _mm_and_si128(br, _mm_set1_epi16(0xFF)), oy[h], ocg[h]);
+            else
+                forwardPlainSums<V16>(_mm_maddubs_epi16(br, sum), oco[h], g, oy[h], oco[h], ocg[h]);
+        }
+    } else {
+        __m128i c[3][2];
+        splitPixels<F::kChannels, W>(s, c);
+        constexpr int kVectors = F::k32 && W == 8 ? 2 : 1;
+        if constexpr (F::k32) {
+            for (int k = 0; k < 3; ++k) widen(c[k][0], c[k][0], c[k][1]);
+        }
+        for (int h = 0; h < kVectors; ++h)
+            forward<F::kLifting, typename F::VO>(c[2][h], c[1][h], c[0][h], oy[h], oco[h], ocg[h]);
+    }
     storePlane<F, W, Aligned>(y, oy);
     storePlane<F, W, Aligned>(co, oco);
     storePlane<F, W, Aligned>(cg, ocg);
