@@ -25,12 +25,6 @@
 namespace {
 
 using namespace cel::cs::ll;  // NOLINT: the family's recipes
-using cel::cs::kRGBToXYZ;
-using cel::cs::kXYZToRGB;
-
-// Division by the white point and by full scale in one factor.
-constexpr float kLabIn8u[3] = {0.0041259914f, 0.003921569f, 0.0036018905f};
-constexpr float kLabIn32f[3] = {1.0521265f, 1.0f, 0.9184812f};
 
 // ---- Forward ------------------------------------------------------------------------
 template <class S, class D, bool Bgr>
@@ -45,8 +39,7 @@ void labFwdRow(const S* s, D* d, int width) {
         load4<S, 3>(s + 3 * x, c0, c1, c2);
         if constexpr (Bgr) std::swap(c0, c2);
         F4 L, a, b;
-        labFwd<kTerms>(dot3(kRGBToXYZ[0], c0, c1, c2) * F4(w[0]), dot3(kRGBToXYZ[1], c0, c1, c2) * F4(w[1]),
-                       dot3(kRGBToXYZ[2], c0, c1, c2) * F4(w[2]), L, a, b);
+        labFromRGB<kTerms>(c0, c1, c2, w, L, a, b);
         if constexpr (kF) {
             store4(d + 3 * x, 3, L, a, b);
         } else if constexpr (k8) {
@@ -62,8 +55,7 @@ void labFwdRow(const S* s, D* d, int width) {
         const S* p = s + 3 * x;
         const float c0 = raw(p[Bgr ? 2 : 0]), c1 = raw(p[1]), c2 = raw(p[Bgr ? 0 : 2]);
         float L, a, b;
-        labFwd<kTerms>(dot3(kRGBToXYZ[0], c0, c1, c2) * w[0], dot3(kRGBToXYZ[1], c0, c1, c2) * w[1],
-                       dot3(kRGBToXYZ[2], c0, c1, c2) * w[2], L, a, b);
+        labFromRGB<kTerms>(c0, c1, c2, w, L, a, b);
         D* q = d + 3 * x;
         if constexpr (kF) {
             q[0] = L, q[1] = a, q[2] = b;
@@ -94,11 +86,10 @@ void labRevRow(const S* s, D* d, int width) {
     int x = 0;
     // body: 4 px
     for (; x + 4 <= width; x += 4) {
-        F4 L, a, b, X, Y, Z;
+        F4 L, a, b, r, g, bl;
         load4<S, 3>(s + 3 * x, L, a, b);
         labDecode<F4, S>(L, a, b);
-        labRev(L, a, b, w, X, Y, Z);
-        const F4 r = dot3(kXYZToRGB[0], X, Y, Z), g = dot3(kXYZToRGB[1], X, Y, Z), bl = dot3(kXYZToRGB[2], X, Y, Z);
+        labToRGB(L, a, b, w, r, g, bl);
         if constexpr (kF)
             store4(d + 3 * x, 3, Bgr ? bl : r, g, Bgr ? r : bl);
         else
@@ -107,12 +98,12 @@ void labRevRow(const S* s, D* d, int width) {
     // tail: the same operations, the same limits
     for (; x < width; ++x) {
         const S* p = s + 3 * x;
-        float L = raw(p[0]), a = raw(p[1]), b = raw(p[2]), X, Y, Z;
+        float L = raw(p[0]), a = raw(p[1]), b = raw(p[2]), rgb[3];
         labDecode<float, S>(L, a, b);
-        labRev(L, a, b, w, X, Y, Z);
+        labToRGB(L, a, b, w, rgb[0], rgb[1], rgb[2]);
         D* q = d + 3 * x;
         for (int k = 0; k < 3; ++k) {
-            const float v = dot3(kXYZToRGB[k], X, Y, Z);
+            const float v = rgb[k];
             if constexpr (kF)
                 q[Bgr ? 2 - k : k] = v;
             else

@@ -9,11 +9,13 @@
 #include <smmintrin.h>
 
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "colorspaces/d65.h"
 #include "colorspaces/frame.h"
 
+#include "tables/cbrt53.h"
 #include "tables/pow_luv.h"
 
 namespace cel::cs::ll {
@@ -155,33 +157,186 @@ inline void luvRev(T L, T u, T v, const LuvRevForm& f, T& X, T& Y, T& Z) {
     Y = y;
 }
 
+// ---- Two double lanes (the 64f Lab forms) ---------------------------------------
+struct D2 {
+    __m128d v;
+    D2() = default;
+    D2(__m128d x) : v(x) {}                    // NOLINT: lanes as they are
+    D2(double f) : v(_mm_set1_pd(f)) {}        // NOLINT: a constant broadcast
+};
+inline D2 operator+(D2 a, D2 b) { return _mm_add_pd(a.v, b.v); }
+inline D2 operator-(D2 a, D2 b) { return _mm_sub_pd(a.v, b.v); }
+inline D2 operator*(D2 a, D2 b) { return _mm_mul_pd(a.v, b.v); }
+inline bool le(double a, double b) { return a <= b; }
+inline D2 le(D2 a, D2 b) { return _mm_cmple_pd(a.v, b.v); }
+inline double sel(bool m, double a, double b) { return m ? a : b; }
+inline D2 sel(D2 m, D2 a, D2 b) { return _mm_blendv_pd(b.v, a.v, m.v); }
+
+// Matrix rows, (first product + second product) + third product: float and
+// four lanes as the D65 header; double and two lanes with the float matrix
+// widened (the 64f forms).
+using cel::cs::dot3;
+inline F4 dot3(const float (&m)[3], F4 a, F4 b, F4 c) { return cel::cs::dot3(m, a.v, b.v, c.v); }
+// The 64f forms: the float matrix widened, the same order of summation.
+inline double dot3(const float (&m)[3], double a, double b, double c) {
+    return (double(m[0]) * a + double(m[1]) * b) + double(m[2]) * c;
+}
+inline D2 dot3(const float (&m)[3], D2 a, D2 b, D2 c) {
+    return (D2(double(m[0])) * a + D2(double(m[1])) * b) + D2(double(m[2])) * c;
+}
+
+// ---- Cube root to near double precision -------------------------------------------
+// x = 2^(E - 1023) * m with m in [1, 2); k the top five bits of m's fraction,
+// E = 3 e3 + e.  Then cbrt(x) = 2^(e3 - 341) * cbrt(2^e c) * (1 + d)^(1/3)
+// with c = 1 + (2k + 1) / 64, d = m / c - 1 (|d| < 1/64), the cube root of
+// 2^e c from the high and low tables and (1 + d)^(1/3) - 1 by eight terms
+// of its binomial series.  Valid for normal positive x (and negative: the
+// sign goes to the power of two); zero, subnormals, infinities and NaN give
+// finite values of no meaning, which the Lab branch discards.
+inline constexpr double kCbrt53Series[8] = {-0.01583430710088232, 0.019001168521058782, -0.023472031702484377,
+                                            0.03017832647462277,  -0.0411522633744856,  0.06172839506172839,
+                                            -0.1111111111111111,  0.3333333333333333};
+
+// Veltkamp's split of a double into a high half of 26 bits and the rest
+// (at most 26 bits with its sign): products of halves are exact.
+template <class T>
+inline T hiHalf(T v) {
+    const T t = v * T(134217729.0);  // 2^27 + 1
+    return t - (t - v);
+}
+
+// From the split: m the mantissa, q = -_s_dwRcp[k] = 1 / c, hi and lo the
+// table's cube root of 2^e c, s the power of two with the sign.
+template <class T>
+inline T cbrt53Finish(T m, T q, T hi, T lo, T s) {
+    // d = m q - 1 rounded once: Dekker's exact product p + err over the
+    // halves; m q is within 2^-6 of 1, so p - 1 is exact
+    const T p = m * q;
+    const T mh = hiHalf(m), ml = m - mh, qh = hiHalf(q), ql = q - qh;
+    const T err = (((mh * qh - p) + mh * ql) + ml * qh) + ml * ql;
+    const T d = (p - T(1.0)) + err;
+    T poly = T(kCbrt53Series[0]);
+    for (int i = 1; i < 8; ++i) poly = poly * d + T(kCbrt53Series[i]);
+    poly = poly * d;
+    return s * hi + s * (hi * poly + lo);
+}
+
+// Fields of the split, for one double's bits: the table index 32 e + k and
+// the bits of the power of two 2^(e3 - 341) with x's sign (the 12-bit field
+// e3 + 682 + 2048 sign).
+inline constexpr uint64_t kFracMask = 0x000FFFFFFFFFFFFFull, kOneBits = 0x3FF0000000000000ull;
+
+// One lane (the tails).
+inline double cbrt53(double x) {
+    uint64_t b;
+    std::memcpy(&b, &x, 8);
+    const uint64_t top = b >> 52, E = top & 0x7FF;
+    const uint64_t e3 = (E * 5462) >> 14, e = E - 3 * e3, k = (b >> 47) & 31;
+    const uint64_t mb = (b & kFracMask) | kOneBits, sb = (e3 + 682 + (top & 2048)) << 52;
+    double m, s;
+    std::memcpy(&m, &mb, 8);
+    std::memcpy(&s, &sb, 8);
+    return cbrt53Finish(m, -_s_dwRcp[k], _s_dwCbrtHi[32 * e + k], _s_dwCbrtLo[32 * e + k], s);
+}
+
+// Two lanes (the bodies), table reads by scalar index extraction.
+inline __m128d y8__my_cbrt53_pd(__m128d x) {
+    const __m128i b = _mm_castpd_si128(x), top = _mm_srli_epi64(b, 52);
+    const __m128i E = _mm_and_si128(top, _mm_set1_epi64x(0x7FF));
+    const __m128i e3 = _mm_srli_epi64(_mm_mul_epu32(E, _mm_set1_epi64x(5462)), 14);
+    const __m128i e = _mm_sub_epi64(E, _mm_add_epi64(e3, _mm_add_epi64(e3, e3)));
+    const __m128i k = _mm_and_si128(_mm_srli_epi64(b, 47), _mm_set1_epi64x(31));
+    const __m128i at = _mm_add_epi64(_mm_slli_epi64(e, 5), k);
+    const __m128i sb = _mm_slli_epi64(
+        _mm_add_epi64(_mm_add_epi64(e3, _mm_set1_epi64x(682)), _mm_and_si128(top, _mm_set1_epi64x(2048))), 52);
+    const __m128i mb = _mm_or_si128(_mm_and_si128(b, _mm_set1_epi64x(int64_t(kFracMask))), _mm_set1_epi64x(int64_t(kOneBits)));
+    const int i0 = _mm_cvtsi128_si32(at), i1 = _mm_extract_epi32(at, 2);
+    const auto pair = [](const double* t, int a, int c) { return _mm_loadh_pd(_mm_load_sd(t + a), t + c); };
+    const D2 q = _mm_xor_pd(pair(_s_dwRcp, i0 & 31, i1 & 31), _mm_set1_pd(-0.0));
+    return cbrt53Finish(D2(_mm_castsi128_pd(mb)), q, D2(pair(_s_dwCbrtHi, i0, i1)), D2(pair(_s_dwCbrtLo, i0, i1)),
+                        D2(_mm_castsi128_pd(sb)))
+        .v;
+}
+
 // ---- Lab --------------------------------------------------------------------------
+// The constants in float (8u, 16u and 32f forms) and in double (64f forms:
+// the float constants widened, 16/116, 1/116, 0.002 and 0.005 true doubles).
+template <class S>
+struct LabK;
+template <>
+struct LabK<float> {
+    static constexpr float brk = 0.008856f, lin = 903.3f, slope = 7.787f, off = 0.13793103f, inv116 = 0.00862069f,
+                           ka = 0.002f, kb = 0.005f;
+};
+template <>
+struct LabK<double> {
+    static constexpr double brk = double(0.008856f), lin = double(903.3f), slope = double(7.787f), off = 16.0 / 116.0,
+                            inv116 = 1.0 / 116.0, ka = 0.002, kb = 0.005;
+};
+template <class T>
+using LabScalar = std::conditional_t<std::is_same_v<T, float> || std::is_same_v<T, F4>, float, double>;
+
+// The cube root of each precision: table and series in float, cbrt53 in double.
+template <int Terms>
+inline float labRoot(float v) { return cbrtTab<Terms>(v, kSeries); }
+template <int Terms>
+inline F4 labRoot(F4 v) { return cbrtTab<Terms>(v, kSeries); }
+template <int Terms>
+inline double labRoot(double v) { return cbrt53(v); }
+template <int Terms>
+inline D2 labRoot(D2 v) { return y8__my_cbrt53_pd(v.v); }
+
 // Forward from x, y, z already divided by the white point: all three roots
 // for every pixel, then the branches.
 template <int Terms, class T>
 inline void labFwd(T x, T y, T z, T& L, T& a, T& b) {
-    const T cx = cbrtTab<Terms>(x, kSeries), cy = cbrtTab<Terms>(y, kSeries), cz = cbrtTab<Terms>(z, kSeries);
-    const T brk = T(0.008856f);
-    L = sel(le(y, brk), y * T(903.3f), cy * T(116.0f) - T(16.0f));
-    const T fx = sel(le(x, brk), x * T(7.787f) + T(0.13793103f), cx);
-    const T fy = sel(le(y, brk), y * T(7.787f) + T(0.13793103f), cy);
-    const T fz = sel(le(z, brk), z * T(7.787f) + T(0.13793103f), cz);
-    a = (fx - fy) * T(500.0f);
-    b = (fy - fz) * T(200.0f);
+    using K = LabK<LabScalar<T>>;
+    using S = LabScalar<T>;
+    const T cx = labRoot<Terms>(x), cy = labRoot<Terms>(y), cz = labRoot<Terms>(z);
+    const T brk = T(K::brk);
+    L = sel(le(y, brk), y * T(K::lin), cy * T(S(116)) - T(S(16)));
+    const T fx = sel(le(x, brk), x * T(K::slope) + T(K::off), cx);
+    const T fy = sel(le(y, brk), y * T(K::slope) + T(K::off), cy);
+    const T fz = sel(le(z, brk), z * T(K::slope) + T(K::off), cz);
+    a = (fx - fy) * T(S(500));
+    b = (fy - fz) * T(S(200));
 }
 
-// White point at the output scale: 8-bit outputs and float outputs.
+// Division by the white point and by full scale in one factor: 8-bit,
+// float and double input.
+inline constexpr float kLabIn8u[3] = {0.0041259914f, 0.003921569f, 0.0036018905f};
+inline constexpr float kLabIn32f[3] = {1.0521265f, 1.0f, 0.9184812f};
+inline constexpr double kLabIn64f[3] = {1.0521265327391165, 1.0, double(0.9184812f)};
+
+// White point at the output scale: 8-bit, float and double outputs.
 inline constexpr float kLabWhite8u[3] = {242.366f, 255.0f, 277.632f};
 inline constexpr float kLabWhite32f[3] = {0.950456f, 1.0f, 1.0887539f};
+inline constexpr double kLabWhite64f[3] = {double(0.950456f), 1.0, double(1.0887539f)};
 
 // Reverse: the cube at every level, no linear branch.
-template <class T>
-inline void labRev(T L, T a, T b, const float (&w)[3], T& X, T& Y, T& Z) {
-    const T fy = (L + T(16.0f)) * T(0.00862069f);
-    const T fx = fy + a * T(0.002f), fz = fy - b * T(0.005f);
+template <class T, class W>
+inline void labRev(T L, T a, T b, const W (&w)[3], T& X, T& Y, T& Z) {
+    using K = LabK<LabScalar<T>>;
+    using S = LabScalar<T>;
+    const T fy = (L + T(S(16))) * T(K::inv116);
+    const T fx = fy + a * T(K::ka), fz = fy - b * T(K::kb);
     X = fx * fx * fx * T(w[0]);
     Y = fy * fy * fy * T(w[1]);
     Z = fz * fz * fz * T(w[2]);
+}
+
+// A pixel both ways from and to R, G, B: the matrix rows (each scaled by its
+// factor on the way in), the Lab formulas.
+template <int Terms, class T, class W>
+inline void labFromRGB(T r, T g, T b, const W (&w)[3], T& L, T& A, T& B) {
+    labFwd<Terms>(dot3(kRGBToXYZ[0], r, g, b) * T(w[0]), dot3(kRGBToXYZ[1], r, g, b) * T(w[1]),
+                  dot3(kRGBToXYZ[2], r, g, b) * T(w[2]), L, A, B);
+}
+template <class T, class W>
+inline void labToRGB(T L, T A, T B, const W (&w)[3], T& r, T& g, T& b) {
+    T X, Y, Z;
+    labRev(L, A, B, w, X, Y, Z);
+    r = dot3(kXYZToRGB[0], X, Y, Z), g = dot3(kXYZToRGB[1], X, Y, Z), b = dot3(kXYZToRGB[2], X, Y, Z);
 }
 
 // ---- Rounding and limits ------------------------------------------------------------
@@ -210,8 +365,6 @@ inline __m128i blueHalfUp(F4 bx, F4 by, F4 bz) {
 }
 
 // ---- Pixels in and out --------------------------------------------------------------
-using cel::cs::dot3;
-inline F4 dot3(const float (&m)[3], F4 a, F4 b, F4 c) { return cel::cs::dot3(m, a.v, b.v, c.v); }
 
 // A sample as float: 16s in offset binary (s + 32768), others as they are.
 template <class S>

@@ -17,6 +17,8 @@ image               pointer with a ``<name>Step`` parameter: an ndarray
                     and two-plane layouts, a sequence of ndarrays
 step                ``<name>Step``: taken from the array's row stride
 roi size            ``roiSize``: taken from the first source's shape
+roi width, height   ``roiWidth``, ``roiHeight`` (the 64-bit forms' separate
+                    size arguments): likewise
 frame size          ``srcSize`` beside a ``srcRoi`` rectangle: the source
                     is the whole frame; the rectangle is a keyword
 scratch             ``scratch``: sized by the family's ``GetBufferSize``
@@ -405,6 +407,8 @@ class Signature:
                     role = "output"
                 else:
                     role = "numbers"
+            elif p.name in ("roiWidth", "roiHeight"):
+                role = "roi " + p.name[3:].lower()
             else:
                 role = "scalar"
             self.roles[p.name] = role
@@ -686,6 +690,9 @@ def _param_op(signature, p, sides, dst_sides, buffer_size):
     if role in ("roi", "frame") and sides:
         ct = p.ctype
         return lambda c: ct(c[2], c[3])
+    if role in ("roi width", "roi height") and sides:
+        at = 2 if role == "roi width" else 3
+        return lambda c: c[at]
     if role == "rect":
         ct = p.ctype
         return lambda c: ct(*c[4])

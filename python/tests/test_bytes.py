@@ -25,6 +25,9 @@ SIZES = [(13, 37), (16, 40)]
 
 # Values for the scalar keywords, by parameter name; a name not here gets 0
 # (Python and C are then still compared on the same arguments).
+# The 64-bit forms' size arguments, taken from the image like roiSize.
+SIZE_NAMES = ("roiWidth", "roiHeight")
+
 SCALARS = {
     "alphaValue": lambda rng, dt: random_array(rng, (), dt).item() if dt is not None else 200,
     "grid": lambda rng, dt: int(rng.integers(0, 4)),
@@ -115,7 +118,8 @@ def _make_inputs(rng, name, params, h, w, view):
         if p.name in SCRATCH_NAMES and p.name + "Step" in names and p.stars == 1:
             kw[p.name] = np.zeros((64, 4 * (w + 64)), _sample_dtype(p))
     for p in ps:
-        if p.stars == 0 and not p.base.startswith(("CelSize", "CelRect")) and not p.name.endswith("Step"):
+        if p.stars == 0 and not p.base.startswith(("CelSize", "CelRect")) and not p.name.endswith("Step") \
+                and p.name not in SIZE_NAMES:
             kw[p.name] = SCALARS.get(p.name, lambda rng, dt: 0)(rng, dst_dt)
         if p.stars == 1 and p.const_data and p.name + "Step" not in names and p.name in NUMBERS:
             kw[p.name] = _numbers(p)
@@ -155,7 +159,8 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
         elif owner is not None and planes_of(owner) is not None:
             planes = planes_of(owner)
             if p.length:
-                arr = (ctypes.c_int * len(planes))(*[a.strides[0] for a in planes])
+                step_t = ctypes.c_int64 if p.base == "int64_t" else ctypes.c_int
+                arr = (step_t * len(planes))(*[a.strides[0] for a in planes])
                 keep.append(arr)
                 args.append(ctypes.addressof(arr))
             else:
@@ -170,6 +175,8 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
                 args.append(pointer(planes[0]))
         elif p.base.startswith("CelSize"):
             args.append(ctype(w, h))
+        elif p.name in SIZE_NAMES:
+            args.append(w if p.name == "roiWidth" else h)
         elif p.base.startswith("CelRect"):
             args.append(ctype(*rect))
         elif p.name in kw and p.stars == 0:

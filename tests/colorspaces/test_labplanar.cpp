@@ -1,0 +1,387 @@
+// RGB <-> Lab on float planes, 32f and 64f, in the P3R and _L forms: every
+// element against the test's model (the float recipes of lab_model.h; the
+// double formulas and cube root written here from their description, with
+// d = m q - 1 formed in quadruple precision), each plane with its own step
+// and canaries around every destination row, negative steps, the P3R form
+// against its _L form, steps beyond 32 bits and at the 32-bit limits over a
+// sparse reservation of address space, the gap-free single-row run, worked
+// values, statuses.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "celcc.h"
+#include "colorspaces/lab_model.h"
+
+#include "../../tables/cbrt53.h"  // table data only: the test's cube root reads the library's constants
+
+namespace {
+
+// ---- The double model ---------------------------------------------------------------
+const double kSeries53[8] = {-0.01583430710088232, 0.019001168521058782, -0.023472031702484377, 0.03017832647462277,
+                             -0.0411522633744856,  0.06172839506172839,  -0.1111111111111111,   0.3333333333333333};
+
+// x = 2^ex * f, f in [0.5, 1): m = 2 f, biased exponent E = ex - 1 + 1023.
+double cbrt53Model(double x) {
+    int ex;
+    const double f = std::frexp(std::fabs(x), &ex);
+    const int E = ex - 1 + 1023, e3 = E / 3, e = E % 3;
+    const double m = 2.0 * f;
+    const int k = int((m - 1.0) * 32.0);
+    const double q = -cel::_s_dwRcp[k], hi = cel::_s_dwCbrtHi[32 * e + k], lo = cel::_s_dwCbrtLo[32 * e + k];
+    const double d = double(static_cast<__float128>(m) * q - 1);
+    double p = kSeries53[0];
+    for (int i = 1; i < 8; ++i) p = p * d + kSeries53[i];
+    p = p * d;
+    const double s = std::copysign(std::ldexp(1.0, e3 - 341), x);
+    return s * hi + s * (hi * p + lo);
+}
+
+double matD(const float (&m)[3], double a, double b, double c) { return (double(m[0]) * a + double(m[1]) * b) + double(m[2]) * c; }
+
+void fwd64(const double* c, double* o) {
+    const double w[3] = {1.0521265327391165, 1.0, double(0.9184812f)};
+    const double brk = double(0.008856f);
+    double v[3], f[3], r[3];
+    for (int k = 0; k < 3; ++k) {
+        v[k] = matD(lab_model::kM[k], c[0], c[1], c[2]) * w[k];
+        r[k] = v[k] <= brk ? 0.0 : cbrt53Model(v[k]);  // below the break the root is not used
+        f[k] = v[k] <= brk ? v[k] * double(7.787f) + 16.0 / 116.0 : r[k];
+    }
+    o[0] = v[1] <= brk ? v[1] * double(903.3f) : r[1] * 116.0 - 16.0;
+    o[1] = (f[0] - f[1]) * 500.0;
+    o[2] = (f[1] - f[2]) * 200.0;
+}
+
+void rev64(const double* c, double* o) {
+    const double fy = (c[0] + 16.0) * (1.0 / 116.0), fx = fy + c[1] * 0.002, fz = fy - c[2] * 0.005;
+    const double X = fx * fx * fx * double(0.950456f), Y = fy * fy * fy * 1.0, Z = fz * fz * fz * double(1.0887539f);
+    for (int k = 0; k < 3; ++k) o[k] = matD(lab_model::kI[k], X, Y, Z);
+}
+
+void fwd32(const float* c, float* o) { lab_model::labForwardModel<float, float>(c, false, true, o); }
+void rev32(const float* c, float* o) { lab_model::labReverseModel<float, float>(c, false, o); }
+
+template <class T>
+void model(bool fwd, const T* c, T* o) {
+    if constexpr (std::is_same_v<T, float>)
+        fwd ? fwd32(c, o) : rev32(c, o);
+    else
+        fwd ? fwd64(c, o) : rev64(c, o);
+}
+
+template <class T>
+bool sameBits(T a, T b) {
+    return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
+
+// ---- The forms ------------------------------------------------------------------------
+template <class T>
+struct Form {
+    const char* name;
+    bool fwd;
+    CelStatus (*plain)(const T* const*, int*, T**, int*, CelSize);
+    CelStatus (*wide)(const T* const*, int64_t*, T**, int64_t*, int64_t, int64_t);
+};
+#define FORM(T, op, depth, fwd) Form<T>{#op "_" #depth, fwd, celi##op##_##depth##_P3R, celi##op##_##depth##_P3R_L}
+const Form<float> kForms32[] = {FORM(float, RGBToLab, 32f, true), FORM(float, LabToRGB, 32f, false)};
+const Form<double> kForms64[] = {FORM(double, RGBToLab, 64f, true), FORM(double, LabToRGB, 64f, false)};
+
+template <class T>
+T sample(std::mt19937& rng, bool fwd, int plane) {
+    if (fwd) {
+        const uint32_t r = rng() % 16;
+        if (r == 0) return T(0);  // black channels: the linear branch
+        if (r == 1) return T(1);
+        if (r == 2) return T(std::uniform_real_distribution<double>(0.0, 0.01)(rng));  // around the break
+        return T(std::uniform_real_distribution<double>(0.0, 1.0)(rng));
+    }
+    static const double lo[3] = {0, -128, -128}, hi[3] = {100, 127, 127};
+    return T(std::uniform_real_distribution<double>(lo[plane], hi[plane])(rng));
+}
+
+// Three source planes and three destination planes, each with its own
+// step (pads of 1, 2, 3 elements), a canary pad of 2 elements before every
+// destination row; rows walked upward when `negative`.  `viaL` calls the
+// _L form with the widened arguments.
+template <class T>
+void checkForm(const Form<T>& f, int w, int h, bool negative, bool viaL, uint32_t seed) {
+    std::mt19937 rng(seed);
+    const int pad = 2;
+    std::vector<T> src[3], dst[3], before[3];
+    int ss[3], ds[3];
+    const T* sp[3];
+    T* dp[3];
+    for (int i = 0; i < 3; ++i) {
+        ss[i] = w + 1 + i;
+        ds[i] = pad + w + 3 - i;
+        src[i].resize(size_t(ss[i]) * h);
+        dst[i].resize(size_t(ds[i]) * h);
+        for (auto& v : src[i]) v = sample<T>(rng, f.fwd, i);
+        for (auto& v : dst[i]) v = T(rng());
+        before[i] = dst[i];
+        const size_t first = negative ? size_t(h - 1) : 0;
+        sp[i] = src[i].data() + first * ss[i];
+        dp[i] = dst[i].data() + first * ds[i] + pad;
+    }
+    int sb[3], db[3];
+    int64_t sbL[3], dbL[3];
+    for (int i = 0; i < 3; ++i) {
+        sb[i] = (negative ? -1 : 1) * ss[i] * int(sizeof(T)), db[i] = (negative ? -1 : 1) * ds[i] * int(sizeof(T));
+        sbL[i] = sb[i], dbL[i] = db[i];
+    }
+    const CelStatus st = viaL ? f.wide(sp, sbL, dp, dbL, w, h) : f.plain(sp, sb, dp, db, {w, h});
+    ASSERT_EQ(st, celStatusOk) << f.name;
+    for (int y = 0; y < h; ++y)
+        for (int x = -pad; x < ds[0] - pad; ++x) {
+            T in[3], out[3];
+            for (int i = 0; i < 3; ++i) in[i] = x >= 0 && x < w ? src[i][size_t(y) * ss[i] + x] : T(0);
+            if (x >= 0 && x < w) model(f.fwd, in, out);
+            for (int i = 0; i < 3; ++i) {
+                if (x >= ds[i] - pad) continue;
+                const size_t at = size_t(y) * ds[i] + pad + x;
+                const T want = x >= 0 && x < w ? out[i] : before[i][at];
+                ASSERT_TRUE(sameBits(dst[i][at], want))
+                    << f.name << (viaL ? "_L" : "") << " w " << w << " h " << h << " x " << x << " y " << y << " plane " << i
+                    << ": in (" << in[0] << ", " << in[1] << ", " << in[2] << ") got " << dst[i][at] << " want " << want;
+            }
+        }
+}
+
+template <class T>
+void checkAll(const Form<T>& f) {
+    uint32_t seed = 21;
+    for (bool viaL : {false, true}) {
+        for (int h : {1, 3})
+            for (int w : {1, 2, 3, 4, 5, 6, 7, 8, 9, 15, 16, 17, 33, 100}) checkForm(f, w, h, false, viaL, seed++);
+        checkForm(f, 19, 4, true, viaL, seed++);
+        checkForm(f, 2, 5, true, viaL, seed++);
+    }
+}
+
+}  // namespace
+
+TEST(LabPlanarModel, Float32FormsMatchModel) {
+    for (const auto& f : kForms32) checkAll(f);
+}
+
+TEST(LabPlanarModel, Float64FormsMatchModel) {
+    for (const auto& f : kForms64) checkAll(f);
+}
+
+// ---- Worked values ---------------------------------------------------------------------
+TEST(LabPlanarWorked, WhiteAndBlack64f) {
+    for (int w : {1, 2, 3}) {
+        std::vector<double> one(w, 1.0), zero(w, 0.0), L(w), A(w), B(w);
+        double* d[3] = {L.data(), A.data(), B.data()};
+        int st[3] = {8 * w, 8 * w, 8 * w};
+        const double* white[3] = {one.data(), one.data(), one.data()};
+        ASSERT_EQ(celiRGBToLab_64f_P3R(white, st, d, st, {w, 1}), celStatusOk);
+        for (int i = 0; i < w; ++i) {
+            EXPECT_NEAR(L[i], 100.0, 1e-4);  // the float matrix rows sum to 1 within 1e-7
+            EXPECT_NEAR(A[i], 0.0, 1e-3);
+            EXPECT_NEAR(B[i], 0.0, 1e-3);
+        }
+        const double* black[3] = {zero.data(), zero.data(), zero.data()};
+        ASSERT_EQ(celiRGBToLab_64f_P3R(black, st, d, st, {w, 1}), celStatusOk);
+        for (int i = 0; i < w; ++i) {
+            EXPECT_EQ(L[i], 0.0);
+            EXPECT_EQ(A[i], 0.0);
+            EXPECT_EQ(B[i], 0.0);
+        }
+        // reverse of (0, 0, 0): no linear branch, (16/116)^3 = 0.0026241 on each channel
+        const double* lab0[3] = {zero.data(), zero.data(), zero.data()};
+        ASSERT_EQ(celiLabToRGB_64f_P3R(lab0, st, d, st, {w, 1}), celStatusOk);
+        for (int i = 0; i < w; ++i) EXPECT_NEAR(L[i], 0.0026241, 2e-6);
+    }
+}
+
+TEST(LabPlanarWorked, RoundTrip64fComesBack) {
+    std::mt19937 rng(7);
+    const int w = 41;
+    std::vector<double> c[3], lab[3], back[3];
+    for (int i = 0; i < 3; ++i) {
+        c[i].resize(w), lab[i].resize(w), back[i].resize(w);
+        for (auto& v : c[i]) v = std::uniform_real_distribution<double>(0.05, 1.0)(rng);
+    }
+    const double* s[3] = {c[0].data(), c[1].data(), c[2].data()};
+    double* m[3] = {lab[0].data(), lab[1].data(), lab[2].data()};
+    const double* mc[3] = {m[0], m[1], m[2]};
+    double* d[3] = {back[0].data(), back[1].data(), back[2].data()};
+    int st[3] = {8 * w, 8 * w, 8 * w};
+    ASSERT_EQ(celiRGBToLab_64f_P3R(s, st, m, st, {w, 1}), celStatusOk);
+    ASSERT_EQ(celiLabToRGB_64f_P3R(mc, st, d, st, {w, 1}), celStatusOk);
+    // the constants are float values widened: the round trip closes to about 1e-7
+    for (int i = 0; i < 3; ++i)
+        for (int x = 0; x < w; ++x) EXPECT_NEAR(back[i][x], c[i][x], 2e-6) << i << " " << x;
+}
+
+// ---- Gap-free planes run as one row ------------------------------------------------------
+TEST(LabPlanarRows, GapFreeReverseEqualsRowByRow) {
+    std::mt19937 rng(8);
+    const int w = 7, h = 5;
+    std::vector<float> in[3], one[3], rows[3];
+    for (int i = 0; i < 3; ++i) {
+        in[i].resize(w * h), one[i].assign(w * h, 0), rows[i].assign((w + 1) * h, 0);
+        for (auto& v : in[i]) v = sample<float>(rng, false, i);
+    }
+    const float* s[3] = {in[0].data(), in[1].data(), in[2].data()};
+    float* d1[3] = {one[0].data(), one[1].data(), one[2].data()};
+    float* d2[3] = {rows[0].data(), rows[1].data(), rows[2].data()};
+    int64_t tight[3] = {4 * w, 4 * w, 4 * w}, loose[3] = {4 * (w + 1), 4 * (w + 1), 4 * (w + 1)};
+    ASSERT_EQ(celiLabToRGB_32f_P3R_L(s, tight, d1, tight, w, h), celStatusOk);
+    ASSERT_EQ(celiLabToRGB_32f_P3R_L(s, tight, d2, loose, w, h), celStatusOk);
+    for (int i = 0; i < 3; ++i)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                float want[3];
+                const float c[3] = {in[0][y * w + x], in[1][y * w + x], in[2][y * w + x]};
+                rev32(c, want);
+                EXPECT_TRUE(sameBits(one[i][y * w + x], rows[i][y * (w + 1) + x]));
+                EXPECT_TRUE(sameBits(one[i][y * w + x], want[i]));
+            }
+}
+
+// ---- Steps beyond and at the 32-bit limits -----------------------------------------------
+// A reservation of address space with no access; only the pages that the
+// rows (and a canary before and after each destination row) touch are made
+// accessible, so a row address formed with a 32-bit offset would fault or
+// land elsewhere.
+class Sparse {
+public:
+    explicit Sparse(size_t bytes) : size_(bytes) {
+        base_ = static_cast<uint8_t*>(mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+        if (base_ == MAP_FAILED) base_ = nullptr;
+    }
+    ~Sparse() {
+        if (base_) munmap(base_, size_);
+    }
+    uint8_t* middle() const { return base_ + size_ / 2; }
+    bool ok() const { return base_ != nullptr; }
+    // Makes [p, p + n) accessible.
+    static void open(void* p, size_t n) {
+        const uintptr_t pg = uintptr_t(sysconf(_SC_PAGESIZE));
+        const uintptr_t a = uintptr_t(p) & ~(pg - 1), b = (uintptr_t(p) + n + pg - 1) & ~(pg - 1);
+        ASSERT_EQ(mprotect(reinterpret_cast<void*>(a), b - a, PROT_READ | PROT_WRITE), 0);
+    }
+
+private:
+    uint8_t* base_ = nullptr;
+    size_t size_;
+};
+
+template <class T>
+void checkFarRows(const Form<T>& f, const int64_t (&sStep)[3], const int64_t (&dStep)[3], int w, int h, bool viaL) {
+    Sparse space(size_t(1) << 36);
+    if (!space.ok()) GTEST_SKIP() << "no 64 GiB of address space to reserve";
+    std::mt19937 rng(9);
+    // planes 256 MiB apart around the middle; canaries of one element either side
+    T* sp[3];
+    T* dp[3];
+    for (int i = 0; i < 3; ++i) {
+        sp[i] = reinterpret_cast<T*>(space.middle() + (int64_t(i) << 28));
+        dp[i] = reinterpret_cast<T*>(space.middle() + (int64_t(i + 3) << 28));
+    }
+    auto at = [](T* plane, int64_t step, int y) { return reinterpret_cast<T*>(reinterpret_cast<uint8_t*>(plane) + step * y); };
+    for (int i = 0; i < 3; ++i)
+        for (int y = 0; y < h; ++y) {
+            T* s = at(sp[i], sStep[i], y);
+            T* d = at(dp[i], dStep[i], y);
+            Sparse::open(s, w * sizeof(T));
+            Sparse::open(d - 1, (w + 2) * sizeof(T));
+            for (int x = 0; x < w; ++x) s[x] = sample<T>(rng, f.fwd, i);
+            for (int x = -1; x <= w; ++x) d[x] = T(-7);
+        }
+    const T* csp[3] = {sp[0], sp[1], sp[2]};
+    CelStatus st;
+    if (viaL) {
+        int64_t a[3] = {sStep[0], sStep[1], sStep[2]}, b[3] = {dStep[0], dStep[1], dStep[2]};
+        st = f.wide(csp, a, dp, b, w, h);
+    } else {
+        int a[3] = {int(sStep[0]), int(sStep[1]), int(sStep[2])}, b[3] = {int(dStep[0]), int(dStep[1]), int(dStep[2])};
+        st = f.plain(csp, a, dp, b, {w, h});
+    }
+    ASSERT_EQ(st, celStatusOk) << f.name;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            T in[3], want[3];
+            for (int i = 0; i < 3; ++i) in[i] = at(sp[i], sStep[i], y)[x];
+            model(f.fwd, in, want);
+            for (int i = 0; i < 3; ++i) {
+                const T* d = at(dp[i], dStep[i], y);
+                ASSERT_TRUE(sameBits(d[x], want[i])) << f.name << " x " << x << " y " << y << " plane " << i;
+                ASSERT_EQ(d[-1], T(-7));
+                ASSERT_EQ(d[w], T(-7));
+            }
+        }
+}
+
+TEST(LabPlanarRows, StepsBeyond32BitsInTheLForms) {
+    const int64_t g = int64_t(1) << 32;
+    const int64_t sStep[3] = {g + 64, -(g + 128), 3 * (g / 2)}, dStep[3] = {-(g + 256), g / 2 + 32, g + 4096};
+    for (const auto& f : kForms32) checkFarRows(f, sStep, dStep, 6, 3, true);
+    for (const auto& f : kForms64) checkFarRows(f, sStep, dStep, 5, 3, true);
+}
+
+TEST(LabPlanarRows, ThirtyTwoBitStepsAtTheirLimitsWidenWithSign) {
+    // INT32_MIN and the largest aligned positive step: rows 2^31 bytes and more apart
+    const int64_t sStep[3] = {INT32_MIN, INT32_MAX - 7, -(int64_t(1) << 30)}, dStep[3] = {INT32_MAX - 7, INT32_MIN, INT32_MIN + 8};
+    for (const auto& f : kForms32) checkFarRows(f, sStep, dStep, 5, 3, false);
+    for (const auto& f : kForms64) checkFarRows(f, sStep, dStep, 3, 3, false);
+}
+
+// ---- Statuses ------------------------------------------------------------------------------
+TEST(LabPlanarChecks, PointersThenSizesNothingWritten) {
+    float a[8] = {}, b[8] = {}, c[8] = {}, d0[8], d1[8], d2[8];
+    for (float* p : {d0, d1, d2}) std::fill(p, p + 8, 5.0f);
+    const float* s[3] = {a, b, c};
+    float* d[3] = {d0, d1, d2};
+    int st[3] = {32, 32, 32};
+    int64_t stL[3] = {32, 32, 32};
+    for (const auto& f : kForms32) {
+        EXPECT_EQ(f.plain(s, nullptr, d, st, {1, 1}), celStatusNullPointer);
+        EXPECT_EQ(f.plain(s, st, d, nullptr, {1, 1}), celStatusNullPointer);
+        EXPECT_EQ(f.plain(s, nullptr, d, st, {0, 0}), celStatusNullPointer);
+        EXPECT_EQ(f.plain(nullptr, st, d, st, {0, 1}), celStatusNullPointer);
+        EXPECT_EQ(f.wide(s, stL, nullptr, stL, 0, 1), celStatusNullPointer);
+        EXPECT_EQ(f.wide(s, nullptr, d, stL, 1, 1), celStatusNullPointer);
+        EXPECT_EQ(f.wide(s, stL, d, nullptr, 1, 1), celStatusNullPointer);
+        for (int i = 0; i < 3; ++i) {
+            const float* s2[3] = {a, b, c};
+            float* d2p[3] = {d0, d1, d2};
+            s2[i] = nullptr;
+            EXPECT_EQ(f.plain(s2, st, d, st, {0, 1}), celStatusNullPointer) << i;
+            EXPECT_EQ(f.wide(s2, stL, d, stL, 1, 1), celStatusNullPointer) << i;
+            d2p[i] = nullptr;
+            EXPECT_EQ(f.plain(s, st, d2p, st, {1, -1}), celStatusNullPointer) << i;
+            EXPECT_EQ(f.wide(s, stL, d2p, stL, 1, 1), celStatusNullPointer) << i;
+        }
+        for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-1, 2}, CelSize{2, -1}, CelSize{INT32_MIN, 1}, CelSize{1, INT32_MIN}})
+            EXPECT_EQ(f.plain(s, st, d, st, bad), celStatusBadSize);
+        // 64-bit sizes whose low 32 bits alone would be a valid size
+        const int64_t g = int64_t(1) << 32;
+        for (auto [w, h] : {std::pair<int64_t, int64_t>{-g + 2, 1}, {1, -g + 3}, {0, 1}, {1, 0}, {INT64_MIN, 1}, {1, INT64_MIN + 1}})
+            EXPECT_EQ(f.wide(s, stL, d, stL, w, h), celStatusBadSize) << w << " " << h;
+    }
+    double e[4] = {}, o[4] = {9, 9, 9, 9};
+    const double* sd[3] = {e, e, e};
+    double* dd[3] = {o, o, o};
+    for (const auto& f : kForms64) {
+        EXPECT_EQ(f.plain(sd, nullptr, dd, st, {1, 1}), celStatusNullPointer);
+        EXPECT_EQ(f.plain(sd, st, dd, st, {0, 1}), celStatusBadSize);
+        EXPECT_EQ(f.wide(sd, stL, dd, stL, -(int64_t(1) << 32) + 4, 1), celStatusBadSize);
+    }
+    for (float* p : {d0, d1, d2})
+        for (int i = 0; i < 8; ++i) EXPECT_EQ(p[i], 5.0f);
+    for (double v : o) EXPECT_EQ(v, 9.0);
+}
