@@ -92,21 +92,6 @@ struct Taps {
     const uint8_t *a, *b, *c, *p, *q;
 };
 
-template <bool Al>
-inline __m128i ld(const uint8_t* p) {
-    if constexpr (Al)
-        return _mm_load_si128(reinterpret_cast<const __m128i*>(p));
-    else
-        return load(p);
-}
-template <bool Al>
-inline void st(uint8_t* p, __m128i v) {
-    if constexpr (Al)
-        _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
-    else
-        store(p, v);
-}
-
 // Vector luma at column x, Load giving 16 or 8 bytes.
 template <Rule R, class Load>
 inline __m128i lumaV(const Taps& t, int x, Load l) {
@@ -156,7 +141,7 @@ template <Rule R, bool Al>
 void deintLumaRow(const Taps& t, uint8_t* d, int w, int vecEnd, int round) {
     int x = 0;
     // body: 16 pixels, vector rule
-    for (; x + 16 <= vecEnd; x += 16) st<Al>(d + x, lumaV<R>(t, x, ld<Al>));
+    for (; x + 16 <= vecEnd; x += 16) storeA<Al>(d + x, lumaV<R>(t, x, loadA<Al>));
     // then 8 pixels, vector rule
     for (; x + 8 <= vecEnd; x += 8) store8(d + x, lumaV<R>(t, x, load8b));
     // tail: pixels, scalar rule
@@ -167,21 +152,19 @@ void deintLumaRow(const Taps& t, uint8_t* d, int w, int vecEnd, int round) {
 // bytes to d1, second to d2.
 template <bool Al>
 void deintChromaRow(const uint8_t* p, const uint8_t* q, uint8_t* d1, uint8_t* d2, int w, int vecEnd) {
-    const __m128i lowBytes = _mm_set1_epi16(0x00FF);
     int x = 0;
     // body: 16 pairs, vector rule
     for (; x + 32 <= vecEnd; x += 32) {
-        const __m128i v0 = chroma_v(ld<Al>(p + x), ld<Al>(q + x));
-        const __m128i v1 = chroma_v(ld<Al>(p + x + 16), ld<Al>(q + x + 16));
-        store(d1 + x / 2, _mm_packus_epi16(_mm_and_si128(v0, lowBytes), _mm_and_si128(v1, lowBytes)));
-        store(d2 + x / 2, _mm_packus_epi16(_mm_srli_epi16(v0, 8), _mm_srli_epi16(v1, 8)));
+        const __m128i v0 = chroma_v(loadA<Al>(p + x), loadA<Al>(q + x));
+        const __m128i v1 = chroma_v(loadA<Al>(p + x + 16), loadA<Al>(q + x + 16));
+        store(d1 + x / 2, evenBytes(v0, v1));
+        store(d2 + x / 2, oddBytes(v0, v1));
     }
     // then 4 pairs, vector rule
     for (; x + 8 <= vecEnd; x += 8) {
         const __m128i v = chroma_v(load8(p + x), load8(q + x));
-        const __m128i ev = _mm_and_si128(v, lowBytes), od = _mm_srli_epi16(v, 8);
-        store4(d1 + x / 2, _mm_packus_epi16(ev, ev));
-        store4(d2 + x / 2, _mm_packus_epi16(od, od));
+        store4(d1 + x / 2, evenBytes(v, v));
+        store4(d2 + x / 2, oddBytes(v, v));
     }
     // tail: pairs, scalar rule
     for (; x + 2 <= w; x += 2) d1[x / 2] = chroma_px(p[x], q[x]), d2[x / 2] = chroma_px(p[x + 1], q[x + 1]);

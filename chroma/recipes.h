@@ -16,6 +16,17 @@
 //   The whole-picture packed kernel's inner tail writes, per pixel pair,
 //   ((((a + c) >> 1) + b) >> 1) + 1 for the even pixel (saturated) and the
 //   inner scalar rule with round 4 for the odd one.
+// Field weights of the interlace-aware 4:2:2 <-> 4:2:0 conversions, each
+//   output sample (wa * a + wb * b + half) >> shift from two rows of one
+//   field, wa + wb = 1 << shift.  The vector twin multiplies byte pairs and
+//   adds the same offset, so body and tail agree.
+//   4:2:2 -> 4:2:0, rows s0 .. s3 of a group of four:  (3 s0 + s2) / 4,
+//   (s1 + 3 s3) / 4;  4:2:0 -> 4:2:2, source rows s0 .. s3 of a group:
+//   (5 s0 + 3 s2) / 8, (7 s1 + s3) / 8, (s0 + 7 s2) / 8, (3 s1 + 5 s3) / 8
+//   (the weights follow each field's chroma siting, not a symmetry).
+// Pair means of the plane resamplers: vector bodies by the byte average
+//   rounding up (chroma_v), scalar tails truncating (chroma_px); the 8-output
+//   blocks of 4:2:0 -> 4:1:1 truncate in 16-bit lanes (meanDown16_v).
 #pragma once
 
 #include <smmintrin.h>
@@ -62,5 +73,52 @@ inline uint8_t innerLumaAllEven_px(int a, int b, int c) { return _CHOP_ARRAY[(((
 
 inline uint8_t chroma_px(int p, int q) { return _CHOP_ARRAY[(p + q) >> 1]; }
 inline __m128i chroma_v(__m128i p, __m128i q) { return _mm_avg_epu8(p, q); }
+
+// Truncating mean of 16-bit lanes holding bytes: a saturating add and an
+// arithmetic shift, (a + b) >> 1 like chroma_px.
+inline __m128i meanDown16_v(__m128i a, __m128i b) { return _mm_srai_epi16(_mm_adds_epi16(a, b), 1); }
+
+// ---- Field weights -------------------------------------------------------------------------------
+template <int WA, int WB>
+struct FieldTap {
+    static constexpr int kShift = WA + WB == 4 ? 2 : 3;
+    static constexpr int kRound = 1 << (kShift - 1);
+    static_assert(WA + WB == 1 << kShift, "the two weights sum to a power of two");
+};
+
+template <int WA, int WB>
+inline uint8_t fieldTap_px(int a, int b) {
+    using T = FieldTap<WA, WB>;
+    return static_cast<uint8_t>((WA * a + WB * b + T::kRound) >> T::kShift);
+}
+
+// 16 samples of each row; the byte-pair products stay below 2^11.
+template <int WA, int WB>
+inline __m128i fieldTap_v(__m128i a, __m128i b) {
+    using T = FieldTap<WA, WB>;
+    const __m128i w = _mm_set1_epi16(static_cast<int16_t>(WB << 8 | WA)), rnd = _mm_set1_epi16(T::kRound);
+    const __m128i lo = _mm_srli_epi16(_mm_add_epi16(_mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), w), rnd), T::kShift);
+    const __m128i hi = _mm_srli_epi16(_mm_add_epi16(_mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), w), rnd), T::kShift);
+    return _mm_packus_epi16(lo, hi);
+}
+
+// 4:2:2 -> 4:2:0: chroma rows s[0..3] of a group of four to the group's two rows.
+inline void fieldsDown_v(const __m128i s[4], __m128i d[2]) {
+    d[0] = fieldTap_v<3, 1>(s[0], s[2]), d[1] = fieldTap_v<1, 3>(s[1], s[3]);
+}
+inline void fieldsDown_px(const int s[4], uint8_t d[2]) {
+    d[0] = fieldTap_px<3, 1>(s[0], s[2]), d[1] = fieldTap_px<1, 3>(s[1], s[3]);
+}
+
+// 4:2:0 -> 4:2:2: source chroma rows s[0..3] (rows 2g .. 2g+3) to destination
+// rows 4g+2 .. 4g+5.
+inline void fieldsUp_v(const __m128i s[4], __m128i d[4]) {
+    d[0] = fieldTap_v<5, 3>(s[0], s[2]), d[1] = fieldTap_v<7, 1>(s[1], s[3]);
+    d[2] = fieldTap_v<1, 7>(s[0], s[2]), d[3] = fieldTap_v<3, 5>(s[1], s[3]);
+}
+inline void fieldsUp_px(const int s[4], uint8_t d[4]) {
+    d[0] = fieldTap_px<5, 3>(s[0], s[2]), d[1] = fieldTap_px<7, 1>(s[1], s[3]);
+    d[2] = fieldTap_px<1, 7>(s[0], s[2]), d[3] = fieldTap_px<3, 5>(s[1], s[3]);
+}
 
 }  // namespace cel::chroma

@@ -31,6 +31,29 @@ inline void store4(uint8_t* p, __m128i v) {
     const int32_t w = _mm_cvtsi128_si32(v);
     std::memcpy(p, &w, 4);
 }
+// 16-byte loads and stores, aligned when Al (the caller has chosen the route
+// once per call from the pointers and steps).
+template <bool Al>
+inline __m128i loadA(const uint8_t* p) {
+    if constexpr (Al)
+        return _mm_load_si128(reinterpret_cast<const __m128i*>(p));
+    else
+        return load(p);
+}
+template <bool Al>
+inline void storeA(uint8_t* p, __m128i v) {
+    if constexpr (Al)
+        _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
+    else
+        store(p, v);
+}
+// The even (odd) bytes of 32 bytes, in order.
+inline __m128i evenBytes(__m128i v0, __m128i v1) {
+    const __m128i mask = _mm_set1_epi16(0x00FF);
+    return _mm_packus_epi16(_mm_and_si128(v0, mask), _mm_and_si128(v1, mask));
+}
+inline __m128i oddBytes(__m128i v0, __m128i v1) { return _mm_packus_epi16(_mm_srli_epi16(v0, 8), _mm_srli_epi16(v1, 8)); }
+
 // A 16-byte store, non-temporal when Stream (the caller has checked that the
 // address is 16-byte aligned and fences when its kernel asks for it).
 template <bool Stream>
@@ -68,6 +91,18 @@ inline __m128i c2Split() {
     else
         return _mm_setr_epi8(O.y0, O.y1, O.y0 + 4, O.y1 + 4, O.y0 + 8, O.y1 + 8, O.y0 + 12, O.y1 + 12, O.c0, O.c0 + 4,
                              O.c0 + 8, O.c0 + 12, O.c1, O.c1 + 4, O.c1 + 8, O.c1 + 12);
+}
+
+// 32 pixels of C2 (64 bytes): luma of pixels 0-15 and 16-31, and 16
+// samples of each chroma.
+template <const C2Order& O>
+inline void c2Split32(const uint8_t* s, __m128i& y0, __m128i& y1, __m128i& c0, __m128i& c1) {
+    const __m128i split = c2Split<O, false>();
+    const __m128i a = _mm_shuffle_epi8(load(s), split), b = _mm_shuffle_epi8(load(s + 16), split);
+    const __m128i c = _mm_shuffle_epi8(load(s + 32), split), d = _mm_shuffle_epi8(load(s + 48), split);
+    y0 = _mm_unpacklo_epi64(a, b), y1 = _mm_unpacklo_epi64(c, d);
+    const __m128i ab = _mm_unpackhi_epi32(a, b), cd = _mm_unpackhi_epi32(c, d);  // c0 x8, c1 x8 each
+    c0 = _mm_unpacklo_epi64(ab, cd), c1 = _mm_unpackhi_epi64(ab, cd);
 }
 
 // One row of C2 to three planes: 16 pixels (32 bytes) a block, then pairs.
@@ -204,20 +239,18 @@ void c2ToC2Row(const uint8_t* s, uint8_t* d, int width) {
 // ---- Chroma pairs <-> two chroma planes -----------------------------------------------------------
 // n pairs: even bytes to a, odd bytes to b.
 inline void splitPairsRow(const uint8_t* s, uint8_t* a, uint8_t* b, int n) {
-    const __m128i mask = _mm_set1_epi16(0x00FF);
     int i = 0;
     // body: 16 pairs
     for (; i + 16 <= n; i += 16) {
         const __m128i v0 = load(s + 2 * i), v1 = load(s + 2 * i + 16);
-        store(a + i, _mm_packus_epi16(_mm_and_si128(v0, mask), _mm_and_si128(v1, mask)));
-        store(b + i, _mm_packus_epi16(_mm_srli_epi16(v0, 8), _mm_srli_epi16(v1, 8)));
+        store(a + i, evenBytes(v0, v1));
+        store(b + i, oddBytes(v0, v1));
     }
     // then 8 pairs
     for (; i + 8 <= n; i += 8) {
         const __m128i v = load(s + 2 * i);
-        const __m128i ev = _mm_and_si128(v, mask), od = _mm_srli_epi16(v, 8);
-        store8(a + i, _mm_packus_epi16(ev, ev));
-        store8(b + i, _mm_packus_epi16(od, od));
+        store8(a + i, evenBytes(v, v));
+        store8(b + i, oddBytes(v, v));
     }
     // tail: single pairs
     for (; i < n; ++i) a[i] = s[2 * i], b[i] = s[2 * i + 1];

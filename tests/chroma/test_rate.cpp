@@ -18,58 +18,12 @@
 
 namespace {
 
+using celtest::Args;
 using celtest::ChromaLayout;
 using celtest::Kind;
 using celtest::RowWalk;
 using celtest::Samp;
-
-// The pointers and steps handed to a function, whatever its shape.
-struct Args {
-    uint8_t* sp[3];
-    int ss[3];
-    uint8_t* dp[3];
-    int ds[3];
-};
-
-using FnP3P3 = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t* [3], int[3], CelSize);
-using FnP2P3 = CelStatus (*)(const uint8_t*, int, const uint8_t*, int, uint8_t* [3], int[3], CelSize);
-using FnP3P2 = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t*, int, uint8_t*, int, CelSize);
-using FnP2C2 = CelStatus (*)(const uint8_t*, int, const uint8_t*, int, uint8_t*, int, CelSize);
-using FnP3C2 = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t*, int, CelSize);
-using FnC2P3 = CelStatus (*)(const uint8_t*, int, uint8_t* [3], int[3], CelSize);
-using FnC2P2 = CelStatus (*)(const uint8_t*, int, uint8_t*, int, uint8_t*, int, CelSize);
-
-template <FnP3P3 F>
-CelStatus viaP3P3(Args& a, CelSize r) {
-    const uint8_t* sp[3] = {a.sp[0], a.sp[1], a.sp[2]};
-    return F(sp, a.ss, a.dp, a.ds, r);
-}
-template <FnP2P3 F>
-CelStatus viaP2P3(Args& a, CelSize r) {
-    return F(a.sp[0], a.ss[0], a.sp[1], a.ss[1], a.dp, a.ds, r);
-}
-template <FnP3P2 F>
-CelStatus viaP3P2(Args& a, CelSize r) {
-    const uint8_t* sp[3] = {a.sp[0], a.sp[1], a.sp[2]};
-    return F(sp, a.ss, a.dp[0], a.ds[0], a.dp[1], a.ds[1], r);
-}
-template <FnP2C2 F>
-CelStatus viaP2C2(Args& a, CelSize r) {
-    return F(a.sp[0], a.ss[0], a.sp[1], a.ss[1], a.dp[0], a.ds[0], r);
-}
-template <FnP3C2 F>
-CelStatus viaP3C2(Args& a, CelSize r) {
-    const uint8_t* sp[3] = {a.sp[0], a.sp[1], a.sp[2]};
-    return F(sp, a.ss, a.dp[0], a.ds[0], r);
-}
-template <FnC2P3 F>
-CelStatus viaC2P3(Args& a, CelSize r) {
-    return F(a.sp[0], a.ss[0], a.dp, a.ds, r);
-}
-template <FnC2P2 F>
-CelStatus viaC2P2(Args& a, CelSize r) {
-    return F(a.sp[0], a.ss[0], a.dp[0], a.ds[0], a.dp[1], a.ds[1], r);
-}
+using namespace celtest::shapes;
 
 enum class Rule { A, B, C, D, E, F };
 
@@ -135,13 +89,6 @@ const Fn kFns[] = {
 };
 
 bool touches(const Fn& f, Samp s) { return f.srcSamp == s || f.dstSamp == s; }
-
-Args argsOf(ChromaLayout& s, ChromaLayout& d) {
-    Args a;
-    s.planes(a.sp, a.ss);
-    d.planes(a.dp, a.ds);
-    return a;
-}
 
 // The expected destination: what the layout held before, with the rounded
 // region written from the source by the function's rule.  It walks its rows

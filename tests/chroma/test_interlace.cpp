@@ -1,0 +1,311 @@
+// Interlace-aware 4:2:2 <-> 4:2:0 and the plane resamplers among 4:2:0,
+// 4:1:1 and 1620: every export against a model written here from the
+// formulas (field weights per row parity, copied first and last rows; pair
+// means rounding up in the vector blocks and down after them, by position in
+// the row), compared as whole buffers with canaries over widths and heights
+// that hit every block/tail split and the field structure, negative and zero
+// steps; statuses, sizes refused with nothing written, check order; worked
+// values, a frame whose two fields differ.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+#include "common/chroma_layout.h"
+
+namespace {
+
+using namespace celtest;
+using namespace celtest::shapes;
+
+enum class Op { Down422, Up420, From1620, From411, To1620, To411 };
+
+struct Fn {
+    const char* name;
+    Kind srcKind;
+    Samp srcSamp;
+    Kind dstKind;
+    Samp dstSamp;
+    Op op;
+    CelStatus (*call)(Args&, CelSize);
+};
+void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
+
+constexpr Kind P3 = Kind::P3CbCr, UYVY = Kind::UYVY;
+constexpr Samp S420 = Samp::S420, S422 = Samp::S422, S411 = Samp::S411, S1620 = Samp::S1620;
+
+const Fn kFns[] = {
+    {"celiYCbCr422To420_Interlace_8u_P3R", P3, S422, P3, S420, Op::Down422,
+     viaP3P3<celiYCbCr422To420_Interlace_8u_P3R>},
+    {"celiCbYCr422ToYCbCr420_Interlace_8u_C2P3R", UYVY, S422, P3, S420, Op::Down422,
+     viaC2P3<celiCbYCr422ToYCbCr420_Interlace_8u_C2P3R>},
+    {"celiYCbCr420To422_Interlace_8u_P3R", P3, S420, P3, S422, Op::Up420, viaP3P3<celiYCbCr420To422_Interlace_8u_P3R>},
+    {"celiYCbCr420ToCbYCr422_Interlace_8u_P3C2R", P3, S420, UYVY, S422, Op::Up420,
+     viaP3C2<celiYCbCr420ToCbYCr422_Interlace_8u_P3C2R>},
+    {"celiYCbCr1620To420_8u_P3R", P3, S1620, P3, S420, Op::From1620, viaP3P3<celiYCbCr1620To420_8u_P3R>},
+    {"celiYCbCr411To420_8u_P3R", P3, S411, P3, S420, Op::From411, viaP3P3<celiYCbCr411To420_8u_P3R>},
+    {"celiYCbCr420To1620_8u_P3R", P3, S420, P3, S1620, Op::To1620, viaP3P3<celiYCbCr420To1620_8u_P3R>},
+    {"celiYCbCr420To411_8u_P3R", P3, S420, P3, S411, Op::To411, viaP3P3<celiYCbCr420To411_8u_P3R>},
+};
+
+bool interlaced(Op o) { return o == Op::Down422 || o == Op::Up420; }
+
+CelStatus expectedStatus(Op o, int w, int h) {
+    if (interlaced(o)) {
+        if (w < 2 || h < 4) return celStatusBadSize;
+        return (w % 2) || (h % 4) ? celStatusOddSize : celStatusOk;
+    }
+    const bool wOk = w >= 4 && w % 4 == 0;
+    const bool hOk = o == Op::To411 ? h >= 2 && h % 2 == 0 : h >= 4 && h % 4 == 0;
+    return wOk && hOk ? celStatusOk : celStatusBadSize;
+}
+
+int weigh(int wa, int a, int wb, int b) {  // weights summing to 4 or 8, rounded to nearest
+    const int sum = wa + wb;
+    return (wa * a + wb * b + sum / 2) / sum;
+}
+int up(int a, int b) { return (a + b + 1) / 2; }
+int down(int a, int b) { return (a + b) / 2; }
+
+// Where the vector blocks of a row of n samples end: blocks of `big`, then
+// of 16, while more than that many samples remain.
+int blocksEnd(int n, int big) {
+    int i = 0;
+    while (n - i > big) i += big;
+    while (n - i > 16) i += 16;
+    return i;
+}
+
+// The expected destination: what it held, with the region written.
+void model(const Fn& f, ChromaLayout& s, ChromaLayout& e, int W, int H) {
+    const int w = interlaced(f.op) ? W & ~1 : W, h = interlaced(f.op) ? H & ~3 : H;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) e.at(0, x, y) = s.at(0, x, y);
+    for (int c = 1; c <= 2; ++c) {
+        const auto S = [&](int x, int y) { return int(s.at(c, x, y)); };
+        const auto E = [&](int x, int y, int v) { e.at(c, x, y) = uint8_t(v); };
+        const int n = w / 4;
+        switch (f.op) {
+            case Op::Down422:
+                for (int k = 0; k < h / 4; ++k)
+                    for (int x = 0; x < w / 2; ++x) {
+                        E(x, 2 * k, weigh(3, S(x, 4 * k), 1, S(x, 4 * k + 2)));
+                        E(x, 2 * k + 1, weigh(1, S(x, 4 * k + 1), 3, S(x, 4 * k + 3)));
+                    }
+                break;
+            case Op::Up420:
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w / 2; ++x) {
+                        if (y < 2 || y >= h - 2) {
+                            E(x, y, S(x, y < 2 ? y : h / 2 - (h - y)));
+                            continue;
+                        }
+                        const int g = (y - 2) / 4, q = (y - 2) % 4, s0 = S(x, 2 * g), s1 = S(x, 2 * g + 1),
+                                  s2 = S(x, 2 * g + 2), s3 = S(x, 2 * g + 3);
+                        const int v[4] = {weigh(5, s0, 3, s2), weigh(7, s1, 1, s3), weigh(1, s0, 7, s2),
+                                          weigh(3, s1, 5, s3)};
+                        E(x, y, v[q]);
+                    }
+                break;
+            case Op::From411:
+            case Op::From1620: {
+                const bool from411 = f.op == Op::From411;
+                const int rows = from411 ? h / 2 : h / 4, V = blocksEnd(n, from411 ? 64 : 32);
+                for (int r = 0; r < rows; ++r) {
+                    const int sr = from411 ? 2 * r : r, tr = r + 1 < rows ? r + 1 : -1;
+                    for (int i = 0; i < n; ++i) {
+                        const bool last = i == n - 1, vec = i < V;
+                        const int a = S(i, sr), a1 = last ? a : S(i + 1, sr);
+                        const int u = last ? a : vec ? up(a, a1) : down(a, a1);
+                        E(2 * i, from411 ? r : 2 * r, a), E(2 * i + 1, from411 ? r : 2 * r, u);
+                        if (from411) continue;
+                        if (tr < 0) {  // the last source row: its samples doubled
+                            E(2 * i, 2 * r + 1, a), E(2 * i + 1, 2 * r + 1, a);
+                            continue;
+                        }
+                        const int b = S(i, tr), b1 = last ? b : S(i + 1, tr);
+                        E(2 * i, 2 * r + 1, vec ? up(a, b) : down(a, b));
+                        E(2 * i + 1, 2 * r + 1,
+                          last ? down(a, b) : vec ? up(up(a, a1), up(b, b1)) : down(down(a, a1), down(b, b1)));
+                    }
+                }
+                break;
+            }
+            case Op::To1620:
+                for (int d = 0; d < h / 4; ++d)
+                    for (int i = 0; i < n; ++i) E(i, d, S(2 * i, 2 * d));
+                break;
+            case Op::To411:
+                for (int r = 0; r < h / 2; ++r)
+                    for (int i = 0; i < n; ++i) {
+                        const int a = S(2 * i, r), b = S(2 * i, r + 1 < h / 2 ? r + 1 : r);
+                        E(i, 2 * r, a), E(i, 2 * r + 1, i < (n & ~31) ? up(a, b) : down(a, b));
+                    }
+                break;
+        }
+    }
+}
+
+void expectModel(const Fn& f, int w, int h, RowWalk srcWalk, RowWalk dstWalk, uint32_t seed) {
+    ChromaLayout s(f.srcKind, f.srcSamp, w, h, srcWalk), d(f.dstKind, f.dstSamp, w, h, dstWalk);
+    s.randomize(seed);
+    ChromaLayout e = d;
+    const auto src = s.snapshot();
+    const CelStatus want = expectedStatus(f.op, w, h);
+    if (want >= 0) model(f, s, e, w, h);
+    Args a = argsOf(s, d);
+    ASSERT_EQ(f.call(a, {w, h}), want) << f.name << " " << w << "x" << h;
+    ASSERT_EQ(s.snapshot(), src) << f.name;
+    ASSERT_EQ(d.snapshot(), e.snapshot()) << f.name << " " << w << "x" << h << " walks " << int(srcWalk)
+                                          << int(dstWalk);
+}
+
+class Resample : public ::testing::TestWithParam<Fn> {};
+
+// Widths around every block (16 and 32 chroma samples of the field kernels;
+// 8, 16, 32, 64 of the resamplers), odd and not multiples of 4; heights
+// with and without whole groups of four rows (fields' first and last rows).
+TEST_P(Resample, EveryByteMatchesTheModel) {
+    const Fn f = GetParam();
+    uint32_t seed = 5;
+    for (int h : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 12, 16})
+        for (int w : {1,  2,  3,  4,  6,  8,   12,  16,  30,  32,  33,  34,  60,  62,  64,
+                      66, 68, 96, 124, 128, 132, 160, 164, 252, 256, 260, 264, 288, 292})
+            expectModel(f, w, h, RowWalk::Down, RowWalk::Down, seed++);
+}
+
+TEST_P(Resample, NegativeAndZeroSourceSteps) {
+    const Fn f = GetParam();
+    uint32_t seed = 90;
+    for (auto [w, h] : {std::pair{36, 8}, {132, 12}, {260, 4}, {66, 7}}) {
+        expectModel(f, w, h, RowWalk::Up, RowWalk::Up, seed++);
+        expectModel(f, w, h, RowWalk::Same, RowWalk::Down, seed++);
+    }
+}
+
+// Every pointer, plane pointers included, is tested before the size, and
+// nothing is written.
+TEST_P(Resample, EveryPointerIsTestedBeforeTheSize) {
+    const Fn f = GetParam();
+    ChromaLayout s(f.srcKind, f.srcSamp, 8, 8), d(f.dstKind, f.dstSamp, 8, 8);
+    const auto before = d.snapshot();
+    const int ns = static_cast<int>(s.b.size()), nd = static_cast<int>(d.b.size());
+    for (int k = 0; k < ns + nd; ++k)
+        for (CelSize r : {CelSize{8, 8}, CelSize{0, 0}, CelSize{6, 3}}) {
+            Args a = argsOf(s, d);
+            (k < ns ? a.sp[k] : a.dp[k - ns]) = nullptr;
+            EXPECT_EQ(f.call(a, r), celStatusNullPointer) << f.name << " pointer " << k;
+        }
+    EXPECT_EQ(d.snapshot(), before) << f.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(AllForms, Resample, ::testing::ValuesIn(kFns),
+                         [](const ::testing::TestParamInfo<Fn>& i) { return std::string(i.param.name + 4); });
+
+// ---- Worked values ---------------------------------------------------------------------------------
+
+// A picture of w x h whose chroma is `even` on even rows and `odd` on odd
+// rows, through one of the field conversions; the chroma rows it gives.
+std::vector<int> fieldColumn(const Fn& f, int w, int h, int even, int odd) {
+    ChromaLayout s(f.srcKind, f.srcSamp, w, h), d(f.dstKind, f.dstSamp, w, h);
+    s.randomize(1);
+    for (int y = 0; y < chromaH(f.srcSamp, h); ++y)
+        for (int x = 0; x < w / 2; ++x) s.at(1, x, y) = s.at(2, x, y) = uint8_t(y % 2 ? odd : even);
+    Args a = argsOf(s, d);
+    EXPECT_EQ(f.call(a, {w, h}), celStatusOk) << f.name;
+    std::vector<int> col;
+    for (int y = 0; y < chromaH(f.dstSamp, h); ++y)
+        for (int x = 0; x < w / 2; ++x) {
+            EXPECT_EQ(d.at(1, x, y), d.at(1, 0, y)) << f.name;
+            EXPECT_EQ(d.at(2, x, y), d.at(1, 0, y)) << f.name;
+            if (x == 0) col.push_back(d.at(1, 0, y));
+        }
+    return col;
+}
+
+TEST(InterlaceWorked, TwoFieldsStayApartBothWays) {
+    for (const Fn& f : kFns) {
+        if (!interlaced(f.op)) continue;
+        for (int w : {2, 40, 70}) {
+            const auto col = fieldColumn(f, w, 16, 20, 220);
+            ASSERT_EQ(col.size(), f.op == Op::Down422 ? 8u : 16u);
+            for (size_t y = 0; y < col.size(); ++y) EXPECT_EQ(col[y], y % 2 ? 220 : 20) << f.name << " row " << y;
+        }
+    }
+}
+
+TEST(InterlaceWorked, WeightsOfEachRow) {
+    const Fn& down = kFns[0];
+    const Fn& upP3 = kFns[2];
+    // 4:2:2 rows 0, 1, 2, 3 = 0, 100, 200, 40: (3*0 + 200 + 2) >> 2 = 50, (100 + 3*40 + 2) >> 2 = 55
+    ChromaLayout s(down.srcKind, down.srcSamp, 34, 4), d(down.dstKind, down.dstSamp, 34, 4);
+    const int rows[4] = {0, 100, 200, 40};
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 17; ++x) s.at(1, x, y) = s.at(2, x, y) = uint8_t(rows[y]);
+    Args a = argsOf(s, d);
+    ASSERT_EQ(down.call(a, {34, 4}), celStatusOk);
+    for (int x : {0, 15, 16}) {
+        EXPECT_EQ(d.at(1, x, 0), 50);
+        EXPECT_EQ(d.at(2, x, 1), 55);
+    }
+    // 4:2:0 rows 0..3 = 0, 100, 200, 40 at height 8: rows 2..5 = (5*0 + 3*200 + 4) >> 3 = 75,
+    // (7*100 + 40 + 4) >> 3 = 93, (0 + 7*200 + 4) >> 3 = 175, (3*100 + 5*40 + 4) >> 3 = 63;
+    // rows 0, 1 and 6, 7 are source rows 0, 1 and 2, 3
+    ChromaLayout s2(upP3.srcKind, upP3.srcSamp, 34, 8), d2(upP3.dstKind, upP3.dstSamp, 34, 8);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 17; ++x) s2.at(1, x, y) = s2.at(2, x, y) = uint8_t(rows[y]);
+    Args a2 = argsOf(s2, d2);
+    ASSERT_EQ(upP3.call(a2, {34, 8}), celStatusOk);
+    const int want[8] = {0, 100, 75, 93, 175, 63, 200, 40};
+    for (int y = 0; y < 8; ++y)
+        for (int x : {0, 15, 16}) EXPECT_EQ(d2.at(1, x, y), want[y]) << "row " << y;
+}
+
+TEST(InterlaceWorked, FlatChromaStaysFlat) {
+    for (const Fn& f : kFns)
+        if (interlaced(f.op))
+            for (int v : {0, 1, 127, 254, 255})
+                for (int c : fieldColumn(f, 66, 12, v, v)) EXPECT_EQ(c, v) << f.name;
+}
+
+// Samples 1, 2: the mean is 2 in a vector block and 1 in the row's tail.
+TEST(ResampleWorked, PairMeanRoundsUpInBlocksAndDownInTheTail) {
+    const Fn& f = kFns[5];  // 4:1:1 -> 4:2:0
+    const int W = 4 * 40;   // 40 samples: vector up to 32, scalar 32 .. 38, sample 39 doubled
+    ChromaLayout s(f.srcKind, f.srcSamp, W, 4), d(f.dstKind, f.dstSamp, W, 4);
+    for (int i = 0; i < 40; ++i) s.at(1, i, 0) = s.at(2, i, 0) = uint8_t(1 + i % 2);
+    Args a = argsOf(s, d);
+    ASSERT_EQ(f.call(a, {W, 4}), celStatusOk);
+    EXPECT_EQ(d.at(1, 1, 0), 2);   // (1 + 2 + 1) >> 1
+    EXPECT_EQ(d.at(1, 65, 0), 1);  // (1 + 2) >> 1
+    EXPECT_EQ(d.at(1, 78, 0), 2);
+    EXPECT_EQ(d.at(1, 79, 0), 2);
+    // width 4: one sample a row, out[0] and out[1] equal it
+    ChromaLayout s4(f.srcKind, f.srcSamp, 4, 4), d4(f.dstKind, f.dstSamp, 4, 4);
+    s4.randomize(9);
+    Args a4 = argsOf(s4, d4);
+    ASSERT_EQ(f.call(a4, {4, 4}), celStatusOk);
+    for (int y = 0; y < 2; ++y) {
+        EXPECT_EQ(d4.at(2, 0, y), s4.at(2, 0, 2 * y));
+        EXPECT_EQ(d4.at(2, 1, y), s4.at(2, 0, 2 * y));
+    }
+}
+
+TEST(ResampleWorked, SizeRules) {
+    EXPECT_EQ(expectedStatus(Op::To411, 8, 6), celStatusOk);  // height 6 only for 4:2:0 -> 4:1:1
+    for (const Fn& f : kFns) {
+        ChromaLayout s(f.srcKind, f.srcSamp, 8, 8), d(f.dstKind, f.dstSamp, 8, 8);
+        Args a = argsOf(s, d);
+        if (interlaced(f.op)) {
+            EXPECT_EQ(f.call(a, {8, 3}), celStatusBadSize) << f.name;
+            EXPECT_EQ(f.call(a, {1, 8}), celStatusBadSize) << f.name;
+            EXPECT_EQ(f.call(a, {3, 6}), celStatusOddSize) << f.name;
+        } else {
+            EXPECT_EQ(f.call(a, {6, 8}), celStatusBadSize) << f.name;
+            EXPECT_EQ(f.call(a, {8, 6}), f.op == Op::To411 ? celStatusOk : celStatusBadSize) << f.name;
+        }
+    }
+}
+
+}  // namespace
