@@ -30,6 +30,8 @@ struct Picture {
     int height = 0;
     std::vector<uint8_t> data;
     std::string y4mTags;  // frame rate, interlacing and aspect of a Y4M source ("F25:1 Ip A1:1")
+    std::string y4mFrame;  // a Y4M frame's own parameters ("Itpi"), written back on its FRAME line
+    bool interlaced = false;  // two fields (Y4M It, Ib, or an Im frame whose I parameter says so)
 
     void alloc(int fmt, int w, int h, const std::string& file);  // checks the size, zero-fills
     CelFmtImage image() const;                                    // planes on data
@@ -164,6 +166,7 @@ struct ConvertOptions {
     int jobs = 1;
     bool force = false, verbose = false, quiet = false, crop = false;
     bool chromaFilter = false;  // 4:2:0 to 4:2:2 through the four-tap filtered exports
+    bool interlaced = false;    // every picture interlaced: 4:2:0 <-> 4:2:2 field by field
 };
 int runConvert(const ConvertOptions& o);
 

@@ -372,7 +372,8 @@ void Sink::put(const Picture& p) {
             const std::string h = y4mHeader(p, path_);
             stream_->write(h.data(), h.size());
         }
-        stream_->write("FRAME\n", 6);
+        const std::string frame = p.y4mFrame.empty() ? "FRAME\n" : "FRAME " + p.y4mFrame + "\n";
+        stream_->write(frame.data(), frame.size());
         stream_->write(p.data.data(), p.data.size());
     } else if (kind_ == Kind::Raw) {
         stream_->write(p.data.data(), p.data.size());

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <numeric>
@@ -272,6 +273,19 @@ void retag(Picture& p, int format, const std::string& file) {
     p.format = format;
 }
 
+// The preference of an interlaced picture: routes through the field-wise
+// 4:2:0 <-> 4:2:2 exports, which need whole groups of four rows.
+std::string interlacePrefer(const Picture& p, int target, const std::string& file) {
+    const std::string prefer = "_Interlace_";
+    int32_t e[CELFMT_MAX_ROUTE];
+    const int n = celccfmt_route_prefer(p.format, target, prefer.c_str(), e);
+    for (int k = 0; k < n; ++k)
+        if (std::strstr(celccfmt_edge(e[k])->exportName, prefer.c_str()) && p.height % 4 != 0)
+            fail(file, "an interlaced picture changes its chroma rate field by field, which needs a height of a "
+                       "multiple of 4 (" + std::to_string(p.height) + "; --crop does not cut it)");
+    return prefer;
+}
+
 // One input file into one output name; frames spread over `jobs` threads.
 void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, int outFmt, int jobs, bool showFrames) {
     std::unique_ptr<Source> src = openSource(job.in, raw);
@@ -313,10 +327,16 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
             Picture scratch;
             const Picture& fit = fitted(in[size_t(i)], target, o.crop, scratch, where);
             out[size_t(i)].alloc(target, fit.width, fit.height, where);
-            out[size_t(i)].y4mTags = in[size_t(i)].y4mTags;
+            const bool interlaced = o.interlaced || in[size_t(i)].interlaced;
+            out[size_t(i)].y4mTags = in[size_t(i)].y4mTags.empty() && interlaced ? "F25:1 It A1:1"
+                                                                                  : in[size_t(i)].y4mTags;
+            out[size_t(i)].y4mFrame = in[size_t(i)].y4mFrame;
             const bool verbose = o.verbose && index + i == 0;
-            // the four-tap exports cover heights of a multiple of 8; others replicate the rows
-            const std::string prefer = o.chromaFilter && fit.height % 8 == 0 ? "_Filter_" : "";
+            // the four-tap exports cover heights of a multiple of 8; others replicate the rows;
+            // an interlaced picture changes its chroma rate field by field
+            const std::string prefer = interlaced ? interlacePrefer(fit, target, where)
+                                       : o.chromaFilter && fit.height % 8 == 0 ? "_Filter_"
+                                                                                : "";
             // on one side: the matrix, then the curve
             if (gamma == GammaSide::Input || twist == GammaSide::Input) {
                 Picture encoded = fit;
@@ -362,6 +382,8 @@ std::string stemOf(const std::string& path) {
 
 int runConvert(const ConvertOptions& o) {
     if (o.jobs < 1 || o.jobs > 256) fail("--jobs", "must be 1 to 256");
+    if (o.interlaced && o.chromaFilter)
+        fail("--interlaced", "goes with no --chroma-filter: the four-tap filter mixes the two fields");
     RawSpec raw;
     if (!o.size.empty() && !parseSize(o.size, &raw.width, &raw.height))
         fail("--size", "'" + o.size + "' is not WIDTHxHEIGHT");

@@ -456,6 +456,8 @@ public:
                 out = std::stoll(v);
             };
             if (tok[0] == 'F' || tok[0] == 'I' || tok[0] == 'A') tags_ += (tags_.empty() ? "" : " ") + tok;
+            if (tok == "It" || tok == "Ib") interlaced_ = true;
+            if (tok == "Im") mixed_ = true;
             if (tok[0] == 'W') num(w);
             else if (tok[0] == 'H') num(h);
             else if (tok[0] == 'C') ctag = v;
@@ -485,12 +487,16 @@ public:
         if (n < 5 || std::memcmp(head, "FRAME", 5) != 0)
             fail(file, n == 0 ? "no frame" : "frame " + std::to_string(index_ + 1) + ": no FRAME marker");
         int c;
-        int params = 0;
+        std::string params;
         while ((c = std::fgetc(f_)) != EOF && c != '\n')
-            if (++params > 1024) fail(file, "frame " + std::to_string(index_ + 1) + ": overlong frame header");
+            if (params.size() > 1024)
+                fail(file, "frame " + std::to_string(index_ + 1) + ": overlong frame header");
+            else
+                params.push_back(char(c));
         if (c != '\n') fail(file, "frame " + std::to_string(index_ + 1) + " is truncated");
         out.alloc(format_, width_, height_, file);
         out.y4mTags = tags_;
+        out.y4mFrame = frameInterlace(params, out.interlaced);
         if (std::fread(out.data.data(), 1, out.bytes(), f_) != out.bytes())
             fail(file, "frame " + std::to_string(index_ + 1) + " is truncated");
         ++index_;
@@ -498,8 +504,25 @@ public:
     }
 
 private:
+    // The I parameter of a frame header ("Ixyz": presentation, temporal and
+    // chroma sampling).  In a mixed stream (Im) the frame is interlaced when
+    // its chroma sampling z is 'i', or, where z is '?' or missing, its
+    // temporal sampling y; a frame without one is progressive.  It and Ib
+    // streams are interlaced throughout, Ip (or no I tag) progressive.  The
+    // parameters go back on the output's FRAME line.
+    std::string frameInterlace(const std::string& params, bool& interlaced) const {
+        std::string tag;
+        for (size_t i = 0; i < params.size(); ++i)
+            if (params[i] == 'I' && (i == 0 || params[i - 1] == ' ')) tag = params.substr(i, params.find(' ', i) - i);
+        const char z = tag.size() >= 4 ? tag[3] : '?', y = tag.size() >= 3 ? tag[2] : 'p';
+        interlaced = mixed_ ? (z == '?' ? y : z) == 'i' : interlaced_;
+        const size_t first = params.find_first_not_of(' ');
+        return first == std::string::npos ? std::string() : params.substr(first);
+    }
+
     FILE* f_ = nullptr;
     std::string tags_;
+    bool interlaced_ = false, mixed_ = false;
     int format_ = -1, width_ = 0, height_ = 0;
     int64_t frameBytes_ = 0, count_ = 1, index_ = 0;
 };

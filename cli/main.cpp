@@ -53,6 +53,9 @@ int main(int argc, char** argv) {
     convert->add_flag("--chroma-filter", co.chromaFilter,
                       "4:2:0 to 4:2:2: interpolate the new chroma rows with the four-tap filter rather than repeat "
                       "them (heights of a multiple of 8)");
+    convert->add_flag("--interlaced", co.interlaced,
+                      "Every picture is interlaced (Y4M It and Ib streams are, and the frames of an Im stream that "
+                      "say so): 4:2:0 <-> 4:2:2 chroma filtered field by field (heights of a multiple of 4)");
     convert->add_flag("--crop", co.crop, "Cut the last columns/rows that do not fit the chroma subsampling");
     convert->add_flag("-f,--force", co.force, "Overwrite existing outputs");
     convert->add_flag("-v,--verbose", co.verbose, "Name the route and the exports called, with their statuses");

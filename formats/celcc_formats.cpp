@@ -375,15 +375,30 @@ bool prefers(int edge, const char* prefer) {
     return prefer && *prefer && std::strstr(kEdges[edge].exportName, prefer) != nullptr;
 }
 
+constexpr const char* kInterlace = "_Interlace_";
+
+bool interlaceEdge(int edge) { return std::strstr(kEdges[edge].exportName, kInterlace) != nullptr; }
+
+// Which edges a route may take.  Interlace-aware edges serve interlaced
+// pictures only; an interlaced picture (`prefer` naming them) takes no edge
+// that changes the vertical chroma sampling but those, which keep the two
+// fields apart.
+bool usable(int edge, bool interlaced) {
+    if (!interlaced) return !interlaceEdge(edge);
+    return interlaceEdge(edge) || kFormats[kEdges[edge].from].alignHeight == kFormats[kEdges[edge].to].alignHeight;
+}
+
 // The best route, direct first, then through one intermediate (fewest lossy
 // steps, then the lowest cost; the first pair in table order among equals).
 // With `needPrefer` only routes with an edge whose export name contains
 // `prefer` count.
 int bestRoute(int from, int to, const char* prefer, bool needPrefer, int32_t edges[CELFMT_MAX_ROUTE]) {
+    const bool interlaced = prefer && std::strstr(prefer, kInterlace);
     // A direct edge: the cheapest one.
     int best = -1;
     for (int i = 0; i < kEdgeCount; ++i)
-        if (kEdges[i].from == from && kEdges[i].to == to && (!needPrefer || prefers(i, prefer)) &&
+        if (kEdges[i].from == from && kEdges[i].to == to && usable(i, interlaced) &&
+            (!needPrefer || prefers(i, prefer)) &&
             (best < 0 || kEdges[i].cost < kEdges[best].cost))
             best = i;
     if (best >= 0) {
@@ -400,7 +415,7 @@ int bestRoute(int from, int to, const char* prefer, bool needPrefer, int32_t edg
     const bool grayEnd = mFrom == celFmtModelGray || mTo == celFmtModelGray;
     int b1 = -1, b2 = -1, bestLossy = 0, bestForeign = 0, bestCost = 0;
     for (int i = 0; i < kEdgeCount; ++i) {
-        if (kEdges[i].from != from || kEdges[i].to == to) continue;
+        if (kEdges[i].from != from || kEdges[i].to == to || !usable(i, interlaced)) continue;
         const int32_t m = kFormats[kEdges[i].to].model;
         if (!grayEnd && m == celFmtModelGray) continue;
         const int foreign = (m == mFrom || m == mTo || m == celFmtModelRGB || m == celFmtModelBGR ||
@@ -408,7 +423,7 @@ int bestRoute(int from, int to, const char* prefer, bool needPrefer, int32_t edg
                                 ? 0
                                 : 1;
         for (int j = 0; j < kEdgeCount; ++j) {
-            if (kEdges[j].from != kEdges[i].to || kEdges[j].to != to) continue;
+            if (kEdges[j].from != kEdges[i].to || kEdges[j].to != to || !usable(j, interlaced)) continue;
             if (needPrefer && !prefers(i, prefer) && !prefers(j, prefer)) continue;
             const int lossy = kEdges[i].lossy + kEdges[j].lossy, cost = kEdges[i].cost + kEdges[j].cost;
             if (b1 < 0 || lossy < bestLossy || (lossy == bestLossy && foreign < bestForeign) ||
@@ -434,7 +449,9 @@ int celccfmt_route_prefer(int from, int to, const char* prefer, int32_t edges[CE
     if (!validFormat(from) || !validFormat(to)) return celFmtBadFormat;
     if (from == to) return 0;
     if (prefer && *prefer) {
-        const int n = bestRoute(from, to, prefer, true, edges);
+        // an interlaced picture's route need not take an interlace-aware
+        // edge (I420 to NV12 keeps the fields apart anyway)
+        const int n = bestRoute(from, to, prefer, std::strstr(prefer, kInterlace) == nullptr, edges);
         if (n > 0) return n;
     }
     return bestRoute(from, to, nullptr, false, edges);

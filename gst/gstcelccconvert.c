@@ -16,11 +16,14 @@
  * route between two YCbCr formats keeps whatever matrix the samples carry,
  * and the colorimetry must be the same on both sides.
  *
- * Interlaced video.  A route whose formats all share one vertical chroma
- * sampling (4:4:4, 4:2:2, 4:1:1, RGB, gray among themselves; 4:2:0 among
- * 4:2:0 layouts) never mixes the rows of two fields, and is accepted for
- * interleaved and mixed frames.  Routes that change the vertical sampling
- * would blend fields: they are refused for interlaced caps.
+ * Interlaced video.  Interleaved and mixed frames take the table's route for
+ * interlaced pictures (`prefer` "_Interlace_"): every step keeps the
+ * vertical chroma sampling (4:4:4, 4:2:2, 4:1:1, RGB, gray among
+ * themselves; 4:2:0 among 4:2:0 layouts) or changes it between 4:2:0 and
+ * 4:2:2 field by field through the interlace-aware exports (heights of a
+ * multiple of 4).  Any other change of the vertical sampling would blend
+ * fields: such pairs are refused for interlaced caps.  The frames of a
+ * mixed stream all go field by field, progressive ones included.
  *
  * Sizes.  Every format on the route must fit the size (the table's alignment:
  * even widths and heights for 4:2:0, widths of 4 for 4:1:1, ...); other sizes
@@ -94,6 +97,10 @@ static int vertical_sampling(int table_format) {
 }
 
 int gst_celcc_route(GstVideoFormat from, GstVideoFormat to, int32_t edges[2], int* mid) {
+    return gst_celcc_route_for(from, to, FALSE, edges, mid);
+}
+
+int gst_celcc_route_for(GstVideoFormat from, GstVideoFormat to, gboolean interlaced, int32_t edges[2], int* mid) {
     const int a = gst_celcc_table_format(from), b = gst_celcc_table_format(to);
     if (mid) *mid = -1;
     if (a < 0 || b < 0) return -1;
@@ -102,7 +109,7 @@ int gst_celcc_route(GstVideoFormat from, GstVideoFormat to, int32_t edges[2], in
      * copy that leaves the fourth byte as it was: not offered. */
     if (a == b) return -1;
     int32_t e[CELFMT_MAX_ROUTE];
-    const int n = celccfmt_route(a, b, e);
+    const int n = celccfmt_route_prefer(a, b, interlaced ? "_Interlace_" : NULL, e);
     if (n < 1) return -1;
     /* The exchange of RGB and BGR orders with four channels carries the
      * fourth byte over: from RGBx or BGRx into a format with alpha it would
@@ -173,13 +180,19 @@ static gboolean interlaced_structure(const GstStructure* s) {
     return m && strcmp(m, "progressive") != 0;
 }
 
+/* Whether an edge keeps the two fields of an interlaced picture apart. */
+static gboolean keeps_fields(int32_t edge) {
+    const CelFmtEdge* e = celccfmt_edge(edge);
+    return strstr(e->exportName, "_Interlace_") != NULL || vertical_sampling(e->from) == vertical_sampling(e->to);
+}
+
 /* A route between `a` and `b` in the direction of the data. */
 static gboolean route_ok(GstVideoFormat a, GstVideoFormat b, gboolean interlaced) {
     int mid;
-    const int n = gst_celcc_route(a, b, NULL, &mid);
+    int32_t e[CELFMT_MAX_ROUTE];
+    const int n = gst_celcc_route_for(a, b, interlaced, e, &mid);
     if (n < 0) return FALSE;
     if (n == 0) return TRUE;
-    const int va = vertical_sampling(gst_celcc_table_format(a)), vb = vertical_sampling(gst_celcc_table_format(b));
     if (mid >= 0) {
         /* An intermediate may not sample chroma more coarsely than both ends
          * (YUY2 to RGB through 4:2:0 would lose chroma rows that both keep). */
@@ -193,7 +206,9 @@ static gboolean route_ok(GstVideoFormat a, GstVideoFormat b, gboolean interlaced
         if (cm != model_class(gst_celcc_table_format(a)) && cm != model_class(gst_celcc_table_format(b))) return FALSE;
     }
     if (!interlaced) return TRUE;
-    return va == vb && (mid < 0 || vertical_sampling(mid) == va);
+    for (int i = 0; i < n; ++i)
+        if (!keeps_fields(e[i])) return FALSE;
+    return TRUE;
 }
 
 static void append_format(GValue* list, GstVideoFormat f) {
@@ -258,7 +273,7 @@ static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPad
                     if (to < 0) continue;
                     const GstVideoFormat from = forward ? given[k] : o, dest = forward ? o : given[k];
                     int mid;
-                    const int n = gst_celcc_route(from, dest, NULL, &mid);
+                    const int n = gst_celcc_route_for(from, dest, interlaced, NULL, &mid);
                     if (n != pass || !route_ok(from, dest, interlaced)) continue;
                     if (is_ycbcr(tk) != is_ycbcr(to) && is_ycbcr(tk) && !bt601) continue;
                     append_format(is_ycbcr(to) ? &ycc : &rgb, o);
@@ -359,9 +374,13 @@ static gboolean gst_celcc_convert_set_info(GstVideoFilter* filter, GstCaps* inca
         GST_VIDEO_INFO_INTERLACE_MODE(in_info) == GST_VIDEO_INTERLACE_MODE_FIELDS)
         goto refuse_interlace;
     int mid;
-    const int n = gst_celcc_route(a, b, self->edges, &mid);
-    if (n < 0 || !route_ok(a, b, FALSE)) goto refuse_route;
-    if (!route_ok(a, b, GST_VIDEO_INFO_IS_INTERLACED(in_info))) goto refuse_interlace;
+    const gboolean interlaced = GST_VIDEO_INFO_IS_INTERLACED(in_info);
+    if (gst_celcc_route(a, b, NULL, NULL) < 0 || !route_ok(a, b, FALSE)) goto refuse_route;
+    if (!route_ok(a, b, interlaced)) goto refuse_interlace;
+    const int n = gst_celcc_route_for(a, b, interlaced, self->edges, &mid);
+    /* the interlace-aware exports take groups of four rows */
+    for (int i = 0; i < n; ++i)
+        if (strstr(celccfmt_edge(self->edges[i])->exportName, "_Interlace_") && h % 4 != 0) goto refuse_size;
     const gboolean ycc_in = GST_VIDEO_INFO_IS_YUV(in_info), ycc_out = GST_VIDEO_INFO_IS_YUV(out_info);
     if (gst_celcc_route_changes_model(a, b)) {
         const GstVideoColorimetry* cm = ycc_in ? &in_info->colorimetry : &out_info->colorimetry;
@@ -383,7 +402,7 @@ static gboolean gst_celcc_convert_set_info(GstVideoFilter* filter, GstCaps* inca
     self->route_length = n;
     {
         char text[512];
-        celccfmt_route_text(ta, tb, text, sizeof text);
+        celccfmt_route_text_prefer(ta, tb, interlaced ? "_Interlace_" : NULL, text, sizeof text);
         GST_INFO_OBJECT(self, "%s -> %s, %dx%d: %s", gst_video_format_to_string(a), gst_video_format_to_string(b), w,
                         h, n == 0 ? "passthrough" : text);
     }

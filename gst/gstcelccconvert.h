@@ -35,6 +35,9 @@ int gst_celcc_table_format(GstVideoFormat format);
  * formats), or -1 when the element does not convert the pair.  `edges` gets
  * the table's edge indices, `mid` the intermediate's table format (or -1). */
 int gst_celcc_route(GstVideoFormat from, GstVideoFormat to, int32_t edges[2], int* mid);
+/* The same for interlaced (TRUE) or progressive pictures: an interlaced
+ * picture takes the table's route for interlaced pictures. */
+int gst_celcc_route_for(GstVideoFormat from, GstVideoFormat to, gboolean interlaced, int32_t edges[2], int* mid);
 /* Whether the pair changes colour model (YCbCr on one side only). */
 gboolean gst_celcc_route_changes_model(GstVideoFormat from, GstVideoFormat to);
 

@@ -20,13 +20,7 @@
 #include <libyuv/convert_from.h>
 #include <libyuv/cpu_id.h>
 #endif
-#ifdef HAVE_SWSCALE
-extern "C" {
-#include <libavutil/opt.h>
-#include <libavutil/pixfmt.h>
-#include <libswscale/swscale.h>
-}
-#endif
+#include "common/swscale.h"
 
 namespace {
 
@@ -126,16 +120,9 @@ void BM_SwscaleBilinear(benchmark::State& state, Frame f, const std::string& con
     Pic420 pic(content, f);
     const int w = f.width, h = f.height;
     Out o(w, h, h, false);
-    SwsContext* ctx = sws_alloc_context();
-    av_opt_set_int(ctx, "srcw", w, 0), av_opt_set_int(ctx, "srch", h, 0);
-    av_opt_set_int(ctx, "dstw", w, 0), av_opt_set_int(ctx, "dsth", h, 0);
-    av_opt_set_int(ctx, "src_format", AV_PIX_FMT_YUV420P, 0);
-    av_opt_set_int(ctx, "dst_format", AV_PIX_FMT_YUV422P, 0);
-    av_opt_set_int(ctx, "sws_flags", SWS_BILINEAR, 0);
-    av_opt_set_int(ctx, "threads", 1, 0);
-    if (sws_init_context(ctx, nullptr, nullptr) < 0) {
+    SwsContext* ctx = celbench::swscaleContext(w, h, AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, SWS_BILINEAR);
+    if (!ctx) {
         state.SkipWithError("swscale: no context");
-        sws_freeContext(ctx);
         return;
     }
     const uint8_t* in[4] = {pic.y.data(), pic.cb.data(), pic.cr.data(), nullptr};

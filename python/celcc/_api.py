@@ -219,6 +219,13 @@ def _table():
         lib.celccfmt_route_text.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_char_p, ctypes.c_size_t]
         lib.celccfmt_convert.restype = ctypes.c_int
         lib.celccfmt_convert.argtypes = [ctypes.POINTER(_Image), ctypes.POINTER(_Image), ctypes.POINTER(_Report)]
+        lib.celccfmt_convert_prefer.restype = ctypes.c_int
+        lib.celccfmt_convert_prefer.argtypes = [ctypes.POINTER(_Image), ctypes.POINTER(_Image), ctypes.c_char_p,
+                                                ctypes.POINTER(_Report)]
+        lib.celccfmt_route_prefer.restype = ctypes.c_int
+        lib.celccfmt_route_prefer.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_char_p, ctypes.c_int32 * 2]
+        lib.celccfmt_route_text_prefer.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_char_p, ctypes.c_char_p,
+                                                   ctypes.c_size_t]
         lib.celccfmt_status_name.restype = ctypes.c_char_p
         lib.celccfmt_status_name.argtypes = [ctypes.c_int]
         _fmt_lib = lib
@@ -291,7 +298,11 @@ def _image(fid, fmt, w, h, planes):
     return img
 
 
-def convert(img, src_format, dst_format, out=None):
+# The table's preference for interlaced pictures: 4:2:0 <-> 4:2:2 field by field.
+_INTERLACE = b"_Interlace_"
+
+
+def convert(img, src_format, dst_format, out=None, interlaced=False):
     """Converts an image between two pixel formats of the front ends' table
     of conversions (formats/), by the route the table finds: one export, or
     two through an intermediate image.
@@ -303,8 +314,11 @@ def convert(img, src_format, dst_format, out=None):
     planes otherwise, chroma planes by their units ((H/2, W/2) for I420,
     (H/2, W/2, 2) for NV12).  Rows may be any slice (negative steps too);
     samples must be contiguous within a row.  out: destination planes to
-    write into; allocated when omitted.  Returns the destination (an array,
-    or a tuple of planes).
+    write into; allocated when omitted.  interlaced: the picture holds two
+    fields (even and odd rows): 4:2:0 <-> 4:2:2 then goes field by field
+    through the interlace-aware exports (heights of a multiple of 4), and no
+    step mixes the fields where a route can avoid it.  Returns the
+    destination (an array, or a tuple of planes).
 
     A negative status raises celcc.Error naming the status and the export
     (or the table's own status, such as celFmtNoRoute); a positive one is a
@@ -335,7 +349,8 @@ def convert(img, src_format, dst_format, out=None):
         _binding._check_array(a, shape, ddt, "convert", "destination plane %d" % i, True)
     si, di = _image(sid, sf, w, h, src), _image(did, df, w, h, dst)
     report = _Report()
-    st = lib.celccfmt_convert(ctypes.byref(si), ctypes.byref(di), ctypes.byref(report))
+    st = lib.celccfmt_convert_prefer(ctypes.byref(si), ctypes.byref(di), _INTERLACE if interlaced else None,
+                                     ctypes.byref(report))
     calls = [(report.call[i].exportName.decode(), report.call[i].status) for i in range(report.count)]
     if st < 0:
         failed = [n for n, s in calls if s == st]
@@ -347,16 +362,17 @@ def convert(img, src_format, dst_format, out=None):
     return dst[0] if len(dst) == 1 else tuple(dst)
 
 
-def route(src_format, dst_format):
+def route(src_format, dst_format, interlaced=False):
     """The route convert() takes, as the table writes it, e.g.
-    "RGB24 -> I420 (celiRGBToYCbCr420_8u_C3P3R)"."""
+    "RGB24 -> I420 (celiRGBToYCbCr420_8u_C3P3R)"; interlaced as in convert()."""
     lib = _table()
     sid, did = _format_id(lib, src_format), _format_id(lib, dst_format)
     edges = (ctypes.c_int32 * 2)()
-    n = lib.celccfmt_route(sid, did, edges)
+    prefer = _INTERLACE if interlaced else None
+    n = lib.celccfmt_route_prefer(sid, did, prefer, edges)
     if n < 0:
         raise _binding.Error(n, "celccfmt_route (%s -> %s)" % (src_format, dst_format),
                              lib.celccfmt_status_name(n).decode())
     buf = ctypes.create_string_buffer(1024)
-    lib.celccfmt_route_text(sid, did, buf, 1024)
+    lib.celccfmt_route_text_prefer(sid, did, prefer, buf, 1024)
     return buf.value.decode()

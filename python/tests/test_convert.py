@@ -127,3 +127,20 @@ def test_analogue_yuv_is_a_model_of_its_own(table):
     assert got[0].tobytes() != celcc.convert(rgb, "RGB", "YCbCr420")[0].tobytes()
     back = celcc.convert(got, "YUV420", "RGB")
     assert back.tobytes() == celcc.celiYUV420ToRGB_8u_P3C3R(want).tobytes()
+
+
+def test_interlaced_pictures_go_field_by_field(table):
+    rng = np.random.default_rng(8)
+    planes = (rng.integers(0, 256, (16, 36), dtype=np.uint8), rng.integers(0, 256, (8, 18), dtype=np.uint8),
+              rng.integers(0, 256, (8, 18), dtype=np.uint8))
+    assert "celiYCbCr420To422_Interlace_8u_P3R" in celcc.route("I420", "I422", interlaced=True)
+    assert "_Interlace_" not in celcc.route("I420", "I422")
+    got = celcc.convert(planes, "I420", "I422", interlaced=True)
+    want = celcc.celiYCbCr420To422_Interlace_8u_P3R(planes)
+    assert [g.tobytes() for g in got] == [w.tobytes() for w in want]
+    plain = celcc.convert(planes, "I420", "I422")
+    assert [g.tobytes() for g in got] != [p.tobytes() for p in plain]
+    back = celcc.convert(got, "I422", "I420", interlaced=True)
+    assert [b.tobytes() for b in back] == [w.tobytes() for w in celcc.celiYCbCr422To420_Interlace_8u_P3R(got)]
+    # a route that keeps the fields apart anyway takes no interlace-aware export
+    assert "_Interlace_" not in celcc.route("I420", "NV12", interlaced=True)

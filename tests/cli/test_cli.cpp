@@ -443,6 +443,88 @@ TEST(CliVideo, ChromaFilterTakesTheFourTapExport) {
     EXPECT_TRUE(readY4m(dir + "/r422.y4m", y4mFrameBytes).frames[0] == rep);
 }
 
+// Interlaced pictures: Y4M It and Ib streams, the frames of an Im stream
+// whose I parameter says so, and any input with --interlaced convert
+// 4:2:0 <-> 4:2:2 through the field-wise exports; Ip streams repeat rows.
+namespace interlaced {
+constexpr int W = 64, H = 32;
+const size_t kLuma = size_t(W) * H, k420 = kLuma * 3 / 2, k422 = kLuma * 2;
+
+void writeY4m(const std::string& path, const std::string& tags, const std::vector<std::string>& frames,
+              const Bytes& frame) {
+    std::string s = "YUV4MPEG2 W" + std::to_string(W) + " H" + std::to_string(H) + " " + tags + " C420jpeg\n";
+    for (const std::string& f : frames) s += (f.empty() ? "FRAME" : "FRAME " + f) + "\n" + std::string(frame.begin(), frame.end());
+    std::ofstream(path, std::ios::binary) << s;
+}
+
+using P3R = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t* [3], int[3], CelSize);
+// 4:2:0 to 4:2:2 planes (up) or back (down) by one export, on one frame.
+Bytes convert(P3R fn, const Bytes& in, bool up) {
+    const int ch = up ? H / 2 : H, dh = up ? H : H / 2;
+    Bytes out(up ? k422 : k420);
+    const uint8_t* src[3] = {in.data(), in.data() + kLuma, in.data() + kLuma + size_t(W / 2) * ch};
+    uint8_t* dst[3] = {out.data(), out.data() + kLuma, out.data() + kLuma + size_t(W / 2) * dh};
+    int ss[3] = {W, W / 2, W / 2}, ds[3] = {W, W / 2, W / 2};
+    EXPECT_GE(fn(src, ss, dst, ds, CelSize{W, H}), 0);
+    return out;
+}
+}  // namespace interlaced
+
+TEST(CliVideo, InterlacedPicturesConvertFieldByField) {
+    using namespace interlaced;
+    const std::string dir = workDir();
+    Bytes frame(k420);
+    std::mt19937 rng(3);
+    for (auto& b : frame) b = uint8_t(rng() >> 24);
+    const Bytes fields = convert(celiYCbCr420To422_Interlace_8u_P3R, frame, true);
+    const Bytes repeated = convert(celiYCbCr420ToYCbCr422_8u_P3R, frame, true);
+    ASSERT_FALSE(fields == repeated);
+    for (const char* tags : {"F25:1 It A1:1", "F25:1 Ib A1:1", "F25:1 Ip A1:1"}) {
+        SCOPED_TRACE(tags);
+        writeY4m(dir + "/t.y4m", tags, {""}, frame);
+        Outcome r = celcc(dir, "convert t.y4m o.y4m --out-pix-fmt i422 -f -v");
+        ASSERT_EQ(r.rc, 0) << r.err;
+        const Y4m o = readY4m(dir + "/o.y4m", y4mFrameBytes);
+        ASSERT_EQ(o.frames.size(), 1u);
+        const bool isInterlaced = std::string(tags).find("Ip") == std::string::npos;
+        EXPECT_TRUE(o.frames[0] == (isInterlaced ? fields : repeated));
+        EXPECT_NE(o.header.find(tags), std::string::npos) << o.header;
+    }
+    // and back, field by field, from the It stream's 4:2:2
+    writeY4m(dir + "/t.y4m", "F25:1 It A1:1", {""}, frame);
+    ASSERT_EQ(celcc(dir, "convert t.y4m o.y4m --out-pix-fmt i422 -f -q").rc, 0);
+    Outcome r = celcc(dir, "convert o.y4m back.y4m --out-pix-fmt i420 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    EXPECT_TRUE(readY4m(dir + "/back.y4m", y4mFrameBytes).frames[0] ==
+                convert(celiYCbCr422To420_Interlace_8u_P3R, fields, false));
+    // Im: each frame by its own I parameter, which is written back
+    writeY4m(dir + "/m.y4m", "F25:1 Im A1:1", {"Itii", "I1pp", ""}, frame);
+    r = celcc(dir, "convert m.y4m mo.y4m --out-pix-fmt i422 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    const Y4m m = readY4m(dir + "/mo.y4m", y4mFrameBytes);
+    ASSERT_EQ(m.frames.size(), 3u);
+    EXPECT_TRUE(m.frames[0] == fields);
+    EXPECT_TRUE(m.frames[1] == repeated);
+    EXPECT_TRUE(m.frames[2] == repeated);
+    const std::string text = slurpText(dir + "/mo.y4m");
+    EXPECT_NE(text.find("FRAME Itii\n"), std::string::npos);
+    EXPECT_NE(text.find("FRAME I1pp\n"), std::string::npos);
+    // a raw input with --interlaced; the Y4M it makes says It
+    std::ofstream(dir + "/t.yuv", std::ios::binary) << std::string(frame.begin(), frame.end());
+    r = celcc(dir, "convert t.yuv raw.y4m --size 64x32 --pix-fmt i420 --out-pix-fmt i422 --interlaced -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    const Y4m raw = readY4m(dir + "/raw.y4m", y4mFrameBytes);
+    EXPECT_TRUE(raw.frames[0] == fields);
+    EXPECT_NE(raw.header.find(" It "), std::string::npos) << raw.header;
+    // heights that are not a multiple of 4, and the four-tap filter, are refused
+    std::ofstream(dir + "/u.yuv", std::ios::binary) << std::string(frame.begin(), frame.begin() + long(64 * 30 * 3 / 2));
+    r = celcc(dir, "convert u.yuv u.y4m --size 64x30 --pix-fmt i420 --out-pix-fmt i422 --interlaced -q");
+    EXPECT_EQ(r.rc, 1);
+    EXPECT_NE(r.err.find("multiple of 4"), std::string::npos) << r.err;
+    r = celcc(dir, "convert t.y4m f.y4m --out-pix-fmt i422 --interlaced --chroma-filter -q");
+    EXPECT_EQ(r.rc, 1);
+}
+
 TEST(CliVideo, JobsTwoGivesTheBytesOfJobsOne) {
     NEED_FFMPEG();
     const std::string dir = workDir();

@@ -203,6 +203,58 @@ TEST(Routes, FilteredChromaOnlyWhenPreferred) {
     EXPECT_STREQ(text, "NV12 -> I422 (celiYCbCr420ToYCbCr422_Filter_8u_P2P3R)");
 }
 
+// Interlace-aware edges serve only interlaced pictures: no default route
+// takes one; a preference for "_Interlace_" takes them directly, with the
+// plane order of YV12, or as one step of a longer route.
+TEST(Routes, InterlaceEdgesOnlyWhenAsked) {
+    int32_t e[CELFMT_MAX_ROUTE];
+    for (int a = 0; a < celFmtCount; ++a)
+        for (int b = 0; b < celFmtCount; ++b) {
+            const int n = celccfmt_route(a, b, e);
+            for (int k = 0; k < n; ++k)
+                EXPECT_EQ(std::strstr(celccfmt_edge(e[k])->exportName, "_Interlace_"), nullptr)
+                    << celccfmt_format(a)->name << " -> " << celccfmt_format(b)->name;
+        }
+    const struct {
+        int from, to;
+        const char* exportName;
+        int order;
+    } direct[] = {{celFmt_I420, celFmt_I422, "celiYCbCr420To422_Interlace_8u_P3R", 0},
+                  {celFmt_YV12, celFmt_I422, "celiYCbCr420To422_Interlace_8u_P3R", 1},
+                  {celFmt_YV12, celFmt_UYVY, "celiYCbCr420ToCbYCr422_Interlace_8u_P3C2R", 1},
+                  {celFmt_I422, celFmt_YV12, "celiYCbCr422To420_Interlace_8u_P3R", 2},
+                  {celFmt_UYVY, celFmt_I420, "celiCbYCr422ToYCbCr420_Interlace_8u_C2P3R", 0}};
+    for (const auto& d : direct) {
+        ASSERT_EQ(celccfmt_route_prefer(d.from, d.to, "_Interlace_", e), 1);
+        EXPECT_STREQ(celccfmt_edge(e[0])->exportName, d.exportName);
+        EXPECT_EQ(celccfmt_edge(e[0])->order, d.order);
+    }
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_NV12, celFmt_I422, "_Interlace_", e), 2);
+    EXPECT_STREQ(celccfmt_edge(e[1])->exportName, "celiYCbCr420To422_Interlace_8u_P3R");
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_I422, celFmt_NV21, "_Interlace_", e), 2);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiYCbCr422To420_Interlace_8u_P3R");
+    // a route that keeps the vertical sampling needs no interlace-aware edge
+    ASSERT_EQ(celccfmt_route_prefer(celFmt_I420, celFmt_NV12, "_Interlace_", e), 1);
+    EXPECT_STREQ(celccfmt_edge(e[0])->exportName, "celiYCbCr420_8u_P3P2R");
+    // no step of an interlaced route changes the vertical sampling but field by field
+    for (int a = 0; a < celFmtCount; ++a)
+        for (int b = 0; b < celFmtCount; ++b) {
+            const int n = celccfmt_route_prefer(a, b, "_Interlace_", e);
+            bool safe = true;
+            for (int k = 0; k < n; ++k) {
+                const CelFmtEdge* ed = celccfmt_edge(e[k]);
+                safe = safe && (std::strstr(ed->exportName, "_Interlace_") ||
+                                celccfmt_format(ed->from)->alignHeight == celccfmt_format(ed->to)->alignHeight);
+            }
+            // where none is safe, the default route stands
+            if (!safe) {
+                int32_t d[CELFMT_MAX_ROUTE];
+                ASSERT_EQ(celccfmt_route(a, b, d), n);
+                for (int k = 0; k < n; ++k) EXPECT_EQ(d[k], e[k]);
+            }
+        }
+}
+
 TEST(Routes, LosslessIntermediateIsPreferred) {
     // I420 to YV12 has no export of its own; both two-plane layouts are
     // lossless intermediates, and no colour conversion may be taken.

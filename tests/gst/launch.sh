@@ -1,7 +1,8 @@
 #!/bin/sh
 # gst-launch-1.0 pipelines through the built celccconvert: a real photograph
 # made into a VP8 video through the element, that video decoded and
-# converted to BGRx, a 4:2:2 repack of interlaced video, and a pair the
+# converted to BGRx, a 4:2:2 repack of interlaced video, interlaced 4:2:0
+# to 4:2:2 field by field, and a pair the
 # library does not convert, which must be refused at caps time.
 # Usage: launch.sh <plugin dir> <work dir>
 set -u
@@ -30,6 +31,8 @@ else
 fi
 run 0 videotestsrc num-buffers=3 ! video/x-raw,format=YUY2,width=720,height=576,interlace-mode=interleaved \
   ! celccconvert ! video/x-raw,format=UYVY ! fakesink
+run 0 videotestsrc num-buffers=3 ! video/x-raw,format=I420,width=720,height=576,interlace-mode=interleaved \
+  ! celccconvert ! video/x-raw,format=Y42B ! fakesink
 run 1 videotestsrc num-buffers=3 ! video/x-raw,format=GRAY16_LE,width=64,height=48 \
   ! celccconvert ! video/x-raw,format=I420 ! fakesink
 exit $fail

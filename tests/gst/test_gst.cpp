@@ -341,8 +341,12 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
         {"video/x-raw,format=I420,width=64,height=48,colorimetry=bt709", "video/x-raw,format=BGRx", false},
         // ...but may be repacked, keeping its colorimetry
         {"video/x-raw,format=I420,width=64,height=48,colorimetry=bt709", "video/x-raw,format=NV12", true},
-        // interlaced: no change of vertical chroma sampling
+        // interlaced: no change of vertical chroma sampling but 4:2:0 <-> 4:2:2
+        // field by field, in groups of four rows
         {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=BGRx", false},
+        {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=Y42B", true},
+        {capsOf("I420", 64, 46, ",interlace-mode=interleaved"), "video/x-raw,format=Y42B", false},
+        {capsOf("UYVY", 64, 48, ",interlace-mode=mixed"), "video/x-raw,format=NV12", true},
         {capsOf("YUY2", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=UYVY", true},
         {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=NV12", true},
         // sizes the route's formats do not fit
@@ -360,6 +364,33 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
     for (const Case& c : cases) {
         const int n = runPipeline(through(c.in, "celccconvert", c.out, 2), 2);
         EXPECT_EQ(n, c.ok ? 2 : -1) << c.in << " -> " << c.out;
+    }
+}
+
+// Interlaced caps: 4:2:0 <-> 4:2:2 field by field, byte for byte the table's
+// route for interlaced pictures, which calls an interlace-aware export and
+// differs from the progressive route.
+TEST(GstInterlaced, FourTwoZeroAndFourTwoTwoGoFieldByField) {
+    const char* mode = ",interlace-mode=interleaved";
+    const std::pair<const char*, const char*> pairs[] = {{"I420", "Y42B"}, {"YV12", "UYVY"}, {"Y42B", "I420"},
+                                                         {"UYVY", "YV12"}, {"NV12", "Y42B"}, {"YUY2", "I420"}};
+    const int w = 68, h = 12;
+    for (auto [from, to] : pairs) {
+        GstHarness* hn = gst_harness_new("celccconvert");
+        gst_harness_set_caps_str(hn, capsOf(from, w, h, mode).c_str(), capsOf(to, w, h, mode).c_str());
+        Tight in(tableOf(from), w, h), want(tableOf(to), w, h), plain(tableOf(to), w, h);
+        GstFlowReturn flow;
+        GstBuffer* out = convertOnce(hn, paddedBuffer(from, w, h, 5, in), &flow);
+        ASSERT_TRUE(out) << from << " -> " << to << ": " << gst_flow_get_name(flow);
+        CelFmtReport rep;
+        ASSERT_GE(celccfmt_convert_prefer(&in.im, &want.im, "_Interlace_", &rep), 0);
+        bool fieldWise = false;
+        for (int i = 0; i < rep.count; ++i) fieldWise |= std::strstr(rep.call[i].exportName, "_Interlace_") != nullptr;
+        EXPECT_TRUE(fieldWise) << from << " -> " << to;
+        ASSERT_GE(celccfmt_convert(&in.im, &plain.im, nullptr), 0);
+        EXPECT_NE(plain.mem, want.mem) << from << " -> " << to;
+        EXPECT_EQ(compareOutput(out, capsOf(to, w, h, mode), want.im), "") << from << " -> " << to;
+        gst_harness_teardown(hn);
     }
 }
 
