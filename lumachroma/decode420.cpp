@@ -40,9 +40,6 @@ inline __m128i load4(const uint8_t* p) {
 // Bytes -> 16-bit lanes holding value << 7.
 inline __m128i lanes7Lo(__m128i v) { return _mm_srli_epi16(_mm_unpacklo_epi8(_mm_setzero_si128(), v), 1); }
 inline __m128i lanes7Hi(__m128i v) { return _mm_srli_epi16(_mm_unpackhi_epi8(_mm_setzero_si128(), v), 1); }
-// Each lane twice: lanes 0-3 (Lo) or 4-7 (Hi) cover eight pixels.
-inline __m128i dupLo(__m128i v) { return _mm_unpacklo_epi16(v, v); }
-inline __m128i dupHi(__m128i v) { return _mm_unpackhi_epi16(v, v); }
 
 // ---- Destinations: C3 or C4, RGB or BGR ------------------------------------------
 template <int Bytes, bool Bgr>
@@ -115,52 +112,13 @@ struct PairedChroma {
     int Cr(int i) const { return cbcr[2 * i + (CbFirst ? 1 : 0)]; }
 };
 
-// ---- Recipes for a 2x2-block body ------------------------------------------------------
-// terms(): per-sample work on eight chroma lanes; pixels(): eight pixels with
-// their (duplicated) terms; px(): the tail's scalar rule.
-template <const dec::FoldedSet& S>
-struct Folded {
-    static constexpr bool kEvenOdd = false;
-    using Terms = dec::FoldedTerms;
-    static Terms terms(__m128i cb7, __m128i cr7) { return dec::foldedTerms_v<S>(cb7, cr7); }
-    static Terms dup(const Terms& t, bool hi) {
-        return hi ? Terms{dupHi(t.bt), dupHi(t.rt), dupHi(t.gt)} : Terms{dupLo(t.bt), dupLo(t.rt), dupLo(t.gt)};
-    }
-    static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
-        dec::foldedPixels_v<S>(y7, t, r, g, b);
-    }
-    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) { dec::folded_px<S>(Y, Cb, Cr, r, g, b); }
-};
-
-// The full-resolution decoder recipes work on differences: chroma minus 128 and luma
-// minus 16, all << 7; the chroma is duplicated before the recipe runs.
-template <void (*Dec)(__m128i, __m128i, __m128i, __m128i&, __m128i&, __m128i&), const dec::ScalarSet& Tail>
-struct Offset {
-    static constexpr bool kEvenOdd = false;
-    struct Terms {
-        __m128i cb, cr;
-    };
-    static Terms terms(__m128i cb7, __m128i cr7) {
-        const __m128i c = _mm_set1_epi16(128 << 7);
-        return {_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c)};
-    }
-    static Terms dup(const Terms& t, bool hi) {
-        return hi ? Terms{dupHi(t.cb), dupHi(t.cr)} : Terms{dupLo(t.cb), dupLo(t.cr)};
-    }
-    static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
-        Dec(_mm_sub_epi16(y7, _mm_set1_epi16(16 << 7)), t.cb, t.cr, r, g, b);
-    }
-    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
-        dec::scalar_px<Tail, 32768, Clamp::Table>(Y, Cb, Cr, r, g, b);
-    }
-};
-
-using FoldedYCbCr = Folded<dec::kFoldedYCbCr>;
-using FoldedYCrCb = Folded<dec::kFoldedYCrCb>;
+// ---- Recipes for a 2x2-block body: the decoders' recipe adapters ---------------------
+using FoldedYCbCr = dec::FoldedRecipe<dec::kFoldedYCbCr, dec::folded_px<dec::kFoldedYCbCr>>;
+using FoldedYCrCb = dec::FoldedRecipe<dec::kFoldedYCrCb, dec::folded_px<dec::kFoldedYCrCb>>;
 // The narrow recipe also runs on lanes of even and odd pixels: both halves
 // of a 2x2 block's row meet the same chroma sample in the same lane, so the
 // chroma needs no duplication.
-struct NarrowB : Offset<dec::narrow_v<true>, dec::kSetB> {
+struct NarrowB : dec::DiffRecipe<dec::narrow_v<true>, dec::scalar_px<dec::kSetB, 32768, Clamp::Table>> {
     static constexpr bool kEvenOdd = true;
     // Sixteen pixels of one row (bytes y) with eight chroma samples (lanes
     // (C - 128) << 7), packed in even/odd order.
@@ -168,7 +126,7 @@ struct NarrowB : Offset<dec::narrow_v<true>, dec::kSetB> {
         dec::narrowEvenOdd_v(y, cb, cr, cb, cr, r, g, b);
     }
 };
-using WideB = Offset<dec::wide_v, dec::kSetB>;
+using WideB = dec::DiffRecipe<dec::wide_v, dec::scalar_px<dec::kSetB, 32768, Clamp::Table>>;
 
 // Eight pixels of one luma row from terms already duplicated.
 template <class Rc>

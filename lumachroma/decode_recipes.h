@@ -61,17 +61,19 @@ inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, 
 
 // Round: the addend of 4 ahead of the shift (the filtered 4:2:0 decoder
 // runs the recipe without it).  NegLuma: y holds the negated luma lanes and
-// is multiplied by the negated coefficient, the same product.
-template <bool Round = true, bool NegLuma = false>
+// is multiplied by the negated coefficient, the same product.  KY and KCbB:
+// the truncating form of a packed 4:2:2 decoder has both two below the
+// narrow ones and no addend.
+template <bool Round = true, bool NegLuma = false, int16_t KY = kNarrowY, int16_t KCbB = kNarrowCbB>
 inline void narrow_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
     // the addend joins the luma term once (wrapping additions: same sums)
-    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(NegLuma ? -kNarrowY : kNarrowY));
+    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(NegLuma ? -KY : KY));
     const __m128i t4 = Round ? _mm_add_epi16(t, _mm_set1_epi16(4)) : t;
     r = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR))), 3);
     const __m128i gc = _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbG)),
                                      _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrG)));
     g = _mm_srai_epi16(_mm_sub_epi16(t4, gc), 3);
-    b = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbB))), 3);
+    b = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cb, _mm_set1_epi16(KCbB))), 3);
 }
 
 // Sixteen pixels by the narrow recipe from their luma bytes and the chroma
@@ -86,6 +88,11 @@ inline void narrowEvenOdd_v(__m128i y, __m128i cbE, __m128i crE, __m128i cbO, __
     g = _mm_packus_epi16(ge, go);
     b = _mm_packus_epi16(be, bo);
 }
+
+// Truncating narrow form (a packed 4:2:2 decoder): no rounding addend, and
+// the coefficients of Y and of Cb to B two below the narrow ones.
+inline constexpr int16_t kTruncY = 4767, kTruncCbB = 8261;
+inline constexpr auto narrowTrunc_v = narrow_v<false, false, kTruncY, kTruncCbB>;
 
 // ---- Wide recipe (Q13, shift 4) --------------------------------------------
 inline constexpr int16_t kWideY = 9535, kWideCrR = 13074, kWideCrG = 6660, kWideCbG = 3211, kWideCbB = 16523;
@@ -146,12 +153,16 @@ inline void scalar_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b)
 // The offsets are folded into the chroma terms, worked out once per chroma
 // sample; samples enter as value << 7 and the rounding addend 4 lives in
 // the constants cB, 1779 and cG.
+inline constexpr int16_t kFoldedCrR = 6537, kFoldedCR = 1779, kFoldedCrG = 3330;
 struct FoldedSet {
     int16_t kY, kB, cB, kG, cG;
+    int16_t cR = kFoldedCR;  // offset of the red term
 };
 inline constexpr FoldedSet kFoldedYCbCr{4769, 8263, 2211, 1605, 1089};
 inline constexpr FoldedSet kFoldedYCrCb{4768, 8262, 2210, 1606, 1084};
-inline constexpr int16_t kFoldedCrR = 6537, kFoldedCR = 1779, kFoldedCrG = 3330;
+// The packed 4:2:2 decoders: the offsets are the exact offset terms with no
+// rounding part, so their vector results are truncated.
+inline constexpr FoldedSet kFolded422{4768, 8262, 2214, 1606, 1085, 1783};
 
 struct FoldedTerms {
     __m128i bt, rt, gt;
@@ -162,7 +173,7 @@ template <const FoldedSet& S>
 inline FoldedTerms foldedTerms_v(__m128i cb7, __m128i cr7) {
     FoldedTerms t;
     t.bt = _mm_sub_epi16(_mm_mulhi_epi16(cb7, _mm_set1_epi16(S.kB)), _mm_set1_epi16(S.cB));
-    t.rt = _mm_sub_epi16(_mm_mulhi_epi16(cr7, _mm_set1_epi16(kFoldedCrR)), _mm_set1_epi16(kFoldedCR));
+    t.rt = _mm_sub_epi16(_mm_mulhi_epi16(cr7, _mm_set1_epi16(kFoldedCrR)), _mm_set1_epi16(S.cR));
     t.gt = _mm_sub_epi16(_mm_add_epi16(_mm_mulhi_epi16(cb7, _mm_set1_epi16(S.kG)),
                                        _mm_mulhi_epi16(cr7, _mm_set1_epi16(kFoldedCrG))),
                          _mm_set1_epi16(S.cG));
@@ -184,7 +195,7 @@ inline void folded_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b)
     const auto his = [](int x, int k) { return (x * k) >> 16; };
     const int yv = his(Y * 128, S.kY);
     const int bt = his(Cb * 128, S.kB) - S.cB;
-    const int rt = his(Cr * 128, kFoldedCrR) - kFoldedCR;
+    const int rt = his(Cr * 128, kFoldedCrR) - S.cR;
     const int gt = his(Cb * 128, S.kG) + his(Cr * 128, kFoldedCrG) - S.cG;
     b = clamp8<Clamp::Compare>((yv + bt) >> 3);
     g = clamp8<Clamp::Compare>((yv - gt) >> 3);
@@ -198,5 +209,48 @@ inline void q12_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
     g = clamp8<Clamp::Compare>((yd - kNarrowCbG * (Cb - 128) - kNarrowCrG * (Cr - 128)) >> 12);
     b = clamp8<Clamp::Compare>((yd + kNarrowCbB * (Cb - 128)) >> 12);
 }
+
+// ---- Recipe adapters for the upsampling decoders ------------------------------------
+// A decoder's row kernel sees a recipe through four members: terms() (the
+// chroma work of eight samples, lanes hold value << 7), dup() (samples 0-3
+// or 4-7 of the terms, each lane twice: eight pixels), pixels() (eight
+// pixels, 16-bit results before the pack) and px() (the scalar tail's rule).
+// Recipes that work on differences: luma - 16 and chroma - 128, all << 7.
+template <void (*Vec)(__m128i, __m128i, __m128i, __m128i&, __m128i&, __m128i&),
+          void (*Px)(int, int, int, uint8_t&, uint8_t&, uint8_t&)>
+struct DiffRecipe {
+    static constexpr bool kEvenOdd = false;  // no even/odd-lane form (see the 4:2:0 narrow decoder)
+    struct Terms {
+        __m128i cb, cr;
+    };
+    static Terms terms(__m128i cb7, __m128i cr7) {
+        const __m128i c = _mm_set1_epi16(128 << 7);
+        return {_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c)};
+    }
+    static Terms dup(const Terms& t, bool hi) {
+        return hi ? Terms{_mm_unpackhi_epi16(t.cb, t.cb), _mm_unpackhi_epi16(t.cr, t.cr)}
+                  : Terms{_mm_unpacklo_epi16(t.cb, t.cb), _mm_unpacklo_epi16(t.cr, t.cr)};
+    }
+    static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
+        Vec(_mm_sub_epi16(y7, _mm_set1_epi16(16 << 7)), t.cb, t.cr, r, g, b);
+    }
+    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) { Px(Y, Cb, Cr, r, g, b); }
+};
+
+// The folded recipe: offsets inside the chroma terms, worked out once a chroma sample.
+template <const FoldedSet& S, void (*Px)(int, int, int, uint8_t&, uint8_t&, uint8_t&)>
+struct FoldedRecipe {
+    static constexpr bool kEvenOdd = false;
+    using Terms = FoldedTerms;
+    static Terms terms(__m128i cb7, __m128i cr7) { return foldedTerms_v<S>(cb7, cr7); }
+    static Terms dup(const Terms& t, bool hi) {
+        const auto d = [hi](__m128i v) { return hi ? _mm_unpackhi_epi16(v, v) : _mm_unpacklo_epi16(v, v); };
+        return {d(t.bt), d(t.rt), d(t.gt)};
+    }
+    static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
+        foldedPixels_v<S>(y7, t, r, g, b);
+    }
+    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) { Px(Y, Cb, Cr, r, g, b); }
+};
 
 }  // namespace cel::dec

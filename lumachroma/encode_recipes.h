@@ -49,16 +49,18 @@ inline __m128i lumaLane_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYA
 
 // Chroma of eight lanes holding R, G, B << 7 (one pixel each) or the sums
 // of a block's four samples << 5 (the block mean << 7): the same formula.
-inline void chromaLane_v(__m128i r, __m128i g, __m128i b, __m128i& cb, __m128i& cr) {
+// `add` is the offset-and-rounding addend (8194; the 4:2:2 pair recipe,
+// which rounds its chroma, uses 8224 = 128.5 * 64).
+inline void chromaLane_v(__m128i r, __m128i g, __m128i b, __m128i& cb, __m128i& cr, int16_t add = kLaneCAdd) {
     const __m128i cbb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbB), b);
     const __m128i cbg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbG), g);
     const __m128i cbr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCbR), r);
-    cb = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(_mm_sub_epi16(cbb, cbg), cbr), _mm_set1_epi16(kLaneCAdd)), 6);
+    cb = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(_mm_sub_epi16(cbb, cbg), cbr), _mm_set1_epi16(add)), 6);
 
     const __m128i crr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrR), r);
     const __m128i crg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrG), g);
     const __m128i crb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneCrB), b);
-    cr = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(_mm_sub_epi16(crr, crg), crb), _mm_set1_epi16(kLaneCAdd)), 6);
+    cr = _mm_srai_epi16(_mm_add_epi16(_mm_sub_epi16(_mm_sub_epi16(crr, crg), crb), _mm_set1_epi16(add)), 6);
 }
 
 // Input lanes hold R << 7, G << 7, B << 7 (eight pixels); output lanes hold
@@ -185,6 +187,112 @@ inline uint8_t lumaQ16_px(int r, int g, int b) {
 inline void chromaBlockQ18_px(int sr, int sg, int sb, uint8_t& cb, uint8_t& cr) {
     cb = static_cast<uint8_t>((kHiCbR * sr + kHiCbG * sg + kHiCbB * sb + kQ18CAdd) >> 18);
     cr = static_cast<uint8_t>((kHiCrR * sr + kHiCrG * sg + kHiCrB * sb + kQ18CAdd) >> 18);
+}
+
+// ---- 4:2:2 pair recipes --------------------------------------------------------
+// One chroma pair serves two horizontal neighbours and comes from the sums
+// of their channels, SR = R0 + R1 (0..510).  The vector body takes the sums
+// << 6 (the pair mean << 7) through chromaLane_v with the rounding addend
+// 8224; the scalar pair works on the plain sums in Q17.
+inline constexpr int16_t kLanePairCAdd = 8224;  // 128.5 * 64: pair chroma is rounded
+
+// Scalar pair: luma of each pixel in Q16 with its own addend, chroma from
+// the sums with a shift of 17, each row with its own addend.  Results land
+// in 16..240, so the low byte is the value.
+struct PairQ17 {
+    int yAdd0, yAdd1;  // luma of the first and second pixel
+    int cbAdd, crAdd;
+};
+// RGB-named kernels to packed output or from planes: the second luma is
+// truncated (16.0) while the first is rounded (16.5); chroma 128.5.
+inline constexpr PairQ17 kPairFirstGroup{kQ16YAdd, 0x100000, 0x1010000, 0x1010000};
+// BGR-named kernels and the planar-output RGB kernel: chroma 128.125.
+inline constexpr PairQ17 kPairSecondGroup{kQ16YAdd, kQ16YAdd, 0x1004000, 0x1004000};
+// The Cb-first BGRA kernel: Cr two below Cb.
+inline constexpr PairQ17 kPairCbFirst{kQ16YAdd, kQ16YAdd, 0x1010000, 0x100FFFE};
+
+template <const PairQ17& S>
+inline void pairQ17_px(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
+    y0 = static_cast<uint8_t>((kHiYR * p0[0] + kHiYG * p0[1] + kHiYB * p0[2] + S.yAdd0) >> 16);
+    y1 = static_cast<uint8_t>((kHiYR * p1[0] + kHiYG * p1[1] + kHiYB * p1[2] + S.yAdd1) >> 16);
+    const int sr = p0[0] + p1[0], sg = p0[1] + p1[1], sb = p0[2] + p1[2];
+    cb = static_cast<uint8_t>((kHiCbR * sr + kHiCbG * sg + kHiCbB * sb + S.cbAdd) >> 17);
+    cr = static_cast<uint8_t>((kHiCrR * sr + kHiCrG * sg + kHiCrB * sb + S.crAdd) >> 17);
+}
+
+// ---- Filtered 4:2:2 chroma (the Cb-first RGB encoder) ----------------------------
+// Chroma of pair i is centred on the even pixel 2i and takes in both odd
+// neighbours: weights 1/4, 1/2, 1/4.  Each pixel contributes a term: the
+// rounded-lane chroma products at an even pixel, the halved coefficients
+// at an odd one; a pair's value is (t(2i-1) + t(2i) + t(2i+1) + 16448) >> 7.
+inline constexpr int16_t kHalfCbB = 3596, kHalfCbG = 2384, kHalfCbR = 1212;
+inline constexpr int16_t kHalfCrR = 3596, kHalfCrG = 3015, kHalfCrB = 582;
+inline constexpr int16_t kFilterCAdd = 16448;  // 128.5 * 128
+static_assert(kHalfCbB == kLaneCbB / 2 && kHalfCbG == kLaneCbG / 2 && kHalfCbR == kLaneCbR / 2);
+static_assert(kHalfCrR == kLaneCrR / 2 && kHalfCrG == (kLaneCrG + 1) / 2 && kHalfCrB == (kLaneCrB + 1) / 2);
+
+// Terms of eight pixels (lanes hold value << 7); Half picks the odd weights.
+template <bool Half>
+inline void filterTerms_v(__m128i r, __m128i g, __m128i b, __m128i& tcb, __m128i& tcr) {
+    const auto m = [](int16_t k, __m128i v) { return _mm_mulhrs_epi16(_mm_set1_epi16(k), v); };
+    tcb = _mm_sub_epi16(_mm_sub_epi16(m(Half ? kHalfCbB : kLaneCbB, b), m(Half ? kHalfCbG : kLaneCbG, g)),
+                        m(Half ? kHalfCbR : kLaneCbR, r));
+    tcr = _mm_sub_epi16(_mm_sub_epi16(m(Half ? kHalfCrR : kLaneCrR, r), m(Half ? kHalfCrG : kLaneCrG, g)),
+                        m(Half ? kHalfCrB : kLaneCrB, b));
+}
+
+// Chroma bytes' lanes from the three terms of each pair (no overflow: the
+// sums stay within 2118..30778, so 16-bit lanes hold the 32-bit values).
+inline __m128i filterChroma_v(__m128i left, __m128i even, __m128i right) {
+    return _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(_mm_add_epi16(left, even), right), _mm_set1_epi16(kFilterCAdd)), 7);
+}
+
+// Scalar twin in Q16.  pcb/pcr are a pixel's full products; a pair's value
+// is ((P(2i) >> 1) + carry + (P(2i+1) >> 2) + 0x807FFF) >> 16 with carry =
+// P(2i-1) >> 2; a vector term carried into the scalar pairs is << 9.
+inline constexpr int kFilterQ16CAdd = 0x807FFF;  // one below 128.5
+inline constexpr int kFilterCarryShift = 9;
+inline int filterPCb_px(int r, int g, int b) { return kHiCbR * r + kHiCbG * g + kHiCbB * b; }
+inline int filterPCr_px(int r, int g, int b) { return kHiCrR * r + kHiCrG * g + kHiCrB * b; }
+inline uint8_t filterChroma_px(int pEven, int carry, int pOdd) {
+    return static_cast<uint8_t>(((pEven >> 1) + carry + (pOdd >> 2) + kFilterQ16CAdd) >> 16);
+}
+
+// ---- Gamma 4:2:2 encoder, Q15 on multiply-add pairs ----------------------------------
+// Luma per pixel (8422 R + 16515 G + 3212 B + 0x84000) >> 15; chroma of a
+// pair centred on its even pixel: full weights there, halved weights at the
+// odd neighbours on both sides, addend 0x403FFF (just below 128.5), >> 15.
+// Terms are 32-bit lanes, one pixel each; inputs are 16-bit lanes of
+// (R, G) pairs and (B, 0) pairs.
+inline constexpr int kGammaYAdd = 0x84000;   // 16.5 in Q15
+inline constexpr int kGammaCAdd = 0x403FFF;  // just below 128.5 in Q15
+static_assert(kUHiYR == 8422 && kUHiYG == 16515 && kUHiYB == 3212);
+
+// A 32-bit lane holding the 16-bit weights lo (low half) and hi.
+inline int w2bits(int lo, int hi) {
+    return static_cast<int>((static_cast<uint32_t>(hi) << 16) | (static_cast<uint32_t>(lo) & 0xFFFF));
+}
+inline __m128i w2(int lo, int hi) { return _mm_set1_epi32(w2bits(lo, hi)); }
+// Per-pixel weights alternating even, odd over four 32-bit lanes.
+inline __m128i w2EvenOdd(int lo, int hi, int loOdd, int hiOdd) {
+    return _mm_setr_epi32(w2bits(lo, hi), w2bits(loOdd, hiOdd), w2bits(lo, hi), w2bits(loOdd, hiOdd));
+}
+
+inline __m128i gammaLuma_v(__m128i rg, __m128i b0) {
+    const __m128i s = _mm_add_epi32(_mm_madd_epi16(rg, w2(kUHiYR, kUHiYG)), _mm_madd_epi16(b0, w2(kUHiYB, 0)));
+    return _mm_srai_epi32(_mm_add_epi32(s, _mm_set1_epi32(kGammaYAdd)), 15);
+}
+
+// Chroma terms of four pixels (even, odd, even, odd).
+inline void gammaTerms_v(__m128i rg, __m128i b0, __m128i& tcb, __m128i& tcr) {
+    tcb = _mm_add_epi32(_mm_madd_epi16(rg, w2EvenOdd(-2426, -4769, -1213, -2385)),
+                        _mm_madd_epi16(b0, w2EvenOdd(7193, 0, 3596, 0)));
+    tcr = _mm_add_epi32(_mm_madd_epi16(rg, w2EvenOdd(7193, -6030, 3596, -3015)),
+                        _mm_madd_epi16(b0, w2EvenOdd(-1164, 0, -582, 0)));
+}
+
+inline __m128i gammaChroma_v(__m128i left, __m128i even, __m128i right) {
+    return _mm_srai_epi32(_mm_add_epi32(_mm_add_epi32(_mm_add_epi32(left, even), right), _mm_set1_epi32(kGammaCAdd)), 15);
 }
 
 }  // namespace cel::enc

@@ -56,16 +56,25 @@ inline Rgb narrowNoAddend(int Y, int Cb, int Cr) {
 }
 
 // Folded recipe: offsets folded into the chroma terms.
-template <int KY, int KB, int CB, int KG, int CG>
+template <int KY, int KB, int CB, int KG, int CG, int CR = 1779>
 inline Rgb folded(int Y, int Cb, int Cr) {
     const int yv = his(Y * 128, KY);
     const int bt = his(Cb * 128, KB) - CB;
-    const int rt = his(Cr * 128, 6537) - 1779;
+    const int rt = his(Cr * 128, 6537) - CR;
     const int gt = his(Cb * 128, KG) + his(Cr * 128, 3330) - CG;
     return {sat8((yv + rt) >> 3), sat8((yv - gt) >> 3), sat8((yv + bt) >> 3)};
 }
 inline Rgb foldedYCbCr(int Y, int Cb, int Cr) { return folded<4769, 8263, 2211, 1605, 1089>(Y, Cb, Cr); }
 inline Rgb foldedYCrCb(int Y, int Cb, int Cr) { return folded<4768, 8262, 2210, 1606, 1084>(Y, Cb, Cr); }
+// Packed 4:2:2: exact offsets, no rounding part.
+inline Rgb folded422(int Y, int Cb, int Cr) { return folded<4768, 8262, 2214, 1606, 1085, 1783>(Y, Cb, Cr); }
+
+// Narrow recipe without rounding, Y and Cb-to-B coefficients two lower.
+inline Rgb narrowTruncating(int Y, int Cb, int Cr) {
+    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
+    const int t = his(y, 4767);
+    return {sat8((t + his(cr, 6537)) >> 3), sat8((t - his(cb, 1605) - his(cr, 3330)) >> 3), sat8((t + his(cb, 8261)) >> 3)};
+}
 
 // Q12 scalar recipe, no rounding addend.
 inline Rgb q12(int Y, int Cb, int Cr) {

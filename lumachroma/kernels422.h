@@ -1,0 +1,403 @@
+// Row kernels and row loops of the 4:2:2 encoders and decoders, written
+// once over a recipe policy, a source and a destination.  A coefficient set
+// is a recipe policy: the BT.601 kernels of encode422.cpp and decode422.cpp
+// are instances, and so can be any other matrix with the same shape.
+//
+// Decoder recipe policy (see dec::DiffRecipe, dec::FoldedRecipe):
+//   Terms terms(cb7, cr7)        chroma terms of eight pairs (lanes hold value << 7)
+//   Terms dup(t, hi)             pairs 0-3 (lo) or 4-7 (hi), each lane twice: eight pixels
+//   void pixels(y7, t, r, g, b)  eight pixels, 16-bit results before the pack
+//   void px(Y, Cb, Cr, r, g, b)  the scalar tail's rule, one pixel
+// Encoder recipe policy (see PairLane, PairUHigh):
+//   __m128i luma(r8, g8, b8)     eight pixels, lanes hold value << 8
+//   void chroma(sr, sg, sb, cb, cr)  pair sums << 6 (the pair mean << 7)
+//   __m128i finish(bytes)        a last step on the packed bytes (a clamp, or nothing)
+//   void pair(p0, p1, y0, y1, cb, cr)  the scalar tail's rule, one pair
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "frame/image.h"
+#include "frame/simd.h"
+#include "lumachroma/decode_recipes.h"
+#include "lumachroma/encode_recipes.h"
+
+namespace cel::k422 {
+
+// ---- Memory ----------------------------------------------------------------
+// Al: aligned 16-byte accesses (the aligned twins), else unaligned ones.
+template <bool Al>
+inline __m128i load(const uint8_t* p) {
+    return Al ? _mm_load_si128(reinterpret_cast<const __m128i*>(p)) : _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+template <bool Al>
+inline void store(uint8_t* p, __m128i v) {
+    if (Al)
+        _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
+    else
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+inline __m128i load8(const uint8_t* p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); }
+inline __m128i load4(const uint8_t* p) {
+    int32_t v;
+    std::memcpy(&v, p, 4);
+    return _mm_cvtsi32_si128(v);
+}
+inline void store4(uint8_t* p, __m128i v) {
+    const int32_t w = _mm_cvtsi128_si32(v);
+    std::memcpy(p, &w, 4);
+}
+
+// Bytes -> 16-bit lanes holding value << 7 (low or high eight bytes).
+inline __m128i lanes7Lo(__m128i v) { return _mm_srli_epi16(_mm_unpacklo_epi8(_mm_setzero_si128(), v), 1); }
+inline __m128i lanes7Hi(__m128i v) { return _mm_srli_epi16(_mm_unpackhi_epi8(_mm_setzero_si128(), v), 1); }
+
+// Byte order of a packed pixel pair.
+enum class Order { YCbCr, YCrCb, CbYCr };  // Y0 Cb Y1 Cr;  Y0 Cr Y1 Cb;  Cb Y0 Cr Y1
+struct OrderBytes {
+    int y0, y1, cb, cr;
+};
+constexpr OrderBytes bytesOf(Order o) {
+    return o == Order::YCbCr ? OrderBytes{0, 2, 1, 3} : o == Order::YCrCb ? OrderBytes{0, 2, 3, 1} : OrderBytes{1, 3, 0, 2};
+}
+
+// ===========================================================================
+// Decoders
+
+// ---- Decoder sources: 16 pixels as two vectors of luma and one of each chroma
+// (eight pairs); 8 pixels as one vector of luma and four pairs in the low lanes.
+template <Order O, bool Al = false>
+struct PackedIn {
+    const uint8_t* s;
+    static constexpr OrderBytes kB = bytesOf(O);
+    static constexpr bool kYLow = O != Order::CbYCr;  // luma in the low byte of each 16-bit lane
+    // lane (byte pair) -> luma << 7 and chroma << 7
+    static __m128i luma7(__m128i v) {
+        return kYLow ? _mm_srli_epi16(_mm_slli_epi16(v, 8), 1) : _mm_srli_epi16(_mm_and_si128(v, _mm_set1_epi16(-256)), 1);
+    }
+    static __m128i chroma7(__m128i v) {
+        return kYLow ? _mm_srli_epi16(_mm_and_si128(v, _mm_set1_epi16(-256)), 1) : _mm_srli_epi16(_mm_slli_epi16(v, 8), 1);
+    }
+    // chroma lanes alternate the pair's first and second sample
+    static void sortChroma(__m128i ca, __m128i cb, __m128i& vcb, __m128i& vcr) {
+        const __m128i lo = _mm_set1_epi32(0xFFFF);
+        const __m128i first = _mm_packus_epi32(_mm_and_si128(ca, lo), _mm_and_si128(cb, lo));
+        const __m128i second = _mm_packus_epi32(_mm_srli_epi32(ca, 16), _mm_srli_epi32(cb, 16));
+        const bool cbFirst = kB.cb < kB.cr;
+        vcb = cbFirst ? first : second;
+        vcr = cbFirst ? second : first;
+    }
+    void read16(int x, __m128i& ylo, __m128i& yhi, __m128i& vcb, __m128i& vcr) const {
+        const __m128i a = load<Al>(s + 2 * x), b = load<Al>(s + 2 * x + 16);
+        ylo = luma7(a);
+        yhi = luma7(b);
+        sortChroma(chroma7(a), chroma7(b), vcb, vcr);
+    }
+    void read8(int x, __m128i& y, __m128i& vcb, __m128i& vcr) const {
+        const __m128i a = load<Al>(s + 2 * x);
+        y = luma7(a);
+        const __m128i c = chroma7(a);
+        sortChroma(c, c, vcb, vcr);
+    }
+    int Y(int x) const { return s[4 * (x >> 1) + ((x & 1) ? kB.y1 : kB.y0)]; }
+    int Cb(int x) const { return s[4 * (x >> 1) + kB.cb]; }
+    int Cr(int x) const { return s[4 * (x >> 1) + kB.cr]; }
+};
+
+struct PlanarIn {
+    const uint8_t *y, *cb, *cr;
+    void read16(int x, __m128i& ylo, __m128i& yhi, __m128i& vcb, __m128i& vcr) const {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(y + x));
+        ylo = lanes7Lo(v);
+        yhi = lanes7Hi(v);
+        vcb = lanes7Lo(load8(cb + x / 2));
+        vcr = lanes7Lo(load8(cr + x / 2));
+    }
+    void read8(int x, __m128i& vy, __m128i& vcb, __m128i& vcr) const {
+        vy = lanes7Lo(load8(y + x));
+        vcb = lanes7Lo(load4(cb + x / 2));
+        vcr = lanes7Lo(load4(cr + x / 2));
+    }
+    int Y(int x) const { return y[x]; }
+    int Cb(int x) const { return cb[x >> 1]; }
+    int Cr(int x) const { return cr[x >> 1]; }
+};
+
+// ---- Decoder destinations: interleaved RGB/BGR (C3, or C4 with alpha), or planes.
+template <int Bytes, bool Bgr, bool Al = false>
+struct InterleavedOut {
+    uint8_t* d;
+    uint8_t alpha;
+    void put16(int x, __m128i r, __m128i g, __m128i b) const {
+        const __m128i c0 = Bgr ? b : r, c2 = Bgr ? r : b;
+        if constexpr (Bytes == 3) {
+            simd::join3x16(d + 3 * x, c0, g, c2);
+        } else {
+            const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
+            const __m128i lo01 = _mm_unpacklo_epi8(c0, g), hi01 = _mm_unpackhi_epi8(c0, g);
+            const __m128i lo23 = _mm_unpacklo_epi8(c2, a), hi23 = _mm_unpackhi_epi8(c2, a);
+            uint8_t* p = d + 4 * x;
+            store<Al>(p, _mm_unpacklo_epi16(lo01, lo23));
+            store<Al>(p + 16, _mm_unpackhi_epi16(lo01, lo23));
+            store<Al>(p + 32, _mm_unpacklo_epi16(hi01, hi23));
+            store<Al>(p + 48, _mm_unpackhi_epi16(hi01, hi23));
+        }
+    }
+    void put8(int x, __m128i r, __m128i g, __m128i b) const {
+        const __m128i c0 = Bgr ? b : r, c2 = Bgr ? r : b;
+        if constexpr (Bytes == 3) {
+            simd::join3x8(d + 3 * x, c0, g, c2);
+        } else {
+            const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
+            const __m128i c01 = _mm_unpacklo_epi8(c0, g), c23 = _mm_unpacklo_epi8(c2, a);
+            store<Al>(d + 4 * x, _mm_unpacklo_epi16(c01, c23));
+            store<Al>(d + 4 * x + 16, _mm_unpackhi_epi16(c01, c23));
+        }
+    }
+    void put(int x, uint8_t r, uint8_t g, uint8_t b) const {
+        uint8_t* p = d + Bytes * x;
+        p[0] = Bgr ? b : r;
+        p[1] = g;
+        p[2] = Bgr ? r : b;
+        if constexpr (Bytes == 4) p[3] = alpha;
+    }
+};
+
+struct PlanarRgbOut {
+    uint8_t *r, *g, *b;
+    void put16(int x, __m128i vr, __m128i vg, __m128i vb) const {
+        simd::storeu(r + x, vr);
+        simd::storeu(g + x, vg);
+        simd::storeu(b + x, vb);
+    }
+    void put8(int x, __m128i vr, __m128i vg, __m128i vb) const {
+        simd::storeLow8(r + x, vr);
+        simd::storeLow8(g + x, vg);
+        simd::storeLow8(b + x, vb);
+    }
+    void put(int x, uint8_t vr, uint8_t vg, uint8_t vb) const { r[x] = vr, g[x] = vg, b[x] = vb; }
+};
+
+// Blocking of a decoder's vector body.
+enum class Body {
+    SixteenThenEight,  // 16 pixels an iteration, then one group of 8 if it fits
+    Sixteen,           // 16 pixels an iteration only
+    Eight,             // 8 pixels an iteration
+};
+
+// One row: the vector body, then the scalar rule pair by pair; an odd last
+// pixel is decoded by itself with the chroma of its own pair.
+template <class Rc, Body B, class In, class Out>
+inline void innerDecode422(const In& in, const Out& out, int width) {
+    int x = 0;
+    if constexpr (B != Body::Eight)
+        for (; x + 16 <= width; x += 16) {
+            __m128i ylo, yhi, cb, cr;
+            in.read16(x, ylo, yhi, cb, cr);
+            const typename Rc::Terms t = Rc::terms(cb, cr);
+            __m128i rl, gl, bl, rh, gh, bh;
+            Rc::pixels(ylo, Rc::dup(t, false), rl, gl, bl);
+            Rc::pixels(yhi, Rc::dup(t, true), rh, gh, bh);
+            out.put16(x, _mm_packus_epi16(rl, rh), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
+        }
+    const auto group8 = [&](int at) {
+        __m128i y, cb, cr, r, g, b;
+        in.read8(at, y, cb, cr);
+        Rc::pixels(y, Rc::dup(Rc::terms(cb, cr), false), r, g, b);
+        out.put8(at, _mm_packus_epi16(r, r), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
+    };
+    if constexpr (B == Body::SixteenThenEight) {
+        if (x + 8 <= width) group8(x), x += 8;
+    } else if constexpr (B == Body::Eight) {
+        for (; x + 8 <= width; x += 8) group8(x);
+    }
+    // tail: the scalar rule; both pixels of a pair share its chroma
+    for (; x < width; ++x) {
+        uint8_t r, g, b;
+        Rc::px(in.Y(x), in.Cb(x), in.Cr(x), r, g, b);
+        out.put(x, r, g, b);
+    }
+}
+
+// ===========================================================================
+// Encoders
+
+// Rounded-lane pair recipe with the scalar pair set S in the tail.
+template <const enc::PairQ17& S>
+struct PairLane {
+    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) {
+        return enc::lumaLane_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1));
+    }
+    static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
+        enc::chromaLane_v(sr, sg, sb, cb, cr, enc::kLanePairCAdd);
+    }
+    static __m128i finish(__m128i v) { return v; }
+    static void pair(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
+        enc::pairQ17_px<S>(p0, p1, y0, y1, cb, cr);
+    }
+};
+
+// Unsigned-high luma and chroma (Q15 luma, Q16 chroma on the pair sums).
+template <const enc::PairQ17& S>
+struct PairUHigh {
+    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v(r8, g8, b8); }
+    static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
+        enc::chromaUHigh_v(sr, sg, sb, cb, cr);
+    }
+    static __m128i finish(__m128i v) { return v; }
+    static void pair(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
+        enc::pairQ17_px<S>(p0, p1, y0, y1, cb, cr);
+    }
+};
+
+// ---- Encoder sources: 16 pixels as one byte vector per channel; 8 pixels as
+// lanes holding value << 8; one pixel as R, G, B.
+template <int Bytes, bool Bgr, bool Al = false>
+struct InterleavedIn {
+    const uint8_t* s;
+    // four four-byte pixels, their bytes sorted by channel
+    static __m128i byChannel(const uint8_t* p) {
+        return _mm_shuffle_epi8(load<Al>(p), _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
+    }
+    void read16(int x, __m128i& r, __m128i& g, __m128i& b) const {
+        const uint8_t* p = s + Bytes * x;
+        __m128i c0, c2;
+        if constexpr (Bytes == 3) {
+            simd::split3x16(p, c0, g, c2);
+        } else {
+            const __m128i s0 = byChannel(p), s1 = byChannel(p + 16), s2 = byChannel(p + 32), s3 = byChannel(p + 48);
+            const __m128i lo01 = _mm_unpacklo_epi32(s0, s1), lo23 = _mm_unpacklo_epi32(s2, s3);
+            const __m128i hi01 = _mm_unpackhi_epi32(s0, s1), hi23 = _mm_unpackhi_epi32(s2, s3);
+            c0 = _mm_unpacklo_epi64(lo01, lo23);
+            g = _mm_unpackhi_epi64(lo01, lo23);
+            c2 = _mm_unpacklo_epi64(hi01, hi23);
+        }
+        r = Bgr ? c2 : c0;
+        b = Bgr ? c0 : c2;
+    }
+    void read8(int x, __m128i& r8, __m128i& g8, __m128i& b8) const {
+        const uint8_t* p = s + Bytes * x;
+        __m128i c0, c2;
+        if constexpr (Bytes == 3) {
+            simd::split3x8High(p, c0, g8, c2);
+        } else {
+            const __m128i s0 = byChannel(p), s1 = byChannel(p + 16);
+            const __m128i c01 = _mm_unpacklo_epi32(s0, s1), c23 = _mm_unpackhi_epi32(s0, s1);
+            const __m128i z = _mm_setzero_si128();
+            c0 = _mm_unpacklo_epi8(z, c01);
+            g8 = _mm_unpackhi_epi8(z, c01);
+            c2 = _mm_unpacklo_epi8(z, c23);
+        }
+        r8 = Bgr ? c2 : c0;
+        b8 = Bgr ? c0 : c2;
+    }
+    void px(int x, int (&p)[3]) const {
+        const uint8_t* q = s + Bytes * x;
+        p[0] = q[Bgr ? 2 : 0], p[1] = q[1], p[2] = q[Bgr ? 0 : 2];
+    }
+};
+
+struct PlanarRgbIn {
+    const uint8_t *r, *g, *b;
+    void read16(int x, __m128i& vr, __m128i& vg, __m128i& vb) const {
+        vr = simd::loadu(r + x), vg = simd::loadu(g + x), vb = simd::loadu(b + x);
+    }
+    void read8(int x, __m128i& r8, __m128i& g8, __m128i& b8) const {
+        r8 = simd::loadHigh8(r + x), g8 = simd::loadHigh8(g + x), b8 = simd::loadHigh8(b + x);
+    }
+    void px(int x, int (&p)[3]) const { p[0] = r[x], p[1] = g[x], p[2] = b[x]; }
+};
+
+// ---- Encoder destinations: packed pairs, or planes Y, Cb, Cr.
+template <Order O, bool Al = false>
+struct PackedOut {
+    uint8_t* d;
+    static constexpr OrderBytes kB = bytesOf(O);
+    // y: 16 (or 8) luma bytes; cb, cr: 8 (or 4) chroma bytes in the low half
+    static void interleave(__m128i y, __m128i cb, __m128i cr, __m128i& lo, __m128i& hi) {
+        const __m128i c = kB.cb < kB.cr ? _mm_unpacklo_epi8(cb, cr) : _mm_unpacklo_epi8(cr, cb);
+        lo = O == Order::CbYCr ? _mm_unpacklo_epi8(c, y) : _mm_unpacklo_epi8(y, c);
+        hi = O == Order::CbYCr ? _mm_unpackhi_epi8(c, y) : _mm_unpackhi_epi8(y, c);
+    }
+    void put16(int x, __m128i y, __m128i cb, __m128i cr) const {
+        __m128i lo, hi;
+        interleave(y, cb, cr, lo, hi);
+        store<Al>(d + 2 * x, lo);
+        store<Al>(d + 2 * x + 16, hi);
+    }
+    void put8(int x, __m128i y, __m128i cb, __m128i cr) const {
+        __m128i lo, hi;
+        interleave(y, cb, cr, lo, hi);
+        store<Al>(d + 2 * x, lo);
+    }
+    void put(int x, uint8_t y0, uint8_t y1, uint8_t cb, uint8_t cr) const {
+        uint8_t* p = d + 2 * x;
+        p[kB.y0] = y0, p[kB.y1] = y1, p[kB.cb] = cb, p[kB.cr] = cr;
+    }
+};
+
+struct PlanarYccOut {
+    uint8_t *y, *cb, *cr;
+    void put16(int x, __m128i vy, __m128i vcb, __m128i vcr) const {
+        simd::storeu(y + x, vy);
+        simd::storeLow8(cb + x / 2, vcb);
+        simd::storeLow8(cr + x / 2, vcr);
+    }
+    void put8(int x, __m128i vy, __m128i vcb, __m128i vcr) const {
+        simd::storeLow8(y + x, vy);
+        store4(cb + x / 2, vcb);
+        store4(cr + x / 2, vcr);
+    }
+    void put(int x, uint8_t y0, uint8_t y1, uint8_t vcb, uint8_t vcr) const {
+        y[x] = y0, y[x + 1] = y1, cb[x / 2] = vcb, cr[x / 2] = vcr;
+    }
+};
+
+// One row of pairs: 16 pixels an iteration, one group of 8 if it fits, then
+// the scalar pair rule.  The last pixel of an odd width is not touched.
+template <class Rc, class In, class Out>
+inline void innerEncode422(const In& in, const Out& out, int width) {
+    const __m128i ones = _mm_set1_epi8(1);
+    int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        __m128i r, g, b;
+        in.read16(x, r, g, b);
+        const __m128i z = _mm_setzero_si128();
+        const __m128i ylo = Rc::luma(_mm_unpacklo_epi8(z, r), _mm_unpacklo_epi8(z, g), _mm_unpacklo_epi8(z, b));
+        const __m128i yhi = Rc::luma(_mm_unpackhi_epi8(z, r), _mm_unpackhi_epi8(z, g), _mm_unpackhi_epi8(z, b));
+        // pair sums by a multiply-add against ones, << 6
+        const auto sum = [ones](__m128i v) { return _mm_slli_epi16(_mm_maddubs_epi16(v, ones), 6); };
+        __m128i cb, cr;
+        Rc::chroma(sum(r), sum(g), sum(b), cb, cr);
+        out.put16(x, Rc::finish(_mm_packus_epi16(ylo, yhi)), Rc::finish(_mm_packus_epi16(cb, cb)),
+                  Rc::finish(_mm_packus_epi16(cr, cr)));
+    }
+    if (x + 8 <= width) {
+        __m128i r8, g8, b8;
+        in.read8(x, r8, g8, b8);
+        const __m128i y = Rc::luma(r8, g8, b8);
+        const auto sum = [](__m128i v8) {
+            const __m128i v = _mm_srli_epi16(v8, 8);
+            return _mm_slli_epi16(_mm_hadd_epi16(v, v), 6);
+        };
+        __m128i cb, cr;
+        Rc::chroma(sum(r8), sum(g8), sum(b8), cb, cr);
+        out.put8(x, Rc::finish(_mm_packus_epi16(y, y)), Rc::finish(_mm_packus_epi16(cb, cb)),
+                 Rc::finish(_mm_packus_epi16(cr, cr)));
+        x += 8;
+    }
+    // tail: the scalar pair rule
+    for (; x + 2 <= width; x += 2) {
+        int p0[3], p1[3];
+        in.px(x, p0);
+        in.px(x + 1, p1);
+        uint8_t y0, y1, cb, cr;
+        Rc::pair(p0, p1, y0, y1, cb, cr);
+        out.put(x, y0, y1, cb, cr);
+    }
+}
+
+}  // namespace cel::k422
