@@ -205,6 +205,25 @@ _CHANNELS = {"C1": 1, "C2": 2, "C3": 3, "C4": 4, "AC4": 4}
 _PLANES = {"P2": 2, "P3": 3, "P4": 4, "AP4": 4}
 
 
+# Decoders from packed 4:2:2 that read the whole pair of an odd width's last
+# pixel (its chroma lies in the pair's other half), and the gamma encoder,
+# which reads and writes the pixel one past each row when width % 4 == 2:
+# (H, W, C) arrays cannot hold what those widths touch, so they are refused.
+_WHOLE_PAIRS = re.compile(r"^celi(YCbCr|YCrCb|CbYCr)422To(RGB|BGR)_8u_C2")
+_PAST_ROW = "celiRGBToCbYCr422Gamma_8u_C3C2R"
+
+
+def width_refused(name, w):
+    """The reason the binding refuses width w for export `name`, or None."""
+    if w % 2 and _WHOLE_PAIRS.match(name):
+        return "a packed 4:2:2 row holds whole pixel pairs and this export reads the last pixel's pair: " \
+               "give an even width"
+    if w % 4 == 2 and name == _PAST_ROW:
+        return "with width % 4 == 2 this export reads and writes the pixel past each row's end: " \
+               "give another width"
+    return None
+
+
 def _ceil_div(a, b):
     return -(-a // b)
 
@@ -574,6 +593,9 @@ def _make_function(signature, cfunc, lib_funcs):
             if not isinstance(a0, np.ndarray) or a0.ndim < 2:
                 raise TypeError("%s: %s must be a 2-D or 3-D numpy.ndarray" % (name, first.name))
             h, w = a0.shape[0], a0.shape[1]
+        refused = width_refused(name, w)
+        if refused:
+            raise ValueError("%s: %s" % (name, refused))
         rect = None
         if has_frame:
             r = kwargs.get(rect_name)
