@@ -265,6 +265,35 @@ TEST(CliPhoto, ToY4mEqualsTheExportAndIsCloseToFfmpeg) {
     }
 }
 
+// 4:2:2 from a photo: raw YUY2 and planar 4:2:2 Y4M equal the encoders'
+// bytes, and both come back to the decoders' bytes.
+TEST(CliPhoto, To422RawAndY4mEqualTheExports) {
+    const std::string src = photo("astronaut.png");
+    if (src.empty()) GTEST_SKIP() << "astronaut.png not installed (python3-skimage)";
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    ASSERT_EQ(p.channels, 3);
+    const int w = p.w & ~1, h = p.h;
+    ASSERT_EQ(celcc(dir, "convert '" + src + "' out.yuy2 --crop -q").rc, 0);
+    ASSERT_EQ(celcc(dir, "convert '" + src + "' out.y4m --out-pix-fmt i422 --crop -q").rc, 0);
+    Bytes yuy2(size_t(w) * h * 2), i422(size_t(w) * h * 2);
+    ASSERT_EQ(celiRGBToYCbCr422_8u_C3C2R(p.px.data(), 3 * p.w, yuy2.data(), 2 * w, CelSize{w, h}), celStatusOk);
+    uint8_t* planes[3] = {i422.data(), i422.data() + size_t(w) * h, i422.data() + size_t(w) * h * 3 / 2};
+    int steps[3] = {w, w / 2, w / 2};
+    ASSERT_EQ(celiRGBToYCbCr422_8u_C3P3R(p.px.data(), 3 * p.w, planes, steps, CelSize{w, h}), celStatusOk);
+    EXPECT_TRUE(slurp(dir + "/out.yuy2") == yuy2) << "celcc's YUY2 differs from celiRGBToYCbCr422_8u_C3C2R";
+    const Y4m y = readY4m(dir + "/out.y4m", y4mFrameBytes);
+    ASSERT_EQ(y.frames.size(), 1u);
+    EXPECT_NE(y.header.find("C422"), std::string::npos) << y.header;
+    EXPECT_TRUE(y.frames[0] == i422) << "celcc's 4:2:2 Y4M differs from celiRGBToYCbCr422_8u_C3P3R";
+
+    const std::string size = " --size " + std::to_string(w) + "x" + std::to_string(h);
+    ASSERT_EQ(celcc(dir, "convert out.yuy2" + size + " --pix-fmt yuy2 back.png -q").rc, 0);
+    Bytes rgb(size_t(w) * h * 3);
+    ASSERT_EQ(celiYCbCr422ToRGB_8u_C2C3R(yuy2.data(), 2 * w, rgb.data(), 3 * w, CelSize{w, h}), celStatusOk);
+    EXPECT_TRUE(readPng(dir + "/back.png").px == rgb) << "celcc's PNG differs from celiYCbCr422ToRGB_8u_C2C3R";
+}
+
 TEST(CliPhoto, OddSizeIsRefusedWithoutCrop) {
     NEED_PHOTO(src, "chelsea.png");
     const std::string dir = workDir();
@@ -286,7 +315,7 @@ TEST(CliVideo, Y4mFramesToPngEqualTheExportsAndAreCloseToFfmpeg) {
         int maxDiff;
         double meanDiff;
     };
-    for (const Case c : {Case{"yuv420p", 4, 1.5}, Case{"yuv444p", 1, 0.2}}) {
+    for (const Case c : {Case{"yuv420p", 4, 1.5}, Case{"yuv422p", 4, 1.5}, Case{"yuv444p", 1, 0.2}}) {
         SCOPED_TRACE(c.pixfmt);
         const std::string name = std::string("t_") + c.pixfmt;
         ASSERT_TRUE(sh("ffmpeg -v error -f lavfi -i testsrc2=size=96x64:rate=5 -frames:v 4 -pix_fmt " +
@@ -311,6 +340,10 @@ TEST(CliVideo, Y4mFramesToPngEqualTheExportsAndAreCloseToFfmpeg) {
                 const uint8_t* pl[3] = {f0, f0 + 96 * 64, f0 + 96 * 64 + 48 * 32};
                 int st[3] = {96, 48, 48};
                 ASSERT_EQ(celiYCbCr420ToRGB_8u_P3C3R(pl, st, ref.data(), 96 * 3, CelSize{96, 64}), celStatusOk);
+            } else if (std::string(c.pixfmt) == "yuv422p") {
+                const uint8_t* pl[3] = {f0, f0 + 96 * 64, f0 + 96 * 64 + 48 * 64};
+                int st[3] = {96, 48, 48};
+                ASSERT_EQ(celiYCbCr422ToRGB_8u_P3C3R(pl, st, ref.data(), 96 * 3, CelSize{96, 64}), celStatusOk);
             } else {
                 const uint8_t* pl[3] = {f0, f0 + 96 * 64, f0 + 2 * 96 * 64};
                 ASSERT_EQ(celiYCbCrToRGB_8u_P3C3R(pl, 96, ref.data(), 96 * 3, CelSize{96, 64}), celStatusOk);
@@ -1182,7 +1215,7 @@ TEST(CliBadInput, EveryCaseNamesTheProblemAndLeavesNothing) {
          "convert tj.jpg out.png", "tj.jpg: corrupt or truncated JPEG"},
         {"--size on a PNG", "", "convert " + q + " out.png --size 10x10 --pix-fmt nv12", "only raw inputs take --size"},
         {"--pix-fmt Y4M cannot hold", "", "convert " + q + " out.y4m --pix-fmt nv12", "out.y4m: NV12 cannot be written in this file type"},
-        {"no route", "", "convert " + q + " out.yuv --pix-fmt yvyu", "the library cannot convert RGB24 to YVYU"},
+        {"no route", "", "convert " + q + " out.yuv --pix-fmt rgb48", "the library cannot convert RGB24 to RGB48"},
         {"unknown pixel format", "", "convert " + q + " out.yuv --pix-fmt abc", "--pix-fmt: unknown pixel format 'abc'"},
         {"several inputs without --out-dir", "", "convert " + q + " " + q + " out.png", "several inputs with --out-dir"},
         {"bad levels", "", "dither " + q + " out.png --levels 1", "celiReduceBits_8u_C3R returned celStatusBadLevels"},
