@@ -343,7 +343,8 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
         {"video/x-raw,format=I420,width=64,height=48,colorimetry=bt709", "video/x-raw,format=NV12", true},
         // interlaced: no change of vertical chroma sampling but 4:2:0 <-> 4:2:2
         // field by field, in groups of four rows
-        {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=BGRx", false},
+        // (to RGB through 4:2:2: field by field up, then a row-wise 4:2:2 decoder)
+        {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=BGRx", true},
         {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=Y42B", true},
         {capsOf("I420", 64, 46, ",interlace-mode=interleaved"), "video/x-raw,format=Y42B", false},
         {capsOf("UYVY", 64, 48, ",interlace-mode=mixed"), "video/x-raw,format=NV12", true},
