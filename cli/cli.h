@@ -162,7 +162,7 @@ struct ConvertOptions {
     std::vector<std::string> inputs;
     std::string output, outDir, to, pixFmt, inPixFmt, outPixFmt, size;
     std::string gamma;  // "fwd", "inv" or empty: the BT.709 transfer curve on the RGB side
-    std::string matrix;  // a file or "a b c d; e f g h; i j k l": a colour twist on the RGB side
+    std::string matrix;  // bt601|bt709|bt709-hdtv: the YCbCr matrix; or a file or "a b c d; ...": a colour twist on the RGB side
     int jobs = 1;
     bool force = false, verbose = false, quiet = false, crop = false;
     bool chromaFilter = false;  // 4:2:0 to 4:2:2 through the four-tap filtered exports

@@ -20,6 +20,9 @@ int findFormat(const std::string& name, const char* option) {
     return f;
 }
 
+// Whether the table converts a to b (equal formats copy).
+bool routes(int a, int b) { return a == b || celccfmt_route(a, b, nullptr) > 0; }
+
 // The format an output of this kind gets when no --pix-fmt names one.
 int defaultTarget(Kind kind, int in, const std::string& path) {
     const CelFmtFormat& f = *celccfmt_format(in);
@@ -31,11 +34,17 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
         if (pngCanHold(in) && (f.model == celFmtModelRGB || f.model == celFmtModelGray)) return in;
         if (f.model == celFmtModelGray) return celFmt_GRAY8;
         if (f.sample == celFmtSample16u) return f.channels == 4 ? celFmt_RGBA64 : celFmt_RGB48;
+        // a source whose exports write four channels only (BT.709 full scale) becomes RGBA
+        if (f.channels != 4 && !routes(in, celFmt_RGB24) && !routes(in, celFmt_BGR24) && routes(in, celFmt_BGRA))
+            return celFmt_RGBA;
         return f.channels == 4 ? celFmt_RGBA : celFmt_RGB24;
     case Kind::Y4m:
         // Keep the chroma sampling of a YCbCr source; RGB becomes 4:2:0.
         if (y4mCanHold(in)) return in;
         if (f.model == celFmtModelGray && f.sample == celFmtSample8u) return celFmt_GRAY8;
+        // a BT.709 source stays BT.709
+        if (f.model == celFmtModelYCbCr709) return f.alignWidth == 1 ? celFmt_I444_709 : celFmt_I420_709;
+        if (f.model == celFmtModelYCbCr709Full) return celFmt_I420_709HDTV;
         if (f.model == celFmtModelYCbCr) {
             if (f.alignWidth == 2 && f.alignHeight == 1) return celFmt_I422;
             if (f.alignWidth == 4 && f.alignHeight == 1) return celFmt_I411;
@@ -48,7 +57,10 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
         const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
         const int named = celccfmt_format_find(ext.c_str());
         if (named >= 0) return named;
-        return f.model == celFmtModelYCbCr || f.model == celFmtModelYUV ? in : celFmt_I420;
+        return f.model == celFmtModelYCbCr || f.model == celFmtModelYUV || f.model == celFmtModelYCbCr709 ||
+                       f.model == celFmtModelYCbCr709Full
+                   ? in
+                   : celFmt_I420;
     }
     default: return -1;
     }
@@ -59,7 +71,7 @@ void checkTarget(Kind kind, int target, const std::string& path) {
                                           : kind == Kind::Npy ? npyCanHold(target)
                                                               : pngCanHold(target));
     if (!ok) {
-        const char* what = kind == Kind::Y4m   ? "Y4M holds I420, I422, I444, I411 and GRAY8"
+        const char* what = kind == Kind::Y4m   ? "Y4M holds I420, I422, I444, I411 and GRAY8, and the BT.709 forms of I420 and I444"
                            : kind == Kind::Npy ? ".npy holds formats of one plane or of full-size planes"
                                                : "PNG and PNM hold 8- and 16-bit gray, RGB, RGBA and the packed XYZ, LUV, Lab, HSV, HLS formats";
         fail(path, formatName(target) + " cannot be written in this file type (" + what + ")");
@@ -140,6 +152,40 @@ void applyGamma(Picture& p, bool forward, const std::string& file, bool verbose)
         return;
     }
     fail(file, "--gamma has no form for " + formatName(p.format));
+}
+
+// ---- --matrix bt601|bt709|bt709-hdtv: the YCbCr matrix, not a colour twist ---------------
+
+// The YCbCr formats that exist with more than one matrix, by column:
+// BT.601 studio range, BT.709 studio range, BT.709 with full-scale luma.
+const int kMatrixForms[][3] = {
+    {celFmt_I420, celFmt_I420_709, celFmt_I420_709HDTV},
+    {celFmt_YV12, celFmt_YV12_709, -1},
+    {celFmt_NV12, celFmt_NV12_709, -1},
+    {celFmt_I444, celFmt_I444_709, -1},
+};
+
+// Column of a named matrix, or -1 when the option is no matrix name.
+int namedMatrix(const std::string& option) {
+    std::string m = option;
+    std::transform(m.begin(), m.end(), m.begin(), ::tolower);
+    return m == "bt601" ? 0 : m == "bt709" ? 1 : m == "bt709-hdtv" ? 2 : -1;
+}
+
+// A YCbCr format relabelled with the matrix of `column` (same layout); other
+// models unchanged.
+int withMatrix(int format, int column, const std::string& file) {
+    const int m = celccfmt_format(format)->model;
+    if (column < 0 || (m != celFmtModelYCbCr && m != celFmtModelYCbCr709 && m != celFmtModelYCbCr709Full)) return format;
+    for (const auto& row : kMatrixForms)
+        for (int f : row)
+            if (f == format) {
+                if (row[column] < 0) break;
+                return row[column];
+            }
+    static const char* names[] = {"BT.601", "BT.709", "BT.709 full-scale"};
+    fail(file, "the library has no " + std::string(names[column]) + " form of " + formatName(format) +
+                   " (BT.709: I420, YV12, NV12, I444; full scale: I420 only)");
 }
 
 // ---- --matrix: the colour twist in place on an RGB picture ------------------------------
@@ -239,7 +285,7 @@ GammaSide gammaSide(const ConvertOptions& o, int in, int target, const std::stri
     return o.gamma.empty() ? GammaSide::None : rgbSide("--gamma", in, target, file);
 }
 GammaSide matrixSide(const ConvertOptions& o, int in, int target, const std::string& file) {
-    return o.matrix.empty() ? GammaSide::None : rgbSide("--matrix", in, target, file);
+    return o.matrix.empty() || namedMatrix(o.matrix) >= 0 ? GammaSide::None : rgbSide("--matrix", in, target, file);
 }
 
 struct Job {
@@ -296,7 +342,8 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
     int target = -1;
     GammaSide gamma = GammaSide::None, twist = GammaSide::None;
     const bool forward = o.gamma == "fwd";
-    const Matrix matrix = o.matrix.empty() ? Matrix{} : parseMatrix(o.matrix);
+    const int ycc = namedMatrix(o.matrix);
+    const Matrix matrix = o.matrix.empty() || ycc >= 0 ? Matrix{} : parseMatrix(o.matrix);
     int64_t index = 0;
     const int batch = std::max(1, jobs) * 2;
     for (bool more = true; more;) {
@@ -308,6 +355,7 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
                 break;
             }
             if (raw.retag >= 0) retag(p, raw.retag, job.in);
+            p.format = withMatrix(p.format, ycc, job.in);  // a named matrix overrides what the file says
             in.push_back(std::move(p));
         }
         if (in.empty()) break;
@@ -316,6 +364,7 @@ void convertFile(const ConvertOptions& o, const Job& job, const RawSpec& raw, in
                      : !o.to.empty() && o.outDir.empty() ? wantedFormat(o.to, in[0].format)
                                                          : defaultTarget(job.kind, in[0].format, job.out);
             if (target < 0) fail(job.out, "cannot tell the output format");
+            target = withMatrix(target, ycc, job.out);
             checkTarget(job.kind, target, job.out);
             gamma = gammaSide(o, in[0].format, target, job.in);
             twist = matrixSide(o, in[0].format, target, job.in);

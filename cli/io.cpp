@@ -440,6 +440,7 @@ public:
         while ((c = std::fgetc(f_)) != EOF && c != '\n' && header.size() < 1024) header.push_back(char(c));
         if (c != '\n') fail(name, "truncated or overlong Y4M header");
         int64_t w = 0, h = 0;
+        int matrix = 0;  // BT.601, BT.709, BT.709 full scale
         std::string ctag = "420jpeg";
         size_t i = 9;
         while (i < header.size()) {
@@ -461,6 +462,8 @@ public:
             if (tok[0] == 'W') num(w);
             else if (tok[0] == 'H') num(h);
             else if (tok[0] == 'C') ctag = v;
+            else if (tok == "XCOLORMATRIX=BT709") matrix = 1;
+            else if (tok == "XCOLORMATRIX=BT709HDTV") matrix = 2;
         }
         checkSize(w, h, name);
         format_ = -1;
@@ -468,6 +471,13 @@ public:
             if (ctag == t.tag) format_ = t.format;
         if (format_ < 0)
             fail(name, "Y4M colour space C" + ctag + " is not supported (8-bit 444, 422, 420, 411 and mono)");
+        if (matrix == 1 && (format_ == celFmt_I420 || format_ == celFmt_I444))
+            format_ = format_ == celFmt_I420 ? celFmt_I420_709 : celFmt_I444_709;
+        else if (matrix == 2 && format_ == celFmt_I420)
+            format_ = celFmt_I420_709HDTV;
+        else if (matrix)
+            fail(name, "XCOLORMATRIX=BT709" + std::string(matrix == 2 ? "HDTV" : "") + " with C" + ctag +
+                           ": the library has no such form (BT.709: 420 and 444; full scale: 420)");
         width_ = int(w);
         height_ = int(h);
         frameBytes_ = celccfmt_image_bytes(format_, width_, height_);
@@ -573,21 +583,27 @@ std::unique_ptr<Source> openRaw(const std::string& file, const RawSpec& raw) {
 }
 
 bool y4mCanHold(int f) {
-    return f == celFmt_I420 || f == celFmt_I422 || f == celFmt_I444 || f == celFmt_I411 || f == celFmt_GRAY8;
+    return f == celFmt_I420 || f == celFmt_I422 || f == celFmt_I444 || f == celFmt_I411 || f == celFmt_GRAY8 ||
+           f == celFmt_I420_709 || f == celFmt_I444_709 || f == celFmt_I420_709HDTV;
 }
 
 std::string y4mHeader(const Picture& p, const std::string& file) {
     const char* tag = nullptr;
+    std::string matrix;  // BT.709 forms say so in an X parameter
     switch (p.format) {
+    case celFmt_I420_709: matrix = " XCOLORMATRIX=BT709"; [[fallthrough]];
     case celFmt_I420: tag = "420jpeg"; break;
+    case celFmt_I420_709HDTV: tag = "420jpeg", matrix = " XCOLORMATRIX=BT709HDTV"; break;
     case celFmt_I422: tag = "422"; break;
+    case celFmt_I444_709: matrix = " XCOLORMATRIX=BT709"; [[fallthrough]];
     case celFmt_I444: tag = "444"; break;
     case celFmt_I411: tag = "411"; break;
     case celFmt_GRAY8: tag = "mono"; break;
     default: fail(file, "Y4M cannot hold " + formatName(p.format) + " (I420, I422, I444, I411 or GRAY8)");
     }
     const std::string tags = p.y4mTags.empty() ? "F25:1 Ip A1:1" : p.y4mTags;
-    return "YUV4MPEG2 W" + std::to_string(p.width) + " H" + std::to_string(p.height) + " " + tags + " C" + tag + "\n";
+    return "YUV4MPEG2 W" + std::to_string(p.width) + " H" + std::to_string(p.height) + " " + tags + " C" + tag + matrix +
+           "\n";
 }
 
 }  // namespace celcli

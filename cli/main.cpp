@@ -46,6 +46,8 @@ int main(int argc, char** argv) {
                         "input): fwd encodes linear RGB, inv makes it linear; alpha untouched")
         ->check(CLI::IsMember({"fwd", "inv"}));
     convert->add_option("--matrix", co.matrix,
+                        "bt601|bt709|bt709-hdtv: the YCbCr matrix of the YCbCr side (input and output; BT.709 "
+                        "forms: I420, YV12, NV12, I444; bt709-hdtv: full-scale luma held in 1..254, I420). Or "
                         "FILE|\"a b c d; e f g h; i j k l\": the colour twist out_r = a_r0 R + a_r1 G + a_r2 B + a_r3 "
                         "on the RGB side (as --gamma; before the curve), offsets in sample units (255, 65535 or 1.0 "
                         "full scale); three rows of three without offsets are taken too; alpha untouched");

@@ -19,7 +19,8 @@ constexpr int32_t modelOfRGB = celFmtModelRGB, modelOfBGR = celFmtModelBGR, mode
                   modelOfYCBCR = celFmtModelYCbCr, modelOfXYZ = celFmtModelXYZ,
                   modelOfLUV = celFmtModelLUV, modelOfLAB = celFmtModelLab, modelOfHSV = celFmtModelHSV,
                   modelOfHLS = celFmtModelHLS, modelOfYCC = celFmtModelYCC,
-                  modelOfYUV = celFmtModelYUV, modelOfYCOCG = celFmtModelYCoCg;
+                  modelOfYUV = celFmtModelYUV, modelOfYCOCG = celFmtModelYCoCg,
+                  modelOfYCBCR709 = celFmtModelYCbCr709, modelOfYCBCR709FULL = celFmtModelYCbCr709Full;
 
 const CelFmtFormat kFormats[] = {
 #define CEL_FORMAT(id, aliases, sample, model, channels, aw, ah, planes, b0, w0, h0, b1, w1, h1, b2, w2, h2, doc) \

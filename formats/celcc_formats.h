@@ -36,7 +36,7 @@ typedef enum CelFmtModel {
     celFmtModelRGB = 0,   /* R, G, B[, A] */
     celFmtModelBGR = 1,   /* B, G, R[, A] */
     celFmtModelGray = 2,
-    celFmtModelYCbCr = 3, /* BT.601 studio range */
+    celFmtModelYCbCr = 3, /* BT.601 studio range; the BT.709 matrices are models 11 and 12 */
     celFmtModelXYZ = 4,
     celFmtModelLUV = 5,   /* CIE L*u*v* (D65), the library's scaling per depth */
     celFmtModelLab = 6,   /* CIE L*a*b* (D65), the library's scaling per depth */
@@ -44,7 +44,9 @@ typedef enum CelFmtModel {
     celFmtModelHLS = 8,   /* hue, lightness, saturation */
     celFmtModelYCC = 9,   /* photo YCC: Y, C1, C2 */
     celFmtModelYUV = 10,  /* analogue video: full-range Y, U = 0.492 (B - Y), V = 0.877 (R - Y), around 128 */
-    celFmtModelYCoCg = 11 /* planes Y, Co, Cg */
+    celFmtModelYCoCg = 11, /* planes Y, Co, Cg */
+    celFmtModelYCbCr709 = 12,     /* BT.709 studio range (the library's 709CSC) */
+    celFmtModelYCbCr709Full = 13  /* BT.709, full-scale luma, every byte within 1..254 (the library's 709HDTV) */
 } CelFmtModel;
 
 /* Format ids, in the order of formats.inc: celFmt_RGB24, celFmt_I420, ... */

@@ -11,6 +11,8 @@
 //   celiYCrCb420To*_8u_P2C{3,4}R         folded, YCrCb set     8, then 4       folded recipe
 //   celiYCrCb420ToBGR_Filter_8u_P3C4R    narrow, no addend     8               Q12 scalar
 //   celiYCbCr411ToBGR_8u_P3C{3,4}R       narrow                16/8/4 luma     set C rounded, clamp table
+//   celiYCbCr420ToBGR_709CSC_8u_P3C3R    wide, BT.709 set      4               BT.709 set rounded, clamp table
+//   celiYCbCr420ToBGR_709HDTV_8u_P3C4R   wide on Y * 16        4               full-scale set rounded, clamp table
 //
 // 4:2:0 forms work on whole blocks: an odd last column or row is neither
 // read nor written, and the status warns.  4:1:1 forms decode every pixel.
@@ -112,6 +114,30 @@ struct PairedChroma {
     int Cr(int i) const { return cbcr[2 * i + (CbFirst ? 1 : 0)]; }
 };
 
+// The wide recipe with a coefficient set: its chroma terms once per sample,
+// duplicated, then added to each pixel's luma term; luma minus the tail
+// set's offset (none for full-scale luma).
+template <const dec::WideSet& S, const dec::ScalarSet& Tail>
+struct WideBlocks {
+    static constexpr bool kEvenOdd = false;
+    using Terms = dec::WideTerms;
+    static Terms terms(__m128i cb7, __m128i cr7) {
+        const __m128i c = _mm_set1_epi16(128 << 7);
+        return dec::wideTerms_v<S>(_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c));
+    }
+    static Terms dup(const Terms& t, bool hi) {
+        const auto d = [hi](__m128i v) { return hi ? _mm_unpackhi_epi16(v, v) : _mm_unpacklo_epi16(v, v); };
+        return {d(t.r), d(t.g), d(t.b)};
+    }
+    static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
+        dec::widePixels_v<S>(Tail.yOff ? _mm_sub_epi16(y7, _mm_set1_epi16(static_cast<int16_t>(Tail.yOff << 7))) : y7, t,
+                             r, g, b);
+    }
+    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
+        dec::scalar_px<Tail, 32768, Clamp::Table>(Y, Cb, Cr, r, g, b);
+    }
+};
+
 // ---- Recipes for a 2x2-block body: the decoders' recipe adapters ---------------------
 using FoldedYCbCr = dec::FoldedRecipe<dec::kFoldedYCbCr, dec::folded_px<dec::kFoldedYCbCr>>;
 using FoldedYCrCb = dec::FoldedRecipe<dec::kFoldedYCrCb, dec::folded_px<dec::kFoldedYCrCb>>;
@@ -127,6 +153,8 @@ struct NarrowB : dec::DiffRecipe<dec::narrow_v<true>, dec::scalar_px<dec::kSetB,
     }
 };
 using WideB = dec::DiffRecipe<dec::wide_v, dec::scalar_px<dec::kSetB, 32768, Clamp::Table>>;
+using Wide709Csc = WideBlocks<dec::kWide709Csc, dec::kSet709Csc>;
+using Wide709Hdtv = WideBlocks<dec::kWide709Hdtv, dec::kSet709Hdtv>;
 
 // Eight pixels of one luma row from terms already duplicated.
 template <class Rc>
@@ -417,6 +445,18 @@ extern "C" CelStatus y8_celiYCrCb420ToBGR_Filter_8u_P3C4R(CEL_P3_ARGS, int alpha
     if (cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     y8_myYCrCb420ToBGR_8u_P3C4R(src, srcStep, dst, dstStep, roiSize, static_cast<uint8_t>(alphaValue & 0xFF));
     return oddWarning(roiSize);
+}
+
+// BT.709: studio range with its wide set, or full-scale luma (Y * 16, no
+// offset, no clamp to 1..254).  The recipe's block is four chroma samples;
+// the body takes two blocks a step while it can, then one, so that it ends
+// where four-sample steps end (n rounded down to 4) and the bytes are those
+// of four-sample steps.
+extern "C" CelStatus y8_celiYCbCr420ToBGR_709CSC_8u_P3C3R(CEL_P3_ARGS) {
+    return tier420P3<Wide709Csc, true, 3, true, false>(src, srcStep, dst, dstStep, roiSize, 0);
+}
+extern "C" CelStatus y8_celiYCbCr420ToBGR_709HDTV_8u_P3C4R(CEL_P3_ARGS, uint8_t alphaValue) {
+    return tier420P3<Wide709Hdtv, true, 4, true, false>(src, srcStep, dst, dstStep, roiSize, alphaValue);
 }
 
 extern "C" CelStatus y8_celiYCbCr411ToBGR_8u_P3C3R(CEL_P3_ARGS) {

@@ -1,5 +1,6 @@
 // Fixed-point recipes of the 8-bit YCbCr -> RGB decoders (BT.601 studio
-// range), shared by every decoder, full resolution or upsampling.
+// range, and the BT.709 sets of the wide and scalar recipes), shared by
+// every decoder, full resolution or upsampling.
 //
 // Vector recipes work on 16-bit lanes prepared as y = (Y - 16) << 7,
 // cb = (Cb - 128) << 7, cr = (Cr - 128) << 7, with signed multiply-high
@@ -22,6 +23,7 @@
 
 #include <cstdint>
 
+#include "lumachroma/matrices.h"
 #include "tables/chop.h"
 
 namespace cel::dec {
@@ -94,16 +96,55 @@ inline void narrowEvenOdd_v(__m128i y, __m128i cbE, __m128i crE, __m128i cbO, __
 inline constexpr int16_t kTruncY = 4767, kTruncCbB = 8261;
 inline constexpr auto narrowTrunc_v = narrow_v<false, false, kTruncY, kTruncCbB>;
 
-// ---- Wide recipe (Q13, shift 4) --------------------------------------------
-inline constexpr int16_t kWideY = 9535, kWideCrR = 13074, kWideCrG = 6660, kWideCbG = 3211, kWideCbB = 16523;
+// ---- Wide recipe (Q13, shift 4), per coefficient set ---------------------------
+// Magnitudes; G takes both chroma terms off.  A luma coefficient of 1 (the
+// full-scale BT.709 set) means y holds Y << 7 with no offset taken off, and
+// the luma term is Y * 16, formed by a shift.
+struct WideSet {
+    int16_t y, crR, crG, cbG, cbB;
+};
+inline constexpr WideSet kWide601{9535, 13074, 6660, 3211, 16523};
+
+constexpr WideSet wideSet(const mat::Decoder& d) {
+    const auto q = [](int t) { return static_cast<int16_t>(mat::fix(t, 13)); };
+    return {q(d.y), q(d.crR), q(d.crG), q(d.cbG), q(d.cbB)};
+}
+inline constexpr WideSet kWide709Csc = wideSet(mat::kDec709Csc);
+inline constexpr WideSet kWide709Hdtv = wideSet(mat::kDec709Hdtv);
+static_assert(kWide709Hdtv.y == 1 << 13);
+
+// The recipe in two stages: the chroma terms, which depend on the chroma
+// alone (an upsampling decoder forms them once per chroma sample and
+// duplicates them), and the pixels, which add them to the luma term.  The
+// sums wrap without overflow, so G's two terms may be added first and the
+// rounding addend 8 may ride on the terms.
+struct WideTerms {
+    __m128i r, g, b;  // his(cr, crR) + 8, his(cr, crG) + his(cb, cbG) - 8, his(cb, cbB) + 8
+};
+
+template <const WideSet& S>
+inline WideTerms wideTerms_v(__m128i cb, __m128i cr) {
+    const __m128i eight = _mm_set1_epi16(8);
+    const __m128i g = _mm_add_epi16(_mm_mulhi_epi16(cr, _mm_set1_epi16(S.crG)), _mm_mulhi_epi16(cb, _mm_set1_epi16(S.cbG)));
+    return {_mm_add_epi16(_mm_mulhi_epi16(cr, _mm_set1_epi16(S.crR)), eight), _mm_sub_epi16(g, eight),
+            _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(S.cbB)), eight)};
+}
+
+template <const WideSet& S>
+inline void widePixels_v(__m128i y, const WideTerms& t, __m128i& r, __m128i& g, __m128i& b) {
+    const __m128i ty = S.y == 1 << 13 ? _mm_srai_epi16(y, 3) : _mm_mulhi_epi16(y, _mm_set1_epi16(S.y));
+    r = _mm_srai_epi16(_mm_add_epi16(ty, t.r), 4);
+    g = _mm_srai_epi16(_mm_sub_epi16(ty, t.g), 4);
+    b = _mm_srai_epi16(_mm_add_epi16(ty, t.b), 4);
+}
+
+template <const WideSet& S>
+inline void wideSet_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
+    widePixels_v<S>(y, wideTerms_v<S>(cb, cr), r, g, b);
+}
 
 inline void wide_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
-    const __m128i t8 = _mm_add_epi16(_mm_mulhi_epi16(y, _mm_set1_epi16(kWideY)), _mm_set1_epi16(8));
-    r = _mm_srai_epi16(_mm_add_epi16(t8, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrR))), 4);
-    g = _mm_sub_epi16(_mm_sub_epi16(t8, _mm_mulhi_epi16(cr, _mm_set1_epi16(kWideCrG))),
-                      _mm_mulhi_epi16(cb, _mm_set1_epi16(kWideCbG)));
-    g = _mm_srai_epi16(g, 4);
-    b = _mm_srai_epi16(_mm_add_epi16(t8, _mm_mulhi_epi16(cb, _mm_set1_epi16(kWideCbB))), 4);
+    wideSet_v<kWide601>(y, cb, cr, r, g, b);
 }
 
 // ---- Plain recipe (wide coefficients, two of them different, no rounding) --
@@ -119,12 +160,24 @@ inline void plain_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, _
 }
 
 // ---- Scalar sets (Q16) -------------------------------------------------------
+// yOff is the luma offset taken off before the product (16 at studio
+// range, 0 for full-scale luma).
 struct ScalarSet {
     int y, crR, cbG, crG, cbB;
+    int yOff = 16;
 };
 inline constexpr ScalarSet kSetA{76282, 104593, -25689, -53279, 132184};
 inline constexpr ScalarSet kSetB{76284, 104595, -25690, -53281, 132186};
 inline constexpr ScalarSet kSetC{76294, 104595, -25625, -53281, 132186};  // the 4:1:1 decoders
+
+constexpr ScalarSet scalarSet(const mat::Decoder& d, int yOff) {
+    const auto q = [](int t) { return mat::fix(t, 16); };
+    return {q(d.y), q(d.crR), -q(d.cbG), -q(d.crG), q(d.cbB), yOff};
+}
+// BT.709: studio range, and full-scale luma (Y << 16, no offset)
+inline constexpr ScalarSet kSet709Csc = scalarSet(mat::kDec709Csc, 16);
+inline constexpr ScalarSet kSet709Hdtv = scalarSet(mat::kDec709Hdtv, 0);
+static_assert(kSet709Hdtv.y == 1 << 16);
 
 // How a scalar result is brought into 0..255: through the clamp table or by
 // comparisons.  Both give the same bytes; kernels use the one they name.
@@ -142,7 +195,7 @@ inline uint8_t clamp8(int v) {
 template <const ScalarSet& S, int Round, Clamp C>
 inline void scalar_px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
     static_assert(Round == 0 || Round == 32768);
-    const int yd = Y - 16, cbd = Cb - 128, crd = Cr - 128;
+    const int yd = Y - S.yOff, cbd = Cb - 128, crd = Cr - 128;
     const int t = S.y * yd + Round;
     r = clamp8<C>((t + S.crR * crd) >> 16);
     g = clamp8<C>((t + S.cbG * cbd + S.crG * crd) >> 16);

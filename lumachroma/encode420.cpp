@@ -81,16 +81,23 @@ struct Reader {
 };
 
 // ---- Body recipes: luma from lanes of value << 8, chroma from sums << 5 --------
-// Luma of sixteen pixels from lanes of pixels 0-7 and 8-15, packed to bytes.
-template <class Rc>
-struct Luma16 {
+// Each brings its results to bytes (pack, and luma16 for sixteen pixels
+// from lanes of pixels 0-7 and 8-15) and names the scalar block recipe of
+// its tail (lumaPx, chromaPx).
+template <class Rc, const enc::BlockSet& S>
+struct BlockTail {
+    static __m128i pack(__m128i lo, __m128i hi) { return enc::packUHigh_v<S>(lo, hi); }
     static __m128i luma16(__m128i rl, __m128i gl, __m128i bl, __m128i rh, __m128i gh, __m128i bh) {
-        return _mm_packus_epi16(Rc::luma(rl, gl, bl), Rc::luma(rh, gh, bh));
+        return pack(Rc::luma(rl, gl, bl), Rc::luma(rh, gh, bh));
+    }
+    static uint8_t lumaPx(int r, int g, int b) { return enc::lumaQ16_px<S>(r, g, b); }
+    static void chromaPx(int sr, int sg, int sb, uint8_t& cb, uint8_t& cr) {
+        enc::chromaBlockQ18_px<S>(sr, sg, sb, cb, cr);
     }
 };
 
 template <int16_t YAdd>
-struct RoundedLane : Luma16<RoundedLane<YAdd>> {
+struct RoundedLane : BlockTail<RoundedLane<YAdd>, enc::kBlock601> {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) {
         return enc::lumaLane_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1), YAdd);
     }
@@ -99,7 +106,7 @@ struct RoundedLane : Luma16<RoundedLane<YAdd>> {
     }
 };
 
-struct LateOffset : Luma16<LateOffset> {
+struct LateOffset : BlockTail<LateOffset, enc::kBlock601> {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) {
         return enc::lumaLaneLate_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1));
     }
@@ -108,13 +115,16 @@ struct LateOffset : Luma16<LateOffset> {
     }
 };
 
-struct UnsignedHigh {
-    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v(r8, g8, b8); }
+// The unsigned-high recipe and its scalar blocks with a coefficient set
+// (BT.601, or a BT.709 range).
+template <const enc::BlockSet& S>
+struct UnsignedHigh : BlockTail<UnsignedHigh<S>, S> {
+    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v<S>(r8, g8, b8); }
     static __m128i luma16(__m128i rl, __m128i gl, __m128i bl, __m128i rh, __m128i gh, __m128i bh) {
-        return enc::lumaUHighBytes_v(rl, gl, bl, rh, gh, bh);
+        return enc::lumaUHighBytes_v<S>(rl, gl, bl, rh, gh, bh);
     }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
-        enc::chromaUHigh_v(sr, sg, sb, cb, cr);
+        enc::chromaUHigh_v<S>(sr, sg, sb, cb, cr);
     }
 };
 
@@ -122,9 +132,8 @@ struct UnsignedHigh {
 struct PlanarOut {
     uint8_t* cb;
     uint8_t* cr;
-    // n chroma samples (4 or 8) from the low lanes of cb and cr, at sample i
-    void store(int i, __m128i vcb, __m128i vcr, int n) const {
-        const __m128i b = _mm_packus_epi16(vcb, vcb), r = _mm_packus_epi16(vcr, vcr);
+    // n chroma samples (4 or 8) from the low bytes of b and r, at sample i
+    void store(int i, __m128i b, __m128i r, int n) const {
         if (n == 8) {
             _mm_storel_epi64(reinterpret_cast<__m128i*>(cb + i), b);
             _mm_storel_epi64(reinterpret_cast<__m128i*>(cr + i), r);
@@ -142,8 +151,8 @@ struct PlanarOut {
 
 struct InterleavedOut {
     uint8_t* cbcr;
-    void store(int i, __m128i vcb, __m128i vcr, int n) const {
-        const __m128i pairs = _mm_unpacklo_epi8(_mm_packus_epi16(vcb, vcb), _mm_packus_epi16(vcr, vcr));
+    void store(int i, __m128i b, __m128i r, int n) const {
+        const __m128i pairs = _mm_unpacklo_epi8(b, r);
         if (n == 8)
             _mm_storeu_si128(reinterpret_cast<__m128i*>(cbcr + 2 * i), pairs);
         else
@@ -164,7 +173,7 @@ inline __m128i low(__m128i v8) { return _mm_srli_epi16(v8, 8); }
 template <class Rc>
 inline __m128i luma8(__m128i r, __m128i g, __m128i b) {
     const __m128i y = Rc::luma(r, g, b);
-    return _mm_packus_epi16(y, y);
+    return Rc::pack(y, y);
 }
 
 // ---------------------------------------------------------------------------
@@ -194,7 +203,7 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
         };
         __m128i cb, cr;
         Rc::chroma(sum(ra, rb), sum(ga, gb), sum(ba, bb), cb, cr);
-        out.store(i, cb, cr, 8);
+        out.store(i, Rc::pack(cb, cb), Rc::pack(cr, cr), 8);
     }
     // one group of 8 pixels (4 chroma samples) when bit 2 of n is set
     if (n & 4) {
@@ -210,7 +219,7 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
         };
         __m128i cb, cr;
         Rc::chroma(sum(ra, rb), sum(ga, gb), sum(ba, bb), cb, cr);
-        out.store(i, cb, cr, 4);
+        out.store(i, Rc::pack(cb, cb), Rc::pack(cr, cr), 4);
         i += 4;
     }
     // tail: scalar block recipe, 0 to 3 blocks
@@ -220,11 +229,11 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
         for (int k = 0; k < 4; ++k) {
             const uint8_t* p = (k < 2 ? s0 : s1) + P * (x + (k & 1));
             const int r = Rd::R(p), g = Rd::G(p), b = Rd::B(p);
-            (k < 2 ? y0 : y1)[x + (k & 1)] = enc::lumaQ16_px(r, g, b);
+            (k < 2 ? y0 : y1)[x + (k & 1)] = Rc::lumaPx(r, g, b);
             sr += r, sg += g, sb += b;
         }
         uint8_t cb, cr;
-        enc::chromaBlockQ18_px(sr, sg, sb, cb, cr);
+        Rc::chromaPx(sr, sg, sb, cb, cr);
         out.put(i, cb, cr);
     }
 }
@@ -242,14 +251,14 @@ void y8_myRowPairs420P3(const uint8_t* src, int srcStep, uint8_t* const dst[3], 
     }
 }
 
-template <class Rd>
+template <class Rd, class Rc>
 void y8_myRowPairs420P2(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep, uint8_t* dstCbCr,
                         int dstCbCrStep, int width, int height) {
     for (int j = 0; j < height / 2; ++j) {
         const InterleavedOut out{cel::rowAt(dstCbCr, j, dstCbCrStep)};
-        y8_innerRowPair420<Rd, RoundedLane<1026>>(cel::rowAt(src, 2 * j, srcStep), cel::rowAt(src, 2 * j + 1, srcStep),
-                                                  cel::rowAt(dstY, 2 * j, dstYStep),
-                                                  cel::rowAt(dstY, 2 * j + 1, dstYStep), out, width / 2);
+        y8_innerRowPair420<Rd, Rc>(cel::rowAt(src, 2 * j, srcStep), cel::rowAt(src, 2 * j + 1, srcStep),
+                                   cel::rowAt(dstY, 2 * j, dstYStep), cel::rowAt(dstY, 2 * j + 1, dstYStep), out,
+                                   width / 2);
     }
 }
 
@@ -267,9 +276,9 @@ void y8_innerRow411(const uint8_t* s, uint8_t* y, uint8_t* cb, uint8_t* cr, int 
         Rd::read16(s + P * x, ra, ga, ba);
         Rd::read16(s + P * (x + 16), rb, gb, bb);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y + x),
-                         _mm_packus_epi16(Rc::luma(ra[0], ga[0], ba[0]), Rc::luma(ra[1], ga[1], ba[1])));
+                         Rc::pack(Rc::luma(ra[0], ga[0], ba[0]), Rc::luma(ra[1], ga[1], ba[1])));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y + x + 16),
-                         _mm_packus_epi16(Rc::luma(rb[0], gb[0], bb[0]), Rc::luma(rb[1], gb[1], bb[1])));
+                         Rc::pack(Rc::luma(rb[0], gb[0], bb[0]), Rc::luma(rb[1], gb[1], bb[1])));
         // four neighbours of the row: pairs, then pairs of pairs, then << 5
         const auto sum = [](const __m128i (&a)[2], const __m128i (&b)[2]) {
             const __m128i pairsLo = _mm_hadd_epi16(low(a[0]), low(a[1]));
@@ -278,7 +287,7 @@ void y8_innerRow411(const uint8_t* s, uint8_t* y, uint8_t* cb, uint8_t* cr, int 
         };
         __m128i vcb, vcr;
         Rc::chroma(sum(ra, rb), sum(ga, gb), sum(ba, bb), vcb, vcr);
-        out.store(i, vcb, vcr, 8);
+        out.store(i, Rc::pack(vcb, vcb), Rc::pack(vcr, vcr), 8);
     }
     // one group of 16 pixels (4 blocks) when bit 2 of the block count is set
     if (nb & 4) {
@@ -286,14 +295,14 @@ void y8_innerRow411(const uint8_t* s, uint8_t* y, uint8_t* cb, uint8_t* cr, int 
         __m128i r[2], g[2], b[2];
         Rd::read16(s + P * x, r, g, b);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y + x),
-                         _mm_packus_epi16(Rc::luma(r[0], g[0], b[0]), Rc::luma(r[1], g[1], b[1])));
+                         Rc::pack(Rc::luma(r[0], g[0], b[0]), Rc::luma(r[1], g[1], b[1])));
         const auto sum = [](const __m128i (&v)[2]) {
             const __m128i pairs = _mm_hadd_epi16(low(v[0]), low(v[1]));
             return _mm_slli_epi16(_mm_hadd_epi16(pairs, pairs), 5);
         };
         __m128i vcb, vcr;
         Rc::chroma(sum(r), sum(g), sum(b), vcb, vcr);
-        out.store(i, vcb, vcr, 4);
+        out.store(i, Rc::pack(vcb, vcb), Rc::pack(vcr, vcr), 4);
         i += 4;
     }
     // one group of 8 pixels (2 blocks) when bit 1 of the block count is set
@@ -308,7 +317,7 @@ void y8_innerRow411(const uint8_t* s, uint8_t* y, uint8_t* cb, uint8_t* cr, int 
         };
         __m128i vcb, vcr;
         Rc::chroma(sum(r), sum(g), sum(b), vcb, vcr);
-        const __m128i pb = _mm_packus_epi16(vcb, vcb), pr = _mm_packus_epi16(vcr, vcr);
+        const __m128i pb = Rc::pack(vcb, vcb), pr = Rc::pack(vcr, vcr);
         const uint16_t wb = static_cast<uint16_t>(_mm_extract_epi16(pb, 0));
         const uint16_t wr = static_cast<uint16_t>(_mm_extract_epi16(pr, 0));
         std::memcpy(cb + i, &wb, 2);
@@ -321,10 +330,10 @@ void y8_innerRow411(const uint8_t* s, uint8_t* y, uint8_t* cb, uint8_t* cr, int 
         for (int k = 0; k < 4; ++k) {
             const uint8_t* p = s + P * (4 * i + k);
             const int r = Rd::R(p), g = Rd::G(p), b = Rd::B(p);
-            y[4 * i + k] = enc::lumaQ16_px(r, g, b);
+            y[4 * i + k] = Rc::lumaPx(r, g, b);
             sr += r, sg += g, sb += b;
         }
-        enc::chromaBlockQ18_px(sr, sg, sb, cb[i], cr[i]);
+        Rc::chromaPx(sr, sg, sb, cb[i], cr[i]);
     }
 }
 
@@ -353,12 +362,13 @@ CelStatus tier420P3Min2(const uint8_t* src, int srcStep, uint8_t* dst[3], int ds
     return oddWarning420(roi);
 }
 
-template <class Rd>
+// Two-plane forms: pointers, then sizes against Min x Min.
+template <class Rd, class Rc = RoundedLane<1026>, int Min = 1>
 CelStatus tier420P2(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
                     CelSize roi) {
     if (cel::anyNull(src, dstY, dstCbCr)) return celStatusNullPointer;
-    if (cel::sizeBelow(roi, 1, 1)) return celStatusBadSize;
-    y8_myRowPairs420P2<Rd>(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, roi.width, roi.height);
+    if (cel::sizeBelow(roi, Min, Min)) return celStatusBadSize;
+    y8_myRowPairs420P2<Rd, Rc>(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, roi.width, roi.height);
     return oddWarning420(roi);
 }
 
@@ -369,6 +379,10 @@ CelStatus tier411(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep[
     y8_myRows411<Rd, Rc, EightPixelStep>(src, srcStep, dst, dstStep, roi.width, roi.height);
     return (roi.width & 3) ? celStatusOddSize : celStatusOk;
 }
+
+using UHigh601 = UnsignedHigh<enc::kBlock601>;
+using UHigh709Csc = UnsignedHigh<enc::kBlock709Csc>;
+using UHigh709Hdtv = UnsignedHigh<enc::kBlock709Hdtv>;
 
 using RgbC3 = Reader<3, false>;
 using BgrC3 = Reader<3, true>;
@@ -400,19 +414,19 @@ extern "C" CelStatus y8_celiBGRToYCrCb420_8u_C3P3R(const uint8_t* src, int srcSt
 
 extern "C" CelStatus y8_celiBGRToYCbCr420_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep[3],
                                                    CelSize roiSize) {
-    return tier420P3Min2<BgrC4, UnsignedHigh, false>(src, srcStep, dst, dstStep, roiSize);
+    return tier420P3Min2<BgrC4, UHigh601, false>(src, srcStep, dst, dstStep, roiSize);
 }
 
 extern "C" CelStatus y8_celiBGRToYCrCb420_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep[3],
                                                    CelSize roiSize) {
-    return tier420P3Min2<BgrC4, UnsignedHigh, true>(src, srcStep, dst, dstStep, roiSize);
+    return tier420P3Min2<BgrC4, UHigh601, true>(src, srcStep, dst, dstStep, roiSize);
 }
 
 // Its own worker: the BGR kernel with the channel reading mirrored and the
 // planes exchanged.
 extern "C" CelStatus y8_celiRGBToYCrCb420_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep[3],
                                                    CelSize roiSize) {
-    return tier420P3Min2<RgbC4, UnsignedHigh, true>(src, srcStep, dst, dstStep, roiSize);
+    return tier420P3Min2<RgbC4, UHigh601, true>(src, srcStep, dst, dstStep, roiSize);
 }
 
 extern "C" CelStatus y8_celiBGRToYCbCr420_8u_C3P2R(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep,
@@ -442,5 +456,45 @@ extern "C" CelStatus y8_celiBGRToYCbCr411_8u_C3P3R(const uint8_t* src, int srcSt
 
 extern "C" CelStatus y8_celiBGRToYCbCr411_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep[3],
                                                    CelSize roiSize) {
-    return tier411<BgrC4, UnsignedHigh, true>(src, srcStep, dst, dstStep, roiSize);
+    return tier411<BgrC4, UHigh601, true>(src, srcStep, dst, dstStep, roiSize);
+}
+
+// ---- BT.709: the unsigned-high block recipe with the BT.709 sets ------------------
+// Studio range (709CSC) from C3 or AC4 BGR to three planes or two; full-scale
+// luma with every byte held in 1..254 (709HDTV).  2 x 2 at least; odd sizes warn.
+extern "C" CelStatus y8_celiBGRToYCbCr420_709CSC_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
+                                                         int dstStep[3], CelSize roiSize) {
+    return tier420P3Min2<BgrC3, UHigh709Csc, false>(src, srcStep, dst, dstStep, roiSize);
+}
+
+extern "C" CelStatus y8_celiBGRToYCbCr420_709CSC_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
+                                                          int dstStep[3], CelSize roiSize) {
+    return tier420P3Min2<BgrC4, UHigh709Csc, false>(src, srcStep, dst, dstStep, roiSize);
+}
+
+extern "C" CelStatus y8_celiBGRToYCrCb420_709CSC_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
+                                                         int dstStep[3], CelSize roiSize) {
+    return tier420P3Min2<BgrC3, UHigh709Csc, true>(src, srcStep, dst, dstStep, roiSize);
+}
+
+extern "C" CelStatus y8_celiBGRToYCrCb420_709CSC_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
+                                                          int dstStep[3], CelSize roiSize) {
+    return tier420P3Min2<BgrC4, UHigh709Csc, true>(src, srcStep, dst, dstStep, roiSize);
+}
+
+extern "C" CelStatus y8_celiBGRToYCbCr420_709CSC_8u_C3P2R(const uint8_t* src, int srcStep, uint8_t* dstY,
+                                                         int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
+                                                         CelSize roiSize) {
+    return tier420P2<BgrC3, UHigh709Csc, 2>(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, roiSize);
+}
+
+extern "C" CelStatus y8_celiBGRToYCbCr420_709CSC_8u_AC4P2R(const uint8_t* src, int srcStep, uint8_t* dstY,
+                                                          int dstYStep, uint8_t* dstCbCr, int dstCbCrStep,
+                                                          CelSize roiSize) {
+    return tier420P2<BgrC4, UHigh709Csc, 2>(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, roiSize);
+}
+
+extern "C" CelStatus y8_celiBGRToYCbCr420_709HDTV_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* dst[3],
+                                                           int dstStep[3], CelSize roiSize) {
+    return tier420P3Min2<BgrC4, UHigh709Hdtv, false>(src, srcStep, dst, dstStep, roiSize);
 }

@@ -22,6 +22,8 @@
 
 #include <cstdint>
 
+#include "lumachroma/matrices.h"
+
 namespace cel::enc {
 
 // Nearest fixed-point step of a coefficient (positive coefficients only).
@@ -133,60 +135,123 @@ inline void rgbToYCbCrQ16_px(int r, int g, int b, uint8_t& y, uint8_t& cb, uint8
     cr = static_cast<uint8_t>((kHiCrR * r + kHiCrG * g + kHiCrB * b + kQ16CAdd) >> 16);
 }
 
-// ---- Unsigned-high block recipe (luma Q15, chroma Q16 on block sums) ------------
+// ---- Unsigned-high block recipe and scalar block recipe, per coefficient set -----------
+// A block encoder's set: the vector body works on lanes of byte << 8 (luma)
+// and on block sums << 5 (chroma) with unsigned multiply-high; the scalar
+// blocks in Q16 (luma) and Q18 (chroma from the plain sums).  `clamp` holds
+// every result within 1..254 (byte minimum and maximum in the body,
+// comparisons in the scalar blocks).
+struct BlockSet {
+    int yR, yG, yB, yAdd;                   // (hiu(yR, R8) + hiu(yG, G8) + hiu(yB, B8) + yAdd) >> 7
+    int cMax, cbR, cbG, crG, crB, cAdd, cShift;  // Cb = (hiu(cMax, sb) - hiu(cbR, sr) - hiu(cbG, sg) + cAdd) >> cShift
+    int qyR, qyG, qyB, qyAdd;               // (qyR R + qyG G + qyB B + qyAdd) >> 16
+    int qcbR, qcbG, qcbB, qcrR, qcrG, qcrB;  // (qcbR SR + qcbG SG + qcbB SB + kQ18CAdd) >> 18, likewise Cr
+    bool clamp;
+};
+
+inline constexpr int kQ18CAdd = 0x2008000;  // 128.125 in units of 2^18
+
+// BT.601: Q15 luma is the Q16 coefficients halved, halves rounded up.
 inline constexpr int kUHiYR = 8422, kUHiYG = 16515, kUHiYB = 3212;
-inline constexpr int kUHiYAdd = 2112;    // 16.5 * 128
-inline constexpr int kUHiCAdd = 16400;   // 128.125 * 128
-// Q15 luma: the Q16 coefficients halved, halves rounded up.
 static_assert(kUHiYR == (kHiYR + 1) / 2 && kUHiYG == (kHiYG + 1) / 2 && kUHiYB == (kHiYB + 1) / 2);
+static_assert(kHiYR == mat::fix(mat::kEnc601.yR, 16) && kHiCbG == mat::fix(mat::kEnc601.cbG, 16) &&
+              kHiCrB == mat::fix(mat::kEnc601.crB, 16), "BT.601 Q16 set as derived from Kr and Kb");
+inline constexpr BlockSet kBlock601{kUHiYR, kUHiYG, kUHiYB, 2112,  // 2112: 16.5 * 128
+                                    kHiCbB, -kHiCbR, -kHiCbG, -kHiCrG, -kHiCrB, 16400, 7,  // 16400: 128.125 * 128
+                                    kHiYR, kHiYG, kHiYB, kQ16YAdd,
+                                    kHiCbR, kHiCbG, kHiCbB, kHiCrR, kHiCrG, kHiCrB, false};
+
+// BT.709 from the derived matrices: luma in Q15 for the body, Q16 for the
+// scalar blocks; chroma of the body in Q(chromaBits), shifted by
+// chromaBits - 9 (the sums carry five bits and the products drop sixteen).
+constexpr BlockSet blockSet(const mat::Encoder& m, int yAdd, int chromaBits, int cAdd, int qyAdd, bool clamp) {
+    const auto q = [](int t, int bits) { return mat::fix(t, bits); };
+    return {q(m.yR, 15), q(m.yG, 15), q(m.yB, 15), yAdd,
+            q(m.cbB, chromaBits), q(-m.cbR, chromaBits), q(-m.cbG, chromaBits), q(-m.crG, chromaBits),
+            q(-m.crB, chromaBits), cAdd, chromaBits - 9,
+            q(m.yR, 16), q(m.yG, 16), q(m.yB, 16), qyAdd,
+            q(m.cbR, 16), q(m.cbG, 16), q(m.cbB, 16), q(m.crR, 16), q(m.crG, 16), q(m.crB, 16), clamp};
+}
+// Studio range: offset 16.5 and 128.125 as in BT.601.
+inline constexpr BlockSet kBlock709Csc = blockSet(mat::kEnc709Csc, 2112, 16, 16400, kQ16YAdd, false);
+// Full-scale luma (64: one half), chroma 128.5 * 64, all held in 1..254.
+inline constexpr BlockSet kBlock709Hdtv = blockSet(mat::kEnc709Hdtv, 64, 15, 8224, 0x8000, true);
+static_assert(kBlock709Hdtv.qyR + kBlock709Hdtv.qyG + kBlock709Hdtv.qyB == 1 << 16, "full-scale luma weights sum to 1");
 
 inline __m128i u16(int v) { return _mm_set1_epi16(static_cast<int16_t>(v)); }
 
 // Luma of eight pixels; lanes hold R << 8, G << 8, B << 8.
+template <const BlockSet& S>
 inline __m128i lumaUHigh_v(__m128i r8, __m128i g8, __m128i b8) {
-    __m128i s = _mm_adds_epu16(_mm_mulhi_epu16(r8, u16(kUHiYR)), _mm_mulhi_epu16(g8, u16(kUHiYG)));
-    s = _mm_adds_epu16(_mm_adds_epu16(s, _mm_mulhi_epu16(b8, u16(kUHiYB))), u16(kUHiYAdd));
+    __m128i s = _mm_adds_epu16(_mm_mulhi_epu16(r8, u16(S.yR)), _mm_mulhi_epu16(g8, u16(S.yG)));
+    s = _mm_adds_epu16(_mm_adds_epu16(s, _mm_mulhi_epu16(b8, u16(S.yB))), u16(S.yAdd));
     return _mm_srli_epi16(s, 7);
 }
 
-// Luma of sixteen pixels as bytes (lanes of pixels 0-7, then 8-15).  No sum
-// reaches the top of the unsigned range (at most 28038 + 2112), so the
-// saturating additions add plainly, and (s + 2112) >> 7 is
-// ((s + 64) >> 7) + 16: the rounding multiply by 256 takes the first part,
-// a byte addition after the pack the offset.
+// Bytes held within 1..254 if the set says so (byte minimum and maximum).
+template <const BlockSet& S>
+inline __m128i holdBytes_v(__m128i p) {
+    if constexpr (S.clamp) return _mm_min_epu8(_mm_max_epu8(p, _mm_set1_epi8(1)), _mm_set1_epi8(static_cast<char>(254)));
+    return p;
+}
+
+// Luma of sixteen pixels as bytes (lanes of pixels 0-7, then 8-15).  The
+// sums stay below the top of the signed range (the weights add up to at most
+// 1 << 15 and each product is below weight * 255 / 256), so the saturating
+// additions add plainly, and (s + yAdd) >> 7 with yAdd = 128 k + 64 is
+// ((s + 64) >> 7) + k: the rounding multiply by 256 takes the first part, a
+// byte addition after the pack the offset k (16 at studio range, none at
+// full scale); then the 1..254 hold where the set has it.
+
+template <const BlockSet& S>
 inline __m128i lumaUHighBytes_v(__m128i r8lo, __m128i g8lo, __m128i b8lo, __m128i r8hi, __m128i g8hi, __m128i b8hi) {
     const auto part = [](__m128i r8, __m128i g8, __m128i b8) {
-        const __m128i s = _mm_add_epi16(_mm_add_epi16(_mm_mulhi_epu16(r8, u16(kUHiYR)), _mm_mulhi_epu16(g8, u16(kUHiYG))),
-                                        _mm_mulhi_epu16(b8, u16(kUHiYB)));
+        const __m128i s = _mm_add_epi16(_mm_add_epi16(_mm_mulhi_epu16(r8, u16(S.yR)), _mm_mulhi_epu16(g8, u16(S.yG))),
+                                        _mm_mulhi_epu16(b8, u16(S.yB)));
         return _mm_mulhrs_epi16(s, _mm_set1_epi16(256));
     };
-    static_assert(kUHiYAdd == 16 * 128 + 64);
-    return _mm_add_epi8(_mm_packus_epi16(part(r8lo, g8lo, b8lo), part(r8hi, g8hi, b8hi)), _mm_set1_epi8(16));
+    static_assert(S.yAdd % 128 == 64 && S.yR + S.yG + S.yB <= 1 << 15, "addend: an offset and one half");
+    const __m128i p = _mm_packus_epi16(part(r8lo, g8lo, b8lo), part(r8hi, g8hi, b8hi));
+    if constexpr (S.yAdd / 128 != 0) return holdBytes_v<S>(_mm_add_epi8(p, _mm_set1_epi8(S.yAdd / 128)));
+    return holdBytes_v<S>(p);
 }
 
 // Chroma from block sums << 5.  The addend goes in before the negative
-// products are taken off, so no unsigned step ever goes below zero.
+// products are taken off; an unsigned step that would go below zero stops
+// at zero, which the pack and the 1..254 clamp treat as any negative value.
+template <const BlockSet& S>
 inline void chromaUHigh_v(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
-    const __m128i cbPos = _mm_adds_epu16(_mm_mulhi_epu16(sb, u16(kHiCbB)), u16(kUHiCAdd));
-    const __m128i cbNeg = _mm_adds_epu16(_mm_mulhi_epu16(sr, u16(-kHiCbR)), _mm_mulhi_epu16(sg, u16(-kHiCbG)));
-    cb = _mm_srli_epi16(_mm_subs_epu16(cbPos, cbNeg), 7);
-    const __m128i crPos = _mm_adds_epu16(_mm_mulhi_epu16(sr, u16(kHiCrR)), u16(kUHiCAdd));
-    const __m128i crNeg = _mm_adds_epu16(_mm_mulhi_epu16(sg, u16(-kHiCrG)), _mm_mulhi_epu16(sb, u16(-kHiCrB)));
-    cr = _mm_srli_epi16(_mm_subs_epu16(crPos, crNeg), 7);
+    const __m128i cbPos = _mm_adds_epu16(_mm_mulhi_epu16(sb, u16(S.cMax)), u16(S.cAdd));
+    const __m128i cbNeg = _mm_adds_epu16(_mm_mulhi_epu16(sr, u16(S.cbR)), _mm_mulhi_epu16(sg, u16(S.cbG)));
+    cb = _mm_srli_epi16(_mm_subs_epu16(cbPos, cbNeg), S.cShift);
+    const __m128i crPos = _mm_adds_epu16(_mm_mulhi_epu16(sr, u16(S.cMax)), u16(S.cAdd));
+    const __m128i crNeg = _mm_adds_epu16(_mm_mulhi_epu16(sg, u16(S.crG)), _mm_mulhi_epu16(sb, u16(S.crB)));
+    cr = _mm_srli_epi16(_mm_subs_epu16(crPos, crNeg), S.cShift);
 }
 
-// ---- Scalar block recipe --------------------------------------------------------
-// Luma per pixel by the scalar Q16 recipe; chroma from the plain sums of a
-// block's four samples (0..1020) in Q18 with a rounding part of one eighth.
-inline constexpr int kQ18CAdd = 0x2008000;  // 128.125 in units of 2^18
+// Sixteen-bit results to bytes: the saturating pack, then 1..254 if the set says so.
+template <const BlockSet& S>
+inline __m128i packUHigh_v(__m128i lo, __m128i hi) {
+    return holdBytes_v<S>(_mm_packus_epi16(lo, hi));
+}
 
+template <const BlockSet& S>
+inline uint8_t clampBlock(int v) {
+    if constexpr (S.clamp) return static_cast<uint8_t>(v < 1 ? 1 : (v > 254 ? 254 : v));
+    return static_cast<uint8_t>(v);  // the studio sets stay within 16..240
+}
+
+// Scalar block recipe: luma per pixel in Q16; chroma from the plain sums of
+// a block's four samples (0..1020) in Q18 with a rounding part of one eighth.
+template <const BlockSet& S = kBlock601>
 inline uint8_t lumaQ16_px(int r, int g, int b) {
-    return static_cast<uint8_t>((kHiYR * r + kHiYG * g + kHiYB * b + kQ16YAdd) >> 16);
+    return clampBlock<S>((S.qyR * r + S.qyG * g + S.qyB * b + S.qyAdd) >> 16);
 }
 
+template <const BlockSet& S = kBlock601>
 inline void chromaBlockQ18_px(int sr, int sg, int sb, uint8_t& cb, uint8_t& cr) {
-    cb = static_cast<uint8_t>((kHiCbR * sr + kHiCbG * sg + kHiCbB * sb + kQ18CAdd) >> 18);
-    cr = static_cast<uint8_t>((kHiCrR * sr + kHiCrG * sg + kHiCrB * sb + kQ18CAdd) >> 18);
+    cb = clampBlock<S>((S.qcbR * sr + S.qcbG * sg + S.qcbB * sb + kQ18CAdd) >> 18);
+    cr = clampBlock<S>((S.qcrR * sr + S.qcrG * sg + S.qcrB * sb + kQ18CAdd) >> 18);
 }
 
 // ---- 4:2:2 pair recipes --------------------------------------------------------

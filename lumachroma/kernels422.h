@@ -243,9 +243,9 @@ struct PairLane {
 // Unsigned-high luma and chroma (Q15 luma, Q16 chroma on the pair sums).
 template <const enc::PairQ17& S>
 struct PairUHigh {
-    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v(r8, g8, b8); }
+    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v<enc::kBlock601>(r8, g8, b8); }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
-        enc::chromaUHigh_v(sr, sg, sb, cb, cr);
+        enc::chromaUHigh_v<enc::kBlock601>(sr, sg, sb, cb, cr);
     }
     static __m128i finish(__m128i v) { return v; }
     static void pair(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {

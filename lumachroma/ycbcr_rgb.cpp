@@ -8,6 +8,8 @@
 //   celiYCbCrToBGR_8u_P3C4R     wide          16, then 8           wide recipe on single lanes
 //   celiYCbCrToRGB_8u_P3R       plain         16 (aligned), 8, 4   set B rounded, comparisons
 //   celiYCbCrToRGB_8u_AC4R      none          -                    set B unrounded, clamp table
+//   celiYCbCrToBGR_709CSC_8u_P3C3R   wide, BT.709 set   16           BT.709 scalar set rounded, clamp table
+//   celiYCbCrToBGR_709CSC_8u_P3C4R   wide, BT.709 set   16, then 8   the same recipe on single lanes
 //
 // Body and tail deliberately use different recipes in most forms, so a
 // pixel's bytes depend on where in the row it falls.
@@ -109,28 +111,36 @@ void rowYCbCrToRGB_C3R(const uint8_t* src, uint8_t* dst, int width) {
 }
 
 // ---------------------------------------------------------------------------
-// P3C3R: planes in, interleaved RGB or BGR out.
-template <bool Bgr>
+// P3C3R: planes in, interleaved RGB or BGR out.  BT.601: narrow recipe,
+// 16 then 8 pixels, set A tail; BT.709 studio range: the wide recipe with
+// its set, 16 pixels, its own scalar set in the tail.
+template <Recipe Dec, const cel::dec::ScalarSet& Tail, bool Eight, bool Bgr>
 void rowYCbCrToC3_P3C3R(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, uint8_t* dst, int width) {
     using O = Order<Bgr>;
     int x = 0;
-    // body: narrow recipe, 16 pixels as even and odd lanes
+    // body: 16 pixels; the BT.601 forms (Eight, narrow recipe) on even and
+    // odd lanes, the BT.709 ones on lanes of pixels 0-7 and 8-15
     for (; x + 16 <= width; x += 16) {
         __m128i r, g, b;
-        decode16EvenOdd(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
-        cel::simd::join3x16EvenOdd(dst + 3 * x, O::first(r, b), g, O::last(r, b));
+        if constexpr (Eight) {
+            decode16EvenOdd(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+            cel::simd::join3x16EvenOdd(dst + 3 * x, O::first(r, b), g, O::last(r, b));
+        } else {
+            decode16<Dec>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+            cel::simd::join3x16(dst + 3 * x, O::first(r, b), g, O::last(r, b));
+        }
     }
-    // then 8 pixels if at least 8 remain: narrow recipe
-    if (x + 8 <= width) {
+    // then 8 pixels if at least 8 remain (BT.601 forms): the same recipe
+    if (Eight && x + 8 <= width) {
         __m128i r, g, b;
-        decodePlanes8<cel::dec::narrow_v<true>>(y + x, cb + x, cr + x, r, g, b);
+        decodePlanes8<Dec>(y + x, cb + x, cr + x, r, g, b);
         cel::simd::join3x8(dst + 3 * x, O::first(r, b), g, O::last(r, b));
         x += 8;
     }
-    // tail: scalar set A with rounding, clamp table
+    // tail: the scalar set with rounding, clamp table
     for (; x < width; ++x) {
         uint8_t r, g, b;
-        scalar_px<kSetA, 32768, Clamp::Table>(y[x], cb[x], cr[x], r, g, b);
+        scalar_px<Tail, 32768, Clamp::Table>(y[x], cb[x], cr[x], r, g, b);
         O::put(dst + 3 * x, r, g, b);
     }
 }
@@ -168,8 +178,9 @@ void y8_myYCbCrToRGB_8u_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t*
 
 // ---------------------------------------------------------------------------
 // BGR P3C4R: the wide recipe everywhere, down to single-lane vectors for the
-// last pixels, so that this form has no second recipe.
-void y8_ownYCbCrToBGR_8u_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep, int width,
+// last pixels, so that this form has no second recipe (BT.601 or BT.709 set).
+template <Recipe Dec>
+void y8_ownYCbCrToBGR_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep, int width,
                                int height, uint8_t alphaValue) {
     const __m128i alpha = _mm_set1_epi8(static_cast<char>(alphaValue));
     for (int j = 0; j < height; ++j) {
@@ -181,20 +192,20 @@ void y8_ownYCbCrToBGR_8u_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t
         // body: wide recipe, 16 pixels
         for (; x + 16 <= width; x += 16) {
             __m128i r, g, b;
-            decode16<cel::dec::wide_v>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+            decode16<Dec>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
             cel::simd::join4x16(d + 4 * x, b, g, r, alpha);
         }
         // then 8 pixels if at least 8 remain: wide recipe
         if (x + 8 <= width) {
             __m128i r, g, b;
-            decodePlanes8<cel::dec::wide_v>(y + x, cb + x, cr + x, r, g, b);
+            decodePlanes8<Dec>(y + x, cb + x, cr + x, r, g, b);
             cel::simd::join4x8(d + 4 * x, b, g, r, alpha);
             x += 8;
         }
         // tail: the wide recipe on one lane at a time
         for (; x < width; ++x) {
             __m128i r, g, b;
-            decode8<cel::dec::wide_v>(_mm_cvtsi32_si128(y[x] << 8), _mm_cvtsi32_si128(cb[x] << 8),
+            decode8<Dec>(_mm_cvtsi32_si128(y[x] << 8), _mm_cvtsi32_si128(cb[x] << 8),
                                       _mm_cvtsi32_si128(cr[x] << 8), r, g, b);
             uint8_t* p = d + 4 * x;
             p[0] = static_cast<uint8_t>(_mm_cvtsi128_si32(_mm_packus_epi16(b, b)));
@@ -279,12 +290,12 @@ void y8_myYCbCrToRGBA_AC4R(const uint8_t* src, int srcStep, uint8_t* dst, int ds
         y8_innerYCbCrToRGB_AC4R(cel::rowAt(src, j, srcStep), cel::rowAt(dst, j, dstStep), width);
 }
 
-template <bool Bgr>
+template <Recipe Dec, const cel::dec::ScalarSet& Tail, bool Eight, bool Bgr>
 CelStatus tierYCbCrToC3_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep, CelSize roiSize) {
     if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     for (int j = 0; j < roiSize.height; ++j)
-        rowYCbCrToC3_P3C3R<Bgr>(cel::rowAt(src[0], j, srcStep), cel::rowAt(src[1], j, srcStep),
+        rowYCbCrToC3_P3C3R<Dec, Tail, Eight, Bgr>(cel::rowAt(src[0], j, srcStep), cel::rowAt(src[1], j, srcStep),
                                 cel::rowAt(src[2], j, srcStep), cel::rowAt(dst, j, dstStep), roiSize.width);
     return celStatusOk;
 }
@@ -306,12 +317,12 @@ extern "C" CelStatus y8_celiYCbCrToRGB_8u_C3R(const uint8_t* src, int srcStep, u
 // Plane pointers are tested with the outer pointers, ahead of the sizes.
 extern "C" CelStatus y8_celiYCbCrToRGB_8u_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep,
                                                CelSize roiSize) {
-    return tierYCbCrToC3_P3C3R<false>(src, srcStep, dst, dstStep, roiSize);
+    return tierYCbCrToC3_P3C3R<cel::dec::narrow_v<true>, kSetA, true, false>(src, srcStep, dst, dstStep, roiSize);
 }
 
 extern "C" CelStatus y8_celiYCbCrToBGR_8u_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep,
                                                CelSize roiSize) {
-    return tierYCbCrToC3_P3C3R<true>(src, srcStep, dst, dstStep, roiSize);
+    return tierYCbCrToC3_P3C3R<cel::dec::narrow_v<true>, kSetA, true, true>(src, srcStep, dst, dstStep, roiSize);
 }
 
 // Outer pointers, sizes, then the plane pointers.
@@ -329,7 +340,7 @@ extern "C" CelStatus y8_celiYCbCrToBGR_8u_P3C4R(const uint8_t* const src[3], int
                                                CelSize roiSize, uint8_t alphaValue) {
     if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
-    y8_ownYCbCrToBGR_8u_P3C4R(src, srcStep, dst, dstStep, roiSize.width, roiSize.height, alphaValue);
+    y8_ownYCbCrToBGR_P3C4R<cel::dec::wide_v>(src, srcStep, dst, dstStep, roiSize.width, roiSize.height, alphaValue);
     return celStatusOk;
 }
 
@@ -358,5 +369,22 @@ extern "C" CelStatus y8_celiYCbCrToRGB_8u_AC4R(const uint8_t* src, int srcStep, 
     if (cel::anyNull(src, dst)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     y8_myYCbCrToRGBA_AC4R(src, srcStep, dst, dstStep, roiSize.width, roiSize.height);
+    return celStatusOk;
+}
+
+// ---- BT.709 studio range ----------------------------------------------------------------
+// Plane pointers are tested with the outer pointers, ahead of the sizes.
+extern "C" CelStatus y8_celiYCbCrToBGR_709CSC_8u_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst,
+                                                      int dstStep, CelSize roiSize) {
+    return tierYCbCrToC3_P3C3R<cel::dec::wideSet_v<cel::dec::kWide709Csc>, cel::dec::kSet709Csc, false, true>(
+        src, srcStep, dst, dstStep, roiSize);
+}
+
+extern "C" CelStatus y8_celiYCbCrToBGR_709CSC_8u_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t* dst,
+                                                      int dstStep, CelSize roiSize, uint8_t alphaValue) {
+    if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
+    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
+    y8_ownYCbCrToBGR_P3C4R<cel::dec::wideSet_v<cel::dec::kWide709Csc>>(src, srcStep, dst, dstStep, roiSize.width,
+                                                                      roiSize.height, alphaValue);
     return celStatusOk;
 }

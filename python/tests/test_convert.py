@@ -32,6 +32,22 @@ def test_direct_route_is_the_export(table):
     assert [g.tobytes() for g in got] == [w.tobytes() for w in want]
 
 
+def test_bt709_formats_take_the_bt709_exports(table):
+    bgr = _rgb(seed=9)
+    assert "celiBGRToYCbCr420_709CSC_8u_C3P3R" in celcc.route("BGR24", "I420_709")
+    got = celcc.convert(bgr, "BGR", "YCbCr420_709CSC")
+    want = celcc.celiBGRToYCbCr420_709CSC_8u_C3P3R(bgr)
+    assert [g.tobytes() for g in got] == [w.tobytes() for w in want]
+    # and back, through the BT.709 decoder of the same name
+    back = celcc.convert(got, "I420_709", "BGR24")
+    assert back.tobytes() == celcc.celiYCbCr420ToBGR_709CSC_8u_P3C3R(got).tobytes()
+    # full-scale luma: white and black held at 254 and 1
+    bgra = np.zeros((4, 8, 4), np.uint8)
+    bgra[:2] = 255
+    y, cb, cr = celcc.convert(bgra, "BGRA", "I420_709HDTV")
+    assert set(y[:2].ravel()) == {254} and set(y[2:].ravel()) == {1}
+
+
 def test_two_step_route_is_the_two_exports(table):
     rgb = _rgb()
     text = celcc.route("RGB24", "NV21")

@@ -820,6 +820,71 @@ TEST(CliMatrix, TwistEqualsTheExport) {
     EXPECT_FALSE(exists(dir + "/bad.png"));
 }
 
+// --matrix bt709 / bt709-hdtv: the BT.709 exports on the way to Y4M, the
+// matrix said in the header, and honoured on the way back.
+TEST(CliMatrix, Bt709Y4mEqualsTheExportsAndCarriesTheMatrix) {
+    NEED_PHOTO(src, "coffee.png");
+    const std::string dir = workDir();
+    const Png p = readPng(src);
+    ASSERT_EQ(p.channels, 3);
+    const int w = p.w & ~1, h = p.h & ~1;
+    Bytes bgra(size_t(4) * p.w * p.h);  // the photo as B, G, R, A
+    for (size_t i = 0; i < size_t(p.w) * p.h; ++i)
+        bgra[4 * i] = p.px[3 * i + 2], bgra[4 * i + 1] = p.px[3 * i + 1], bgra[4 * i + 2] = p.px[3 * i], bgra[4 * i + 3] = 255;
+    Bytes ref(size_t(w) * h * 3 / 2);
+    uint8_t* planes[3] = {ref.data(), ref.data() + size_t(w) * h, ref.data() + size_t(w) * h * 5 / 4};
+    const uint8_t* cplanes[3] = {planes[0], planes[1], planes[2]};
+    int steps[3] = {w, w / 2, w / 2};
+    // the full-scale encoder reads BGRA only: its input is the photo as RGBA
+    Png rgba{p.w, p.h, 4, 8, {}};
+    for (size_t i = 0; i < size_t(p.w) * p.h; ++i)
+        rgba.px.insert(rgba.px.end(), {p.px[3 * i], p.px[3 * i + 1], p.px[3 * i + 2], 255});
+    writePng(dir + "/rgba.png", rgba);
+    for (const bool hdtv : {false, true}) {
+        SCOPED_TRACE(hdtv ? "bt709-hdtv" : "bt709");
+        const Outcome r = celcc(dir, std::string("convert '") + (hdtv ? dir + "/rgba.png" : src) +
+                                         "' o.y4m --crop -f -v --matrix " + (hdtv ? "bt709-hdtv" : "bt709"));
+        ASSERT_EQ(r.rc, 0) << r.err;
+        const char* enc = hdtv ? "celiBGRToYCbCr420_709HDTV_8u_AC4P3R" : "celiBGRToYCbCr420_709CSC_8u_";
+        EXPECT_NE(r.err.find(enc), std::string::npos) << r.err;
+        const Y4m y = readY4m(dir + "/o.y4m", y4mFrameBytes);
+        EXPECT_NE(y.header.find(hdtv ? " XCOLORMATRIX=BT709HDTV" : " XCOLORMATRIX=BT709"), std::string::npos) << y.header;
+        ASSERT_EQ(y.frames.size(), 1u);
+        ASSERT_EQ(hdtv ? celiBGRToYCbCr420_709HDTV_8u_AC4P3R(bgra.data(), 4 * p.w, planes, steps, CelSize{w, h})
+                       : celiBGRToYCbCr420_709CSC_8u_AC4P3R(bgra.data(), 4 * p.w, planes, steps, CelSize{w, h}),
+                  celStatusOk);
+        EXPECT_TRUE(y.frames[0] == ref) << "celcc's Y4M differs from the BT.709 export";
+        // back to RGB through the BT.709 decoder the header names
+        const Outcome back = celcc(dir, "convert o.y4m back.png -f -v");
+        ASSERT_EQ(back.rc, 0) << back.err;
+        EXPECT_NE(back.err.find(hdtv ? "celiYCbCr420ToBGR_709HDTV_8u_P3C4R" : "celiYCbCr420ToBGR_709CSC_8u_P3C3R"),
+                  std::string::npos)
+            << back.err;
+        Bytes dec(size_t(4) * w * h);
+        ASSERT_EQ(hdtv ? celiYCbCr420ToBGR_709HDTV_8u_P3C4R(cplanes, steps, dec.data(), 4 * w, CelSize{w, h}, 255)
+                       : celiYCbCr420ToBGR_709CSC_8u_P3C3R(cplanes, steps, dec.data(), 3 * w, CelSize{w, h}),
+                  celStatusOk);
+        const Png b = readPng(dir + "/back.png");
+        const int bpp = hdtv ? 4 : 3;  // the full-scale decoder writes BGRA: an RGBA PNG
+        ASSERT_EQ(b.px.size(), size_t(bpp) * w * h);
+        for (size_t i = 0; i < size_t(w) * h; ++i)
+            for (int c = 0; c < 3; ++c) ASSERT_EQ(b.px[bpp * i + c], dec[bpp * i + 2 - c]) << "pixel " << i;
+    }
+    if (haveFfmpeg()) {
+        // FFmpeg's BT.709 studio-range 4:2:0 of the same picture: luma within 1
+        ASSERT_EQ(celcc(dir, "convert '" + src + "' o.y4m --crop -f -q --matrix bt709").rc, 0);
+        ASSERT_TRUE(sh("ffmpeg -v error -i '" + src + "' -vf crop=" + std::to_string(w) + ":" + std::to_string(h) +
+                       ":0:0,scale=out_color_matrix=bt709:out_range=tv -pix_fmt yuv420p -y '" + dir + "/ff.y4m'"));
+        const Y4m a = readY4m(dir + "/o.y4m", y4mFrameBytes), f = readY4m(dir + "/ff.y4m", y4mFrameBytes);
+        ASSERT_EQ(f.frames.size(), 1u);
+        const size_t luma = size_t(w) * h;
+        EXPECT_LE(diff(a.frames[0].data(), f.frames[0].data(), luma).max, 1);
+        EXPECT_LE(diff(a.frames[0].data() + luma, f.frames[0].data() + luma, luma / 2).mean, 1.0);
+    }
+    // no full-scale form of NV12
+    EXPECT_NE(celcc(dir, "convert '" + src + "' o.nv12 --crop -f --matrix bt709-hdtv").rc, 0);
+}
+
 // ---- Demosaicing --------------------------------------------------------------------------
 
 TEST(CliDemosaic, MosaicOfAPhotoEqualsTheExport) {

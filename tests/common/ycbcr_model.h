@@ -83,4 +83,29 @@ inline Rgb q12(int Y, int Cb, int Cr) {
             sat8((yd + 8263 * (Cb - 128)) >> 12)};
 }
 
+// ---- BT.709 -------------------------------------------------------------------------------
+// Studio range: the wide recipe with 9535, 14688, 4375, 1745, 17326, and its
+// scalar set with rounding.
+inline Rgb wide709(int Y, int Cb, int Cr) {
+    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
+    const int t = his(y, 9535);
+    return {sat8((t + his(cr, 14688) + 8) >> 4), sat8((t - his(cr, 4375) - his(cb, 1745) + 8) >> 4),
+            sat8((t + his(cb, 17326) + 8) >> 4)};
+}
+inline Rgb set709Rounded(int Y, int Cb, int Cr) {
+    return scalarSet<76284, 117506, -13959, -34996, 138609, 32768>(Y, Cb, Cr);
+}
+
+// Full-scale luma: Y * 16 with no offset taken off, Q13 chroma terms.
+inline Rgb hdtv709(int Y, int Cb, int Cr) {
+    const int cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
+    return {sat8((Y * 16 + his(cr, 12616) + 8) >> 4), sat8((Y * 16 - his(cb, 1499) - his(cr, 3760) + 8) >> 4),
+            sat8((Y * 16 + his(cb, 14877) + 8) >> 4)};
+}
+inline Rgb hdtv709Scalar(int Y, int Cb, int Cr) {
+    const int yq = Y << 16, cbd = Cb - 128, crd = Cr - 128;
+    return {sat8((yq + 100925 * crd + 32768) >> 16), sat8((yq - 11993 * cbd - 30081 * crd + 32768) >> 16),
+            sat8((yq + 119013 * cbd + 32768) >> 16)};
+}
+
 }  // namespace celtest::ycc

@@ -642,9 +642,11 @@ struct Ycc {
 };
 Ycc readYcc(const std::string& name, TestImage& t) {
     auto p = [&](int plane, int x) { return int(t.row(plane, 0)[x]); };
-    if (name == "I420" || name == "I422" || name == "I444" || name == "I411") return {p(0, 0), p(1, 0), p(2, 0)};
-    if (name == "YV12") return {p(0, 0), p(2, 0), p(1, 0)};
-    if (name == "NV12" || name == "NV11") return {p(0, 0), p(1, 0), p(1, 1)};
+    if (name == "I420" || name == "I422" || name == "I444" || name == "I411" || name == "I420_709" ||
+        name == "I444_709" || name == "I420_709HDTV")
+        return {p(0, 0), p(1, 0), p(2, 0)};
+    if (name == "YV12" || name == "YV12_709") return {p(0, 0), p(2, 0), p(1, 0)};
+    if (name == "NV12" || name == "NV11" || name == "NV12_709") return {p(0, 0), p(1, 0), p(1, 1)};
     if (name == "NV21") return {p(0, 0), p(1, 1), p(1, 0)};
     if (name == "YUY2") return {p(0, 0), p(0, 1), p(0, 3)};
     if (name == "UYVY") return {p(0, 1), p(0, 0), p(0, 2)};
@@ -654,9 +656,19 @@ Ycc readYcc(const std::string& name, TestImage& t) {
     return {0, 0, 0};
 }
 
+// Red by matrix: BT.601 studio range, BT.709 studio range, BT.709 full scale.
+bool redOf(int model, Ycc& red) {
+    if (model == celFmtModelYCbCr) red = {82, 90, 240};
+    else if (model == celFmtModelYCbCr709) red = {63, 102, 240};
+    else if (model == celFmtModelYCbCr709Full) red = {54, 98, 254};
+    else return false;
+    return true;
+}
+
 TEST(Layouts, RedLandsInTheRightPlaceOfEveryYCbCrFormat) {
     for (int f = 0; f < celccfmt_format_count(); ++f) {
-        if (fmt(f).model != celFmtModelYCbCr) continue;
+        Ycc red;
+        if (!redOf(fmt(f).model, red)) continue;
         for (int from : {int(celFmt_RGB24), int(celFmt_BGR24), int(celFmt_RGBA), int(celFmt_BGRA)}) {
             if (celccfmt_route(from, f, nullptr) < 0) continue;
             SCOPED_TRACE(std::string(fmt(from).name) + " -> " + fmt(f).name);
@@ -673,9 +685,9 @@ TEST(Layouts, RedLandsInTheRightPlaceOfEveryYCbCrFormat) {
                 }
             ASSERT_GE(celccfmt_convert(&src.im, &out.im, nullptr), 0);
             const Ycc v = readYcc(fmt(f).name, out);
-            EXPECT_NEAR(v.y, 82, 2);
-            EXPECT_NEAR(v.cb, 90, 2);
-            EXPECT_NEAR(v.cr, 240, 2);
+            EXPECT_NEAR(v.y, red.y, 2);
+            EXPECT_NEAR(v.cb, red.cb, 2);
+            EXPECT_NEAR(v.cr, red.cr, 2);
         }
     }
 }
@@ -684,7 +696,8 @@ TEST(Layouts, EveryYCbCrFormatDecodesRedAsRed) {
     // Encode red into each format that can be reached, decode to every RGB
     // format that can be reached from it, and look at the channels.
     for (int f = 0; f < celccfmt_format_count(); ++f) {
-        if (fmt(f).model != celFmtModelYCbCr || celccfmt_route(celFmt_RGB24, f, nullptr) < 0) continue;
+        Ycc red;
+        if (!redOf(fmt(f).model, red) || celccfmt_route(celFmt_RGB24, f, nullptr) < 0) continue;
         TestImage src(celFmt_RGB24, 8, 4), mid(f, 8, 4);
         for (int y = 0; y < 4; ++y)
             for (int x = 0; x < 8; ++x) src.row(0, y)[3 * x] = 255, src.row(0, y)[3 * x + 1] = 0, src.row(0, y)[3 * x + 2] = 0;
@@ -696,9 +709,11 @@ TEST(Layouts, EveryYCbCrFormatDecodesRedAsRed) {
             ASSERT_GE(celccfmt_convert(&mid.im, &out.im, nullptr), 0);
             const uint8_t* px = out.row(0, 1) + 3 * fmt(to).channels;
             const bool bgr = fmt(to).model == celFmtModelBGR;
-            EXPECT_NEAR(px[bgr ? 2 : 0], 255, 3);
-            EXPECT_NEAR(px[1], 0, 3);
-            EXPECT_NEAR(px[bgr ? 0 : 2], 0, 3);
+            // full scale holds Cr at 254 where red needs 258: R comes back 248
+            const int tol = fmt(f).model == celFmtModelYCbCr709Full ? 7 : 3;
+            EXPECT_NEAR(px[bgr ? 2 : 0], 255, tol);
+            EXPECT_NEAR(px[1], 0, tol);
+            EXPECT_NEAR(px[bgr ? 0 : 2], 0, tol);
             if (fmt(to).channels == 4) EXPECT_EQ(px[3], 255);
         }
     }

@@ -54,6 +54,8 @@ const Fn kFns[] = {
     {"YCrCb420ToBGR_Filter_P3C4R", Src::P3Swapped, 4, true, Kind::Filter420, narrowNoAddend, q12, 8, false, true},
     {"YCbCr411ToBGR_P3C3R", Src::P3, 3, true, Kind::Rows411, narrow, setC, 4, false, false},
     {"YCbCr411ToBGR_P3C4R", Src::P3, 4, true, Kind::Rows411, narrow, setC, 4, false, false},
+    {"YCbCr420ToBGR_709CSC_P3C3R", Src::P3, 3, true, Kind::Blocks420, wide709, set709Rounded, 4, false, true},
+    {"YCbCr420ToBGR_709HDTV_P3C4R", Src::P3, 4, true, Kind::Blocks420, hdtv709, hdtv709Scalar, 4, false, true},
 };
 
 constexpr uint8_t kAlpha = 0xD3, kFill = 0x5A;
@@ -112,6 +114,8 @@ CelStatus call(const Fn& fn, Source& s, uint8_t* d, int ds, CelSize roi) {
     if (n == "YCrCb420ToBGR_Filter_P3C4R") return celiYCrCb420ToBGR_Filter_8u_P3C4R(p, st, d, ds, roi, 0x100 | kAlpha);
     if (n == "YCbCr411ToBGR_P3C3R") return celiYCbCr411ToBGR_8u_P3C3R(p, st, d, ds, roi);
     if (n == "YCbCr411ToBGR_P3C4R") return celiYCbCr411ToBGR_8u_P3C4R(p, st, d, ds, roi, kAlpha);
+    if (n == "YCbCr420ToBGR_709CSC_P3C3R") return celiYCbCr420ToBGR_709CSC_8u_P3C3R(p, st, d, ds, roi);
+    if (n == "YCbCr420ToBGR_709HDTV_P3C4R") return celiYCbCr420ToBGR_709HDTV_8u_P3C4R(p, st, d, ds, roi, kAlpha);
     const uint8_t* y = p[0];
     const uint8_t* c = p[1];
     if (n == "YCbCr420ToBGR_P2C3R") return celiYCbCr420ToBGR_8u_P2C3R(y, st[0], c, st[1], d, ds, roi);
@@ -351,6 +355,10 @@ TEST(Decode420Checks, NullPointersAndOrderPerMember) {
         EXPECT_EQ(celiYCbCr420ToRGB_8u_P3C3R(p, st, out, 12, zero), celStatusBadSize);
         EXPECT_EQ(celiYCbCr420ToBGR_8u_P3C3R(p, st, out, 12, ok), celStatusNullPointer);
         EXPECT_EQ(celiYCrCb420ToRGB_8u_P3C4R(p, st, out, 16, zero, 0), celStatusBadSize);
+        EXPECT_EQ(celiYCbCr420ToBGR_709CSC_8u_P3C3R(p, st, out, 12, zero), celStatusBadSize);
+        EXPECT_EQ(celiYCbCr420ToBGR_709CSC_8u_P3C3R(p, st, out, 12, ok), celStatusNullPointer);
+        EXPECT_EQ(celiYCbCr420ToBGR_709HDTV_8u_P3C4R(p, st, out, 16, zero, 0), celStatusBadSize);
+        EXPECT_EQ(celiYCbCr420ToBGR_709HDTV_8u_P3C4R(p, st, out, 16, ok, 0), celStatusNullPointer);
         EXPECT_EQ(celiYCrCb420ToBGR_Filter_8u_P3C4R(p, st, out, 16, zero, 0), celStatusBadSize);
         EXPECT_EQ(celiYCrCb420ToBGR_Filter_8u_P3C4R(p, st, out, 16, ok, 0), celStatusNullPointer);
         EXPECT_EQ(celiYCbCr411ToBGR_8u_P3C3R(p, st, out, 12, zero), celStatusNullPointer);

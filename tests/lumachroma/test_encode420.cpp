@@ -20,7 +20,10 @@ int rnd(int c, int x) { return (c * x + 16384) >> 15; }
 int hiu(int c, int x) { return static_cast<int>((static_cast<uint32_t>(c) * static_cast<uint32_t>(x)) >> 16); }
 int sat8(int v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
 
-enum class Recipe { Lane1026, Lane1056, Late, UHigh };
+enum class Recipe { Lane1026, Lane1056, Late, UHigh, Csc709, Hdtv709 };
+
+// The BT.709 full-scale encoders hold every byte within 1..254.
+int hold(Recipe rc, int v) { return rc == Recipe::Hdtv709 ? (v < 1 ? 1 : v > 254 ? 254 : v) : v; }
 
 int vecLuma(Recipe rc, int R, int G, int B) {
     const int r = R * 128, g = G * 128, b = B * 128;
@@ -28,6 +31,9 @@ int vecLuma(Recipe rc, int R, int G, int B) {
         case Recipe::Lane1026: return sat8((rnd(4211, r) + rnd(8258, g) + rnd(1606, b) + 1026) >> 6);
         case Recipe::Lane1056: return sat8((rnd(4211, r) + rnd(8258, g) + rnd(1606, b) + 1056) >> 6);
         case Recipe::Late: return sat8(((rnd(4211, r) + rnd(8258, g) + rnd(1606, b)) >> 6) + 16);
+        case Recipe::Csc709: return sat8((hiu(5997, R * 256) + hiu(20120, G * 256) + hiu(2032, B * 256) + 2112) >> 7);
+        case Recipe::Hdtv709:
+            return hold(rc, sat8((hiu(6980, R * 256) + hiu(23429, G * 256) + hiu(2359, B * 256) + 64) >> 7));
         default: return sat8((hiu(8422, R * 256) + hiu(16515, G * 256) + hiu(3212, B * 256) + 2112) >> 7);
     }
 }
@@ -41,14 +47,30 @@ std::array<int, 2> vecChroma(Recipe rc, int SR, int SG, int SB) {
         case Recipe::UHigh:
             return {sat8((hiu(28770, sb) - (hiu(9699, sr) + hiu(19071, sg)) + 16400) >> 7),
                     sat8((hiu(28770, sr) - (hiu(24117, sg) + hiu(4653, sb)) + 16400) >> 7)};
+        case Recipe::Csc709:
+            return {sat8((hiu(28770, sb) - (hiu(6619, sr) + hiu(22151, sg)) + 16400) >> 7),
+                    sat8((hiu(28770, sr) - (hiu(26149, sg) + hiu(2621, sb)) + 16400) >> 7)};
+        case Recipe::Hdtv709:
+            return {hold(rc, sat8((hiu(16744, sb) - hiu(3834, sr) - hiu(12911, sg) + 8224) >> 6)),
+                    hold(rc, sat8((hiu(16744, sr) - hiu(15204, sg) - hiu(1540, sb) + 8224) >> 6))};
         default:
             return {sat8((rnd(7193, sb) - rnd(4768, sg) - rnd(2425, sr) + 8194) >> 6),
                     sat8((rnd(7193, sr) - rnd(6029, sg) - rnd(1163, sb) + 8194) >> 6)};
     }
 }
 
-int scalarLuma(int R, int G, int B) { return (16843 * R + 33030 * G + 6423 * B + 1081344) >> 16; }
-std::array<int, 2> scalarChroma(int SR, int SG, int SB) {
+int scalarLuma(Recipe rc, int R, int G, int B) {
+    if (rc == Recipe::Csc709) return (11993 * R + 40239 * G + 4063 * B + 1081344) >> 16;
+    if (rc == Recipe::Hdtv709) return hold(rc, (13959 * R + 46858 * G + 4719 * B + 32768) >> 16);
+    return (16843 * R + 33030 * G + 6423 * B + 1081344) >> 16;
+}
+std::array<int, 2> scalarChroma(Recipe rc, int SR, int SG, int SB) {
+    if (rc == Recipe::Csc709)
+        return {(-6619 * SR - 22151 * SG + 28770 * SB + 33587200) >> 18,
+                (28770 * SR - 26149 * SG - 2621 * SB + 33587200) >> 18};
+    if (rc == Recipe::Hdtv709)
+        return {hold(rc, (-7668 * SR - 25821 * SG + 33489 * SB + 33587200) >> 18),
+                hold(rc, (33489 * SR - 30409 * SG - 3080 * SB + 33587200) >> 18)};
     return {(-9699 * SR - 19071 * SG + 28770 * SB + 33587200) >> 18, (28770 * SR - 24117 * SG - 4653 * SB + 33587200) >> 18};
 }
 
@@ -82,6 +104,13 @@ const Fn kFns[] = {
     {"RGBToYCbCr420_C4P2R", 4, false, OutLay::P2, false, Recipe::Lane1026, 4, 1, 1, false},
     {"BGRToYCbCr411_C3P3R", 3, true, OutLay::P3, true, Recipe::Late, 4, 4, 1, false},
     {"BGRToYCbCr411_AC4P3R", 4, true, OutLay::P3, true, Recipe::UHigh, 2, 4, 1, false},
+    {"BGRToYCbCr420_709CSC_C3P3R", 3, true, OutLay::P3, false, Recipe::Csc709, 4, 2, 2, false},
+    {"BGRToYCbCr420_709CSC_AC4P3R", 4, true, OutLay::P3, false, Recipe::Csc709, 4, 2, 2, false},
+    {"BGRToYCbCr420_709CSC_C3P2R", 3, true, OutLay::P2, false, Recipe::Csc709, 4, 2, 2, false},
+    {"BGRToYCbCr420_709CSC_AC4P2R", 4, true, OutLay::P2, false, Recipe::Csc709, 4, 2, 2, false},
+    {"BGRToYCrCb420_709CSC_C3P3R", 3, true, OutLay::P3Swapped, false, Recipe::Csc709, 4, 2, 2, false},
+    {"BGRToYCrCb420_709CSC_AC4P3R", 4, true, OutLay::P3Swapped, false, Recipe::Csc709, 4, 2, 2, false},
+    {"BGRToYCbCr420_709HDTV_AC4P3R", 4, true, OutLay::P3, false, Recipe::Hdtv709, 4, 2, 2, false},
 };
 
 CelStatus call(const Fn& fn, const uint8_t* src, int srcStep, uint8_t* p[3], int steps[3], CelSize roi) {
@@ -97,6 +126,15 @@ CelStatus call(const Fn& fn, const uint8_t* src, int srcStep, uint8_t* p[3], int
     if (n == "RGBToYCbCr420_C3P2R") return celiRGBToYCbCr420_8u_C3P2R(src, srcStep, p[0], steps[0], p[1], steps[1], roi);
     if (n == "RGBToYCbCr420_C4P2R") return celiRGBToYCbCr420_8u_C4P2R(src, srcStep, p[0], steps[0], p[1], steps[1], roi);
     if (n == "BGRToYCbCr411_C3P3R") return celiBGRToYCbCr411_8u_C3P3R(src, srcStep, p, steps, roi);
+    if (n == "BGRToYCbCr420_709CSC_C3P3R") return celiBGRToYCbCr420_709CSC_8u_C3P3R(src, srcStep, p, steps, roi);
+    if (n == "BGRToYCbCr420_709CSC_AC4P3R") return celiBGRToYCbCr420_709CSC_8u_AC4P3R(src, srcStep, p, steps, roi);
+    if (n == "BGRToYCrCb420_709CSC_C3P3R") return celiBGRToYCrCb420_709CSC_8u_C3P3R(src, srcStep, p, steps, roi);
+    if (n == "BGRToYCrCb420_709CSC_AC4P3R") return celiBGRToYCrCb420_709CSC_8u_AC4P3R(src, srcStep, p, steps, roi);
+    if (n == "BGRToYCbCr420_709HDTV_AC4P3R") return celiBGRToYCbCr420_709HDTV_8u_AC4P3R(src, srcStep, p, steps, roi);
+    if (n == "BGRToYCbCr420_709CSC_C3P2R")
+        return celiBGRToYCbCr420_709CSC_8u_C3P2R(src, srcStep, p[0], steps[0], p[1], steps[1], roi);
+    if (n == "BGRToYCbCr420_709CSC_AC4P2R")
+        return celiBGRToYCbCr420_709CSC_8u_AC4P2R(src, srcStep, p[0], steps[0], p[1], steps[1], roi);
     return celiBGRToYCbCr411_8u_AC4P3R(src, srcStep, p, steps, roi);
 }
 
@@ -147,9 +185,9 @@ void expectModel(const Fn& fn, const ImageBuffer& src, Planes& d, int w, int h) 
                 const int x = bx * bw + (fn.is411 ? k : (k & 1)), y = by * bh + (fn.is411 ? 0 : (k >> 1));
                 const auto c = px(x, y);
                 SR += c[0], SG += c[1], SB += c[2];
-                Y[size_t(y) * w + x] = vec ? vecLuma(fn.recipe, c[0], c[1], c[2]) : scalarLuma(c[0], c[1], c[2]);
+                Y[size_t(y) * w + x] = vec ? vecLuma(fn.recipe, c[0], c[1], c[2]) : scalarLuma(fn.recipe, c[0], c[1], c[2]);
             }
-            const auto ch = vec ? vecChroma(fn.recipe, SR, SG, SB) : scalarChroma(SR, SG, SB);
+            const auto ch = vec ? vecChroma(fn.recipe, SR, SG, SB) : scalarChroma(fn.recipe, SR, SG, SB);
             Cb[size_t(by) * crow + bx] = ch[0];
             Cr[size_t(by) * crow + bx] = ch[1];
         }

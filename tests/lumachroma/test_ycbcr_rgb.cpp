@@ -31,6 +31,7 @@ struct Fn {
     bool bgr;
     Model body, tail;
     int bodyMultiple;  // pixels below width rounded down to this take the body recipe
+    bool bt709 = false;
 };
 
 void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
@@ -43,6 +44,8 @@ const Fn kFns[] = {
     {"BGR_P3C4R", Lay::P3, Lay::C4, true, wide, wide, 1},
     {"RGB_P3R", Lay::P3, Lay::P3, false, plain, setBRounded, 4},
     {"RGB_AC4R", Lay::AC4, Lay::AC4, false, setBPlain, setBPlain, 1},
+    {"BGR_709CSC_P3C3R", Lay::P3, Lay::C3, true, wide709, set709Rounded, 16, true},
+    {"BGR_709CSC_P3C4R", Lay::P3, Lay::C4, true, wide709, wide709, 1, true},
 };
 
 int channels(Lay l) { return l == Lay::C3 ? 3 : (l == Lay::P3 ? 1 : 4); }
@@ -71,6 +74,8 @@ CelStatus run(const Fn& fn, Img& s, Img& d, int srcSign = 1, int dstSign = 1, Ce
     if (n == "BGR_P3C3R") return celiYCbCrToBGR_8u_P3C3R(sp, ss, d0, ds, roi);
     if (n == "RGB_P3C4R") return celiYCbCrToRGB_8u_P3C4R(sp, ss, d0, ds, roi, kAlpha);
     if (n == "BGR_P3C4R") return celiYCbCrToBGR_8u_P3C4R(sp, ss, d0, ds, roi, kAlpha);
+    if (n == "BGR_709CSC_P3C3R") return celiYCbCrToBGR_709CSC_8u_P3C3R(sp, ss, d0, ds, roi);
+    if (n == "BGR_709CSC_P3C4R") return celiYCbCrToBGR_709CSC_8u_P3C4R(sp, ss, d0, ds, roi, kAlpha);
     uint8_t* dp[3] = {d.bufs[0].row(dy), d.bufs[1].row(dy), d.bufs[2].row(dy)};
     return celiYCbCrToRGB_8u_P3R(sp, ss, dp, ds, roi);
 }
@@ -146,6 +151,7 @@ TEST(YCbCrToRgbModel, ModelReproducesTheCheckTable) {
 // gives the check table's column for the recipe it uses there.
 TEST_P(YCbCrToRgb, WorkedValuesOfBodyAndTail) {
     const Fn fn = GetParam();
+    if (fn.bt709) GTEST_SKIP() << "BT.601 check table; the BT.709 values are in test_bt709";
     for (const auto& w : kWorked) {
         for (int width : {16, 24, 3}) {
             Img s(fn.src, width, 1), d(fn.dst, width, 1);
@@ -369,7 +375,7 @@ TEST(YCbCrToRgbChecks, InterleavedFormsTestPointersFirst) {
     EXPECT_EQ(celiYCbCrToRGB_8u_C3R(buf, 3, buf, 3, zero), celStatusBadSize);
 }
 
-// P3C3R (both orders) and BGR P3C4R test their planes with the outer
+// P3C3R (both orders), BGR P3C4R and the BT.709 forms test their planes with the outer
 // pointers; RGB P3C4R and P3R test them behind the sizes.
 TEST(YCbCrToRgbChecks, PlanePointerOrderPerMember) {
     uint8_t a[16] = {}, b[16] = {}, c[16] = {}, out[64] = {}, x[16], y[16], z[16];
@@ -381,6 +387,8 @@ TEST(YCbCrToRgbChecks, PlanePointerOrderPerMember) {
         EXPECT_EQ(celiYCbCrToRGB_8u_P3C3R(src, 4, out, 12, zero), celStatusNullPointer);
         EXPECT_EQ(celiYCbCrToBGR_8u_P3C3R(src, 4, out, 12, zero), celStatusNullPointer);
         EXPECT_EQ(celiYCbCrToBGR_8u_P3C4R(src, 4, out, 16, zero, 0), celStatusNullPointer);
+        EXPECT_EQ(celiYCbCrToBGR_709CSC_8u_P3C3R(src, 4, out, 12, zero), celStatusNullPointer);
+        EXPECT_EQ(celiYCbCrToBGR_709CSC_8u_P3C4R(src, 4, out, 16, zero, 0), celStatusNullPointer);
         EXPECT_EQ(celiYCbCrToRGB_8u_P3C4R(src, 4, out, 16, zero, 0), celStatusBadSize);
         EXPECT_EQ(celiYCbCrToRGB_8u_P3C4R(src, 4, out, 16, ok, 0), celStatusNullPointer);
         EXPECT_EQ(celiYCbCrToRGB_8u_P3R(src, 4, dst, 4, zero), celStatusBadSize);
