@@ -122,6 +122,9 @@ bool sizeBad(const Call& c) {
     if (r.minH > 0 && h < r.minH) return true;
     if (r.multW > 1 && w % r.multW != 0) return true;
     if (r.minH > 0 && r.multH > 1 && h % r.multH != 0) return true;
+    if (r.flags & kStepsInElements)
+        for (int64_t st : c.steps)
+            if (st < 1) return true;
     return false;
 }
 
@@ -368,6 +371,7 @@ Outcome run(const Call& c, bool guarded) {
             }
             case Kind::Step:
                 slot.i = c.steps[s.args[p.stepFor].plane];
+                if (s.row->rule.flags & kStepsInElements) slot.i /= std::max(1, s.args[p.stepFor].type.valueBytes);
                 break;
             case Kind::Steps: {
                 arrays.emplace_back();
@@ -583,7 +587,7 @@ void drawExtras(const Subject& s, Call& c, Draw& d, int invalidPercent) {
 void drawSteps(const Subject& s, Call& c, Draw& d, int invalidPercent, bool positiveOnly) {
     c.steps.assign(static_cast<size_t>(s.planeCount), 0);
     const Rule& r = s.row->rule;
-    const bool checked = (r.flags & (kStepsPositive | kStepsBeforeSizes)) != 0;
+    const bool checked = (r.flags & (kStepsPositive | kStepsBeforeSizes | kStepsInElements)) != 0;
     // Planes without a step argument of their own are addressed row by row
     // through their natural row length.
     for (size_t a = 0; a < s.args.size(); ++a) {

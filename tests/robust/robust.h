@@ -92,6 +92,7 @@ enum Flag : uint32_t {
     kRegionUnclamped = 1u << 5,  // frame shape: the destination covers the whole region, not clamped to the frame
     kHeldBack = 1u << 6,       // the row is known not to describe the export yet: sweep, threads and fuzzers pass it by
     kDataWarning = 1u << 7,    // a warning the pixel data decides (tone mapping): accepted where success is expected, and then nothing may be written
+    kStepsInElements = 1u << 8,  // steps count samples of the plane's type, not bytes, and one below 1 is a size error (celStatusBadSize)
 };
 
 struct Rule {

@@ -1,0 +1,320 @@
+// 4:2:2 luma extraction and v210 decoding.  The v210 side: a packer of
+// 10-bit Y, Cb, Cr samples into words (with random bits 30-31) written from
+// the word table, and a decoder model that works on the samples themselves
+// with the float formulas; compared sample for sample over widths that end
+// at every position of a group, heights and element steps, with canaries
+// around every destination row.  Worked values, the whole chroma plane
+// through the colour arithmetic, statuses and untouched buffers on errors.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "celcc.h"
+#include "common/image_buffer.h"
+
+namespace {
+
+using celtest::ImageBuffer;
+
+// ---- Model ----------------------------------------------------------------------------------------
+// One row of samples: Y per pixel, Cb and Cr per pixel pair.
+struct Samples {
+    std::vector<int> y, cb, cr;
+};
+
+// Words of a row of `width` pixels: whole groups of 6 pixels in 4 words.
+int groupsOf(int width) { return (width + 5) / 6; }
+
+// Packs a row into v210 words, bits 30-31 from `top`.
+std::vector<uint32_t> pack(const Samples& s, int width, std::mt19937& top) {
+    const int groups = groupsOf(width);
+    std::vector<uint32_t> w(static_cast<size_t>(4 * groups));
+    const auto f = [](int a, int b, int c) {
+        return static_cast<uint32_t>(a) | static_cast<uint32_t>(b) << 10 | static_cast<uint32_t>(c) << 20;
+    };
+    for (int g = 0; g < groups; ++g) {
+        const int* y = &s.y[6 * g];
+        const int* cb = &s.cb[3 * g];
+        const int* cr = &s.cr[3 * g];
+        w[4 * g + 0] = f(cb[0], y[0], cr[0]);
+        w[4 * g + 1] = f(y[1], cb[1], y[2]);
+        w[4 * g + 2] = f(cr[1], y[3], cb[2]);
+        w[4 * g + 3] = f(y[4], cr[2], y[5]);
+        for (int k = 0; k < 4; ++k) w[4 * g + k] |= static_cast<uint32_t>(top() & 3u) << 30;
+    }
+    return w;
+}
+
+Samples randomSamples(int width, std::mt19937& rng) {
+    const int n = 6 * groupsOf(width);
+    Samples s{std::vector<int>(n), std::vector<int>(n / 2), std::vector<int>(n / 2)};
+    for (auto* v : {&s.y, &s.cb, &s.cr})
+        for (int& x : *v) x = static_cast<int>(rng() & 1023u);
+    return s;
+}
+
+enum class Form { Gray, BGR, RGB };
+const char* formName(Form f) { return f == Form::Gray ? "Gray" : f == Form::BGR ? "BGR" : "RGB"; }
+
+int clampTo(long v, int hi) { return v < 0 ? 0 : v > hi ? hi : static_cast<int>(v); }
+
+// The 5-6-5 word of one pixel, single precision, rounded to nearest even.
+uint16_t model565(int Y, int Cb, int Cr, Form f) {
+    const float y = static_cast<float>(Y), b = static_cast<float>(Cb - 512), r = static_cast<float>(Cr - 512);
+    const float R = 1.54f * r + y;
+    const float B = 1.816f * b + y;
+    const float g1 = -0.459f * r + y;
+    const float G = g1 + -0.183f * b;
+    const int ir = clampTo(std::lrint(R), 31), ig = clampTo(std::lrint(G), 63), ib = clampTo(std::lrint(B), 31);
+    return f == Form::BGR ? static_cast<uint16_t>(ib | ig << 5 | ir << 11)
+                          : static_cast<uint16_t>(ir | ig << 5 | ib << 11);
+}
+
+uint16_t modelPixel(const Samples& s, int x, Form f) {
+    if (f == Form::Gray) return static_cast<uint16_t>(s.y[x]);
+    return model565(s.y[x], s.cb[x / 2], s.cr[x / 2], f);
+}
+
+CelStatus callV210(Form f, const uint32_t* src, int srcStep, uint16_t* dst, int dstStep, CelSize roi) {
+    switch (f) {
+        case Form::Gray: return celiYUV422v210ToGray_709HDTV_32u16u_C3C1(src, srcStep, dst, dstStep, roi);
+        case Form::BGR: return celiYUV422v210ToBGR_709HDTV_32u16u_C3(src, srcStep, dst, dstStep, roi);
+        default: return celiYUV422v210ToRGB_709HDTV_32u16u_C3(src, srcStep, dst, dstStep, roi);
+    }
+}
+
+// A v210 image of packed rows and its 16-bit destination with canaries.
+struct V210Image {
+    std::vector<Samples> rows;
+    ImageBuffer src, dst;
+    V210Image(int width, int height, int srcPad, int dstPad, std::mt19937& rng)
+        : src(4 * 4 * groupsOf(width), height, srcPad), dst(2 * width, height, dstPad) {
+        for (int j = 0; j < height; ++j) {
+            rows.push_back(randomSamples(width, rng));
+            const std::vector<uint32_t> w = pack(rows.back(), width, rng);
+            std::memcpy(src.row(j), w.data(), 4 * w.size());
+        }
+    }
+    const uint32_t* srcWords() const { return reinterpret_cast<const uint32_t*>(src.data()); }
+    uint16_t* dstSamples() { return reinterpret_cast<uint16_t*>(dst.data()); }
+    CelStatus run(Form f, CelSize roi) { return callV210(f, srcWords(), src.step() / 4, dstSamples(), dst.step() / 2, roi); }
+    uint16_t at(int x, int y) const {
+        uint16_t v;
+        std::memcpy(&v, dst.row(y) + 2 * x, 2);
+        return v;
+    }
+};
+
+// Every sample of the region against the model; the first difference is told.
+void expectModel(const V210Image& im, Form f, int width, int height) {
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const uint16_t want = modelPixel(im.rows[y], x, f);
+            if (im.at(x, y) != want) {
+                const Samples& s = im.rows[y];
+                ADD_FAILURE() << formName(f) << " " << width << "x" << height << " at (" << x << ", " << y << "): Y "
+                              << s.y[x] << " Cb " << s.cb[x / 2] << " Cr " << s.cr[x / 2] << " expected " << want
+                              << " got " << im.at(x, y);
+                return;
+            }
+        }
+    EXPECT_TRUE(im.dst.intact()) << formName(f) << " " << width << "x" << height << ": a canary was written";
+}
+
+class V210 : public ::testing::TestWithParam<Form> {};
+
+// Widths ending at every position of a group, around one and many groups.
+TEST_P(V210, MatchesTheModelAtEveryWidthHeightAndStep) {
+    const Form f = GetParam();
+    std::mt19937 rng(7);
+    std::vector<int> widths;
+    for (int w = 1; w <= 31; ++w) widths.push_back(w);
+    for (int w : {47, 48, 49, 95, 96, 97, 1919, 1920}) widths.push_back(w);
+    for (int w : widths)
+        for (int h : {1, 2, 5})
+            for (int pad : {32, 36, 44}) {  // element steps with 16, 18 and 22 spare words a row
+                V210Image im(w, h, pad, pad + 2, rng);
+                ASSERT_EQ(im.run(f, {w, h}), celStatusOk);
+                expectModel(im, f, w, h);
+            }
+}
+
+// One row step of exactly the row's words: rows that touch.
+TEST_P(V210, TightStepsAndASingleGroupStep) {
+    const Form f = GetParam();
+    std::mt19937 rng(11);
+    for (int w : {5, 6, 7, 12, 13}) {
+        const int h = 4, words = 4 * groupsOf(w);
+        V210Image im(w * 1, h, 32, 32, rng);
+        // Rows as one contiguous block: srcStep = words, dstStep = width.
+        std::vector<uint32_t> flat(static_cast<size_t>(words) * h);
+        for (int j = 0; j < h; ++j) std::memcpy(&flat[static_cast<size_t>(j) * words], im.src.row(j), 4 * words);
+        std::vector<uint16_t> out(static_cast<size_t>(w) * h + 8, 0xBEEF);
+        ASSERT_EQ(callV210(f, flat.data(), words, out.data(), w, {w, h}), celStatusOk);
+        for (int j = 0; j < h; ++j)
+            for (int x = 0; x < w; ++x)
+                ASSERT_EQ(out[static_cast<size_t>(j) * w + x], modelPixel(im.rows[j], x, f)) << w << " " << x << " " << j;
+        for (size_t k = static_cast<size_t>(w) * h; k < out.size(); ++k) ASSERT_EQ(out[k], 0xBEEF);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, V210, ::testing::Values(Form::Gray, Form::BGR, Form::RGB),
+                         [](const auto& i) { return std::string(formName(i.param)); });
+
+// Every (Cb, Cr) pair through the colour arithmetic, luma drawn at random,
+// at full-group widths and at a width that leaves a cut group.
+TEST(V210Colour, EveryChromaPairMatchesTheModel) {
+#if defined(__SANITIZE_ADDRESS__)
+    const int crStride = 31;
+#else
+    const int crStride = 1;
+#endif
+    std::mt19937 rng(3);
+    for (Form f : {Form::BGR, Form::RGB})
+        for (int width : {2048, 2045}) {
+            std::vector<Samples> rows;
+            std::vector<uint32_t> words;
+            const int groups = groupsOf(width);
+            for (int cr = 0; cr < 1024; cr += crStride) {
+                Samples s{std::vector<int>(6 * groups), std::vector<int>(3 * groups), std::vector<int>(3 * groups)};
+                for (int k = 0; k < 3 * groups; ++k) s.cb[k] = k & 1023, s.cr[k] = cr;
+                for (int& y : s.y) y = static_cast<int>(rng() & 1023u);
+                const std::vector<uint32_t> w = pack(s, width, rng);
+                words.insert(words.end(), w.begin(), w.end());
+                rows.push_back(std::move(s));
+            }
+            const int h = static_cast<int>(rows.size());
+            std::vector<uint16_t> out(static_cast<size_t>(width) * h);
+            ASSERT_EQ(callV210(f, words.data(), 4 * groups, out.data(), width, {width, h}), celStatusOk);
+            for (int j = 0; j < h; ++j)
+                for (int x = 0; x < width; ++x) {
+                    const uint16_t want = modelPixel(rows[j], x, f);
+                    ASSERT_EQ(out[static_cast<size_t>(j) * width + x], want)
+                        << formName(f) << " Y " << rows[j].y[x] << " Cb " << rows[j].cb[x / 2] << " Cr "
+                        << rows[j].cr[x / 2];
+                }
+        }
+}
+
+// Worked values: neutral chroma with luma 0 and 1023, the limits on the
+// 10-bit scale, the field order of the two forms, width 7, bits 30-31.
+TEST(V210Colour, WorkedValues) {
+    const auto one = [](Form f, int Y, int Cb, int Cr, uint32_t top = 0) {
+        const uint32_t w[4] = {(static_cast<uint32_t>(Cb) | Y << 10 | static_cast<uint32_t>(Cr) << 20) | top, top,
+                               top, top};
+        uint16_t d[2] = {0xAAAA, 0xAAAA};
+        EXPECT_EQ(callV210(f, w, 4, d, 1, {1, 1}), celStatusOk);
+        EXPECT_EQ(d[1], 0xAAAA);
+        return d[0];
+    };
+    for (Form f : {Form::BGR, Form::RGB}) {
+        EXPECT_EQ(one(f, 0, 512, 512), 0);
+        EXPECT_EQ(one(f, 1023, 512, 512), 65535);
+        EXPECT_EQ(one(f, 63, 512, 512), 65535);  // limited, not scaled: 63 fills the 6-bit field too
+        EXPECT_EQ(one(f, 31, 512, 512), 31 | 31 << 5 | 31 << 11);
+        EXPECT_EQ(one(f, 1023, 512, 512, 0xC0000000u), 65535);
+        EXPECT_EQ(one(f, 20, 512, 512, 0xC0000000u), 20 | 20 << 5 | 20 << 11);
+    }
+    // Cr 522: R = 15.4 + 10 -> 25, G = -4.59 + 10 = 5.41 -> 5, B = 10.
+    EXPECT_EQ(one(Form::BGR, 10, 512, 522), 10 | 5 << 5 | 25 << 11);
+    EXPECT_EQ(one(Form::RGB, 10, 512, 522), 25 | 5 << 5 | 10 << 11);
+    // Cb 517: B = 9.08 + 3 -> 12, G = 3 - 0.915 = 2.085 -> 2; Cr 512: R = 3.
+    EXPECT_EQ(one(Form::BGR, 3, 517, 512), 12 | 2 << 5 | 3 << 11);
+    // Negative red limited to 0, green above 63 limited: Y 100, Cr 0.
+    EXPECT_EQ(one(Form::BGR, 100, 512, 0), 31 | 63 << 5 | 0 << 11);
+
+    // Width 7: one whole group, then word 0 of the next group alone, with
+    // its Cb0 and Cr0; the word after it is never needed.
+    const uint32_t y7 = 40, cb7 = 530, cr7 = 500;
+    uint32_t w[5] = {0, 0, 0, 0, cb7 | y7 << 10 | cr7 << 20};
+    uint16_t gray[8], col[8];
+    std::fill(gray, gray + 8, 0x5555);
+    std::fill(col, col + 8, 0x5555);
+    ASSERT_EQ(celiYUV422v210ToGray_709HDTV_32u16u_C3C1(w, 5, gray, 8, {7, 1}), celStatusOk);
+    ASSERT_EQ(celiYUV422v210ToBGR_709HDTV_32u16u_C3(w, 5, col, 8, {7, 1}), celStatusOk);
+    EXPECT_EQ(gray[6], 40);
+    EXPECT_EQ(gray[7], 0x5555);
+    EXPECT_EQ(col[6], model565(40, 530, 500, Form::BGR));
+    EXPECT_EQ(col[7], 0x5555);
+}
+
+TEST(V210Gray, LumaIsUnscaledAndTopBitsDoNotMatter) {
+    // Luma 1023 everywhere, chroma 0, top bits all set.
+    const uint32_t w[4] = {0xFFFFFC00u | 0xC0000000u, 0xC00003FFu | 0x3FF00000u, 0xC00FFC00u, 0xFFF003FFu};
+    uint16_t d[6];
+    ASSERT_EQ(celiYUV422v210ToGray_709HDTV_32u16u_C3C1(w, 4, d, 6, {6, 1}), celStatusOk);
+    for (int x = 0; x < 6; ++x) EXPECT_EQ(d[x], 1023) << x;
+}
+
+// Statuses: pointers first, then width, height and both steps against 1,
+// all size errors; an error writes nothing.
+TEST(V210Status, OrderAndNothingWrittenOnError) {
+    std::mt19937 rng(5);
+    for (Form f : {Form::Gray, Form::BGR, Form::RGB}) {
+        V210Image im(13, 3, 32, 32, rng);
+        const std::vector<uint8_t> before = im.dst.raw();
+        const int ss = im.src.step() / 4, ds = im.dst.step() / 2;
+        const uint32_t* s = im.srcWords();
+        uint16_t* d = im.dstSamples();
+        EXPECT_EQ(callV210(f, nullptr, ss, d, ds, {13, 3}), celStatusNullPointer);
+        EXPECT_EQ(callV210(f, s, ss, nullptr, ds, {13, 3}), celStatusNullPointer);
+        EXPECT_EQ(callV210(f, nullptr, 0, d, ds, {0, 3}), celStatusNullPointer);
+        for (CelSize bad : {CelSize{0, 3}, CelSize{13, 0}, CelSize{-1, 3}, CelSize{13, -5}})
+            EXPECT_EQ(callV210(f, s, ss, d, ds, bad), celStatusBadSize);
+        for (int step : {0, -1, -ss})
+            EXPECT_EQ(callV210(f, s, step, d, ds, {13, 3}), celStatusBadSize) << step;
+        for (int step : {0, -1, -ds})
+            EXPECT_EQ(callV210(f, s, ss, d, step, {13, 3}), celStatusBadSize) << step;
+        EXPECT_EQ(im.dst.raw(), before) << formName(f);
+    }
+}
+
+// ---- YCbCr422 to gray ---------------------------------------------------------------------------
+// Widths through the 16- and 8-pixel bodies, the blocks of four, the pairs
+// and the odd last pixel; positive, negative and zero steps.
+TEST(YCbCr422ToGray, LumaBytesAtEveryWidthAndStepSign) {
+    std::vector<int> widths = celtest::testWidths();
+    for (int w : {6, 10, 11, 13, 14, 18, 19, 20, 21, 22, 25, 26, 27, 1919, 1920}) widths.push_back(w);
+    uint32_t seed = 1;
+    for (int w : widths)
+        for (int h : celtest::testHeights())
+            for (int sign : {1, -1, 0}) {
+                ImageBuffer src(2 * w, h), dst(w, h);
+                src.randomize(seed++);
+                const uint8_t* s = sign < 0 ? src.lastRow() : src.data();
+                uint8_t* d = sign < 0 ? dst.lastRow() : dst.data();
+                ASSERT_EQ(celiYCbCr422ToGray_8u_C2C1R(s, sign * src.step(), d, sign * dst.step(), {w, h}), celStatusOk);
+                const int rows = sign == 0 ? 1 : h;
+                for (int y = 0; y < rows; ++y)
+                    for (int x = 0; x < w; ++x)
+                        ASSERT_EQ(dst.row(y)[x], src.row(y)[2 * x]) << w << "x" << h << " step sign " << sign << " at "
+                                                                     << x << ", " << y;
+                for (int y = rows; y < h; ++y)  // a zero step writes the first row only
+                    for (int x = 0; x < w; ++x) ASSERT_EQ(dst.row(y)[x], celtest::kCanary);
+                ASSERT_TRUE(dst.intact()) << w << "x" << h;
+            }
+}
+
+TEST(YCbCr422ToGray, StatusesAndNothingWrittenOnError) {
+    ImageBuffer src(2 * 9, 2), dst(9, 2);
+    src.randomize(9);
+    const std::vector<uint8_t> before = dst.raw();
+    EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(nullptr, src.step(), dst.data(), dst.step(), {9, 2}), celStatusNullPointer);
+    EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(src.data(), src.step(), nullptr, dst.step(), {9, 2}), celStatusNullPointer);
+    EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(nullptr, 0, dst.data(), 0, {0, 0}), celStatusNullPointer);
+    for (CelSize bad : {CelSize{0, 2}, CelSize{9, 0}, CelSize{-3, 2}})
+        EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(src.data(), src.step(), dst.data(), dst.step(), bad), celStatusBadSize);
+    EXPECT_EQ(dst.raw(), before);
+    // Width 1 writes exactly one byte a row.
+    ASSERT_EQ(celiYCbCr422ToGray_8u_C2C1R(src.data(), src.step(), dst.data(), dst.step(), {1, 2}), celStatusOk);
+    EXPECT_EQ(dst.row(0)[0], src.row(0)[0]);
+    EXPECT_EQ(dst.row(1)[0], src.row(1)[0]);
+    EXPECT_EQ(dst.row(0)[1], celtest::kCanary);
+}
+
+}  // namespace
