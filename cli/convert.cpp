@@ -32,6 +32,9 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
         // Pictures are for looking at: another colour model becomes RGB
         // unless --to or --out-pix-fmt keeps it.
         if (pngCanHold(in) && (f.model == celFmtModelRGB || f.model == celFmtModelGray)) return in;
+        // v210's picture is its 10-bit luma (its colour decoders give 5-6-5
+        // words limited on the 10-bit scale; --out-pix-fmt bgr565 to a raw file).
+        if (in == celFmt_V210) return celFmt_GRAY10;
         if (f.model == celFmtModelGray) return celFmt_GRAY8;
         if (f.sample == celFmtSample16u) return f.channels == 4 ? celFmt_RGBA64 : celFmt_RGB48;
         // a source whose exports write four channels only (BT.709 full scale) becomes RGBA

@@ -200,11 +200,13 @@ Picture readPng(const std::string& file) {
     return p;
 }
 
-// One plane of 8- or 16-bit samples in R, G, B order or of a colour model
-// whose channels have no other order (gray, XYZ, LUV, Lab, HSV, HLS).
+// One plane of 8- or 16-bit samples, one a channel (not packed into bit
+// fields), in R, G, B order or of a colour model whose channels have no
+// other order (gray, XYZ, LUV, Lab, HSV, HLS).
 bool pngCanHold(int f) {
     const CelFmtFormat* p = celccfmt_format(f);
-    if (!p || p->planeCount != 1 || p->sample == celFmtSample32f) return false;
+    if (!p || p->planeCount != 1 || (p->sample != celFmtSample8u && p->sample != celFmtSample16u)) return false;
+    if (p->plane[0].unitBytes != p->channels * p->sampleBytes * p->plane[0].unitWidth) return false;
     if (p->model == celFmtModelGray) return p->channels == 1;
     if (p->model == celFmtModelRGB) return p->channels == 3 || p->channels == 4;
     return p->model != celFmtModelBGR && p->model != celFmtModelYCbCr && p->channels == 3;
@@ -224,7 +226,24 @@ std::vector<uint8_t> encodePng(const Picture& p, const std::string& file) {
                     : f.channels == 4 ? SPNG_COLOR_TYPE_TRUECOLOR_ALPHA
                                       : SPNG_COLOR_TYPE_TRUECOLOR;
     spng_set_ihdr(ctx.get(), &ih);
-    if (int e = spng_encode_image(ctx.get(), p.data.data(), p.data.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE))
+    // 10-bit gray: PNG holds samples scaled to the full 16 bits (by bit
+    // replication, so that a shift right by 6 gives them back) and says
+    // how many bits are significant.
+    std::vector<uint8_t> scaled;
+    const uint8_t* pixels = p.data.data();
+    if (p.format == celFmt_GRAY10) {
+        scaled.resize(p.data.size());
+        for (size_t i = 0; i + 1 < scaled.size(); i += 2) {
+            uint16_t v;
+            std::memcpy(&v, p.data.data() + i, 2);
+            v = uint16_t((v & 1023u) << 6 | (v & 1023u) >> 4);
+            std::memcpy(scaled.data() + i, &v, 2);
+        }
+        pixels = scaled.data();
+        spng_sbit sbit{10, 0, 0, 0, 0};
+        spng_set_sbit(ctx.get(), &sbit);
+    }
+    if (int e = spng_encode_image(ctx.get(), pixels, p.data.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE))
         fail(file, std::string("cannot encode PNG: ") + spng_strerror(e));
     size_t len = 0;
     int err = 0;
@@ -404,7 +423,7 @@ bool pnmCanHold(int f) { return pngCanHold(f); }
 std::vector<uint8_t> encodePnm(const Picture& p, const std::string& file) {
     if (!pnmCanHold(p.format)) fail(file, "PNM cannot hold " + formatName(p.format));
     const CelFmtFormat& f = p.info();
-    const int maxval = f.sampleBytes == 2 ? 65535 : 255;
+    const int maxval = p.format == celFmt_GRAY10 ? 1023 : f.sampleBytes == 2 ? 65535 : 255;  // 10-bit gray as it stands
     char head[160];
     if (f.channels == 4)
         std::snprintf(head, sizeof head, "P7\nWIDTH %d\nHEIGHT %d\nDEPTH 4\nMAXVAL %d\nTUPLTYPE RGB_ALPHA\nENDHDR\n",

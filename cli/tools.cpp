@@ -20,6 +20,7 @@ int runList(const std::string& pattern, bool formats, bool edges) {
                                : f.sample == celFmtSample16u ? "16u"
                                : f.sample == celFmtSample16s ? "16s"
                                : f.sample == celFmtSample32s ? "32s"
+                               : f.sample == celFmtSample32u ? "32u"
                                                              : "32f";
             char align[16];
             std::snprintf(align, sizeof align, "%dx%d", f.alignWidth, f.alignHeight);

@@ -13,8 +13,8 @@ namespace {
 // ---- Formats -------------------------------------------------------------------
 
 constexpr int32_t sampleOf8U = celFmtSample8u, sampleOf16U = celFmtSample16u, sampleOf32F = celFmtSample32f,
-                  sampleOf16S = celFmtSample16s, sampleOf32S = celFmtSample32s;
-constexpr int32_t bytesOf8U = 1, bytesOf16U = 2, bytesOf32F = 4, bytesOf16S = 2, bytesOf32S = 4;
+                  sampleOf16S = celFmtSample16s, sampleOf32S = celFmtSample32s, sampleOf32U = celFmtSample32u;
+constexpr int32_t bytesOf8U = 1, bytesOf16U = 2, bytesOf32F = 4, bytesOf16S = 2, bytesOf32S = 4, bytesOf32U = 4;
 constexpr int32_t modelOfRGB = celFmtModelRGB, modelOfBGR = celFmtModelBGR, modelOfGRAY = celFmtModelGray,
                   modelOfYCBCR = celFmtModelYCbCr, modelOfXYZ = celFmtModelXYZ,
                   modelOfLUV = celFmtModelLUV, modelOfLAB = celFmtModelLab, modelOfHSV = celFmtModelHSV,
@@ -182,6 +182,14 @@ CelStatus EXCHANGE_IN_PLACE(CelStatus (*f)(T*, int, CelSize, const float (*)[4])
             std::memmove(d.p[0] + int64_t(y) * d.s[0], s.p[0] + int64_t(y) * s.s[0], row);
     }
     return f(out<T>(d, 0), d.s[0], z, kExchange);
+}
+
+// (src, srcStep, dst, dstStep, size) with steps counted in elements of each
+// side's type: the table's byte steps divided, refused unless they divide.
+template <class S, class D>
+CelStatus ELEMENTS(CelStatus (*f)(const S*, int, D*, int, CelSize), const Side& s, const Side& d, CelSize z) {
+    if (s.s[0] % int(sizeof(S)) != 0 || d.s[0] % int(sizeof(D)) != 0) return static_cast<CelStatus>(celFmtBadImage);
+    return f(in<S>(s, 0), s.s[0] / int(sizeof(S)), out<D>(d, 0), d.s[0] / int(sizeof(D)), z);
 }
 
 // ---- Edges ---------------------------------------------------------------------

@@ -30,7 +30,8 @@ typedef enum CelFmtSample {
     celFmtSample16u = 2,
     celFmtSample32f = 3,
     celFmtSample16s = 4, /* signed 16-bit */
-    celFmtSample32s = 5  /* signed 32-bit */
+    celFmtSample32s = 5, /* signed 32-bit */
+    celFmtSample32u = 6  /* unsigned 32-bit words (v210) */
 } CelFmtSample;
 typedef enum CelFmtModel {
     celFmtModelRGB = 0,   /* R, G, B[, A] */

@@ -65,6 +65,8 @@ static const GstCelccFormatName gst_celcc_format_map[] = {
     {GST_VIDEO_FORMAT_RGBx, "RGBA"},      {GST_VIDEO_FORMAT_BGRA, "BGRA"},   {GST_VIDEO_FORMAT_BGRx, "BGRA"},
     {GST_VIDEO_FORMAT_xRGB, "XRGB"},      {GST_VIDEO_FORMAT_ARGB, "ARGB"},   {GST_VIDEO_FORMAT_GRAY8, "GRAY8"},
     {GST_VIDEO_FORMAT_GRAY16_LE, "GRAY16"}, {GST_VIDEO_FORMAT_RGBA64_LE, "RGBA64"},
+    /* 5-6-5 words: GStreamer names them from the top bit down. */
+    {GST_VIDEO_FORMAT_RGB16, "BGR565"},   {GST_VIDEO_FORMAT_BGR16, "RGB565"},
 };
 #define GST_CELCC_N_FORMATS G_N_ELEMENTS(gst_celcc_format_map)
 
@@ -77,6 +79,12 @@ int gst_celcc_table_format(GstVideoFormat format) {
 static gboolean is_ycbcr(int table_format) {
     const CelFmtFormat* f = celccfmt_format(table_format);
     return f && f->model == celFmtModelYCbCr;
+}
+
+/* The matrix of a YCbCr format's conversions to and from RGB: the library's
+ * v210 decoders are BT.709, every other YCbCr export BT.601. */
+static GstVideoColorMatrix ycbcr_matrix(int table_format) {
+    return table_format == celccfmt_format_find("V210") ? GST_VIDEO_COLOR_MATRIX_BT709 : GST_VIDEO_COLOR_MATRIX_BT601;
 }
 
 /* Colour models as far as detours go: RGB, BGR and gray are one class
@@ -166,13 +174,13 @@ static guint structure_formats(const GstStructure* s, GstVideoFormat* out, guint
 }
 
 /* Whether a structure's fixed colorimetry (if any) is the YCbCr that the
- * table's formats hold: BT.601 matrix, studio range. */
-static gboolean colorimetry_is_bt601(const GstStructure* s) {
+ * conversions of a table format to RGB take: its matrix, studio range. */
+static gboolean colorimetry_fits(const GstStructure* s, int table_format) {
     const gchar* c = gst_structure_get_string(s, "colorimetry");
     if (!c) return TRUE; /* not fixed yet: the set caps decide */
     GstVideoColorimetry cm;
     if (!gst_video_colorimetry_from_string(&cm, c)) return FALSE;
-    return cm.matrix == GST_VIDEO_COLOR_MATRIX_BT601 && cm.range == GST_VIDEO_COLOR_RANGE_16_235;
+    return cm.matrix == ycbcr_matrix(table_format) && cm.range == GST_VIDEO_COLOR_RANGE_16_235;
 }
 
 static gboolean interlaced_structure(const GstStructure* s) {
@@ -231,10 +239,11 @@ static void set_format_list(GstStructure* s, const GValue* list) {
 }
 
 /* For each structure of `caps` on one side, the formats of the other side
- * that have a route, in two structures: the YCbCr formats (the colorimetry
- * kept when the given side is all YCbCr, set to BT.601 when it is all RGB or
- * gray), and the RGB and gray formats (without colorimetry or chroma siting,
- * offered only when the given side's colorimetry allows a change of model).
+ * that have a route, in up to three structures: the YCbCr formats (the
+ * colorimetry kept when the given side is all YCbCr, set to BT.601 when it is
+ * all RGB or gray), v210 apart (BT.709 then, its decoders' matrix), and the
+ * RGB and gray formats (without colorimetry or chroma siting, offered only
+ * when the given side's colorimetry allows a change of model).
  * The given side's own formats come first, so that fixation prefers
  * passthrough, then the direct routes, then those through an intermediate. */
 static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPadDirection direction, GstCaps* caps,
@@ -250,18 +259,18 @@ static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPad
         GstVideoFormat given[64];
         const guint ng = structure_formats(s, given, G_N_ELEMENTS(given));
         const gboolean interlaced = interlaced_structure(s);
-        const gboolean bt601 = colorimetry_is_bt601(s);
-        gboolean any_ycc = FALSE, any_rgb = FALSE;
+        gboolean any_ycc = FALSE, any_ycc709 = FALSE, any_rgb = FALSE;
         for (guint k = 0; k < ng; ++k) {
             const int t = gst_celcc_table_format(given[k]);
             if (t < 0) continue;
             if (is_ycbcr(t))
-                any_ycc = TRUE;
+                any_ycc = TRUE, any_ycc709 |= ycbcr_matrix(t) == GST_VIDEO_COLOR_MATRIX_BT709;
             else
                 any_rgb = TRUE;
         }
-        GValue ycc = G_VALUE_INIT, rgb = G_VALUE_INIT;
+        GValue ycc = G_VALUE_INIT, ycc709 = G_VALUE_INIT, rgb = G_VALUE_INIT;
         g_value_init(&ycc, GST_TYPE_LIST);
+        g_value_init(&ycc709, GST_TYPE_LIST);
         g_value_init(&rgb, GST_TYPE_LIST);
         for (int pass = 0; pass < 3; ++pass)
             for (guint k = 0; k < ng; ++k) {
@@ -275,33 +284,46 @@ static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPad
                     int mid;
                     const int n = gst_celcc_route_for(from, dest, interlaced, NULL, &mid);
                     if (n != pass || !route_ok(from, dest, interlaced)) continue;
-                    if (is_ycbcr(tk) != is_ycbcr(to) && is_ycbcr(tk) && !bt601) continue;
-                    append_format(is_ycbcr(to) ? &ycc : &rgb, o);
+                    if (is_ycbcr(tk) != is_ycbcr(to) && is_ycbcr(tk) && !colorimetry_fits(s, tk)) continue;
+                    append_format(!is_ycbcr(to)                                        ? &rgb
+                                  : ycbcr_matrix(to) == GST_VIDEO_COLOR_MATRIX_BT709 ? &ycc709
+                                                                                     : &ycc,
+                                  o);
                 }
             }
         GstStructure* out_ycc = NULL;
+        GstStructure* out_ycc709 = NULL;
         GstStructure* out_rgb = NULL;
-        if (gst_value_list_get_size(&ycc) > 0) {
-            out_ycc = gst_structure_copy(s);
-            set_format_list(out_ycc, &ycc);
+        GValue* ycc_lists[2] = {&ycc, &ycc709};
+        GstStructure** ycc_outs[2] = {&out_ycc, &out_ycc709};
+        for (int m = 0; m < 2; ++m) {
+            if (gst_value_list_get_size(ycc_lists[m]) == 0) continue;
+            GstStructure* o = gst_structure_copy(s);
+            set_format_list(o, ycc_lists[m]);
             if (any_rgb && any_ycc) {
-                gst_structure_remove_fields(out_ycc, "colorimetry", "chroma-site", NULL);
+                gst_structure_remove_fields(o, "colorimetry", "chroma-site", NULL);
             } else if (any_rgb) {
-                gst_structure_remove_fields(out_ycc, "chroma-site", NULL);
-                gst_structure_set(out_ycc, "colorimetry", G_TYPE_STRING, "bt601", NULL);
+                gst_structure_remove_fields(o, "chroma-site", NULL);
+                gst_structure_set(o, "colorimetry", G_TYPE_STRING, m ? "bt709" : "bt601", NULL);
             }
+            *ycc_outs[m] = o;
         }
         if (gst_value_list_get_size(&rgb) > 0) {
             out_rgb = gst_structure_copy(s);
             set_format_list(out_rgb, &rgb);
             gst_structure_remove_fields(out_rgb, "colorimetry", "chroma-site", NULL);
         }
-        /* The structure of the given side's own model first. */
-        GstStructure* first = any_ycc ? out_ycc : out_rgb;
-        GstStructure* second = any_ycc ? out_rgb : out_ycc;
-        if (first) gst_caps_append_structure_full(result, first, feat ? gst_caps_features_copy(feat) : NULL);
-        if (second) gst_caps_append_structure_full(result, second, feat ? gst_caps_features_copy(feat) : NULL);
+        /* The structure of the given side's own model (and matrix) first. */
+        GstStructure* order[3] = {out_rgb, out_ycc, out_ycc709};
+        if (any_ycc709) {
+            order[0] = out_ycc709, order[1] = out_ycc, order[2] = out_rgb;
+        } else if (any_ycc) {
+            order[0] = out_ycc, order[1] = out_rgb, order[2] = out_ycc709;
+        }
+        for (int k = 0; k < 3; ++k)
+            if (order[k]) gst_caps_append_structure_full(result, order[k], feat ? gst_caps_features_copy(feat) : NULL);
         g_value_unset(&ycc);
+        g_value_unset(&ycc709);
         g_value_unset(&rgb);
     }
     if (filter) {
@@ -384,7 +406,8 @@ static gboolean gst_celcc_convert_set_info(GstVideoFilter* filter, GstCaps* inca
     const gboolean ycc_in = GST_VIDEO_INFO_IS_YUV(in_info), ycc_out = GST_VIDEO_INFO_IS_YUV(out_info);
     if (gst_celcc_route_changes_model(a, b)) {
         const GstVideoColorimetry* cm = ycc_in ? &in_info->colorimetry : &out_info->colorimetry;
-        if (cm->matrix != GST_VIDEO_COLOR_MATRIX_BT601 || cm->range != GST_VIDEO_COLOR_RANGE_16_235)
+        const int ycc_side = gst_celcc_table_format(ycc_in ? a : b);
+        if (cm->matrix != ycbcr_matrix(ycc_side) || cm->range != GST_VIDEO_COLOR_RANGE_16_235)
             goto refuse_colorimetry;
     } else if (ycc_in && ycc_out && n > 0) {
         if (in_info->colorimetry.matrix != out_info->colorimetry.matrix ||
@@ -421,7 +444,7 @@ refuse_interlace:
                        gst_video_format_to_string(b));
     return FALSE;
 refuse_colorimetry:
-    GST_WARNING_OBJECT(self, "%s -> %s: only BT.601 studio-range YCbCr changes colour model here",
+    GST_WARNING_OBJECT(self, "%s -> %s: only studio-range YCbCr of the conversions' matrix (BT.601; v210 BT.709) changes colour model here",
                        gst_video_format_to_string(a), gst_video_format_to_string(b));
     return FALSE;
 }

@@ -16,6 +16,8 @@ image               pointer with a ``<name>Step`` parameter: an ndarray
                     (one plane or one interleaved image) or, for planar
                     and two-plane layouts, a sequence of ndarrays
 step                ``<name>Step``: taken from the array's row stride
+                    (in bytes; in elements of the array's type for the
+                    v210 decoders, the one family that counts them so)
 roi size            ``roiSize``: taken from the first source's shape
 roi width, height   ``roiWidth``, ``roiHeight`` (the 64-bit forms' separate
                     size arguments): likewise
@@ -28,6 +30,10 @@ array of numbers    constant pointer to numbers (``coeffs[3]``): keyword,
                     ``None`` passes a null pointer
 number, enum        keyword argument; enums also take their names
 ==================  =====================================================
+
+v210 sources are 2-D ``uint32`` arrays of whole 6-pixel groups, ``(H, 4 *
+ceil(W / 6))`` words; the width is the keyword ``width`` (default: 6
+pixels a group) and the destination an ``(H, W)`` array of 16-bit samples.
 
 An export whose parameters do not fit these roles is still bound: it then
 takes its arguments in C order (ndarrays become pointers, sequences of
@@ -228,6 +234,11 @@ def _ceil_div(a, b):
     return -(-a // b)
 
 
+def _v210_words(w):
+    """Words of a v210 row of w pixels in whole groups (6 pixels in 4 words)."""
+    return 4 * _ceil_div(w, 6)
+
+
 def _chroma_dims(sampling, h, w):
     """Rows and columns of a chroma plane of an h x w (luma) image, rounded
     up: a plane that holds every chroma sample an odd size can touch."""
@@ -288,7 +299,7 @@ class Side:
         self.dtype = _np_dtype(pointers[0].pointee(depth))
         if self.dtype is None:
             raise _Unbindable("image of no number type")
-        if token in _CHANNELS:
+        if token in _CHANNELS or token == "V210":
             if len(pointers) != 1 or self.planar_array:
                 raise _Unbindable("interleaved layout with planes")
             self.nplanes = 1
@@ -308,6 +319,8 @@ class Side:
     def shapes(self, h, w):
         """The shapes this side's arrays must have for an h x w region."""
         t = self.token
+        if t == "V210":
+            return [(h, _v210_words(w))]
         if t in _CHANNELS:
             c = _CHANNELS[t]
             return [(h, w) if c == 1 else (h, w, c)]
@@ -320,6 +333,8 @@ class Side:
         return shapes
 
     def describe(self):
+        if self.token == "V210":
+            return "%s array (H, 4 * ceil(W / 6)) of v210 words, whole groups of 6 pixels" % self.dtype.name
         if self.token in _CHANNELS:
             c = _CHANNELS[self.token]
             return "%s array (H, W%s)" % (self.dtype.name, "" if c == 1 else ", %d" % c)
@@ -355,6 +370,8 @@ class Signature:
         self.restype = _ctype(self.ret_abi, re.sub(r"[\s*]|const", "", self.ret_text)) \
             if self.ret_abi["kind"] != "pointer" else ctypes.c_void_p
         self.returns_status = self.ret_text.strip() == "CelStatus"
+        # v210: steps in elements, the width a keyword (the words do not tell it).
+        self.v210 = "v210" in self.name
         self.roles = {}
         self.sides = []
         self.raw = False
@@ -390,8 +407,6 @@ class Signature:
                 if base is None or _np_dtype(base) is None:
                     raise _Unbindable("image %s of no number type" % p.name)
                 images.append((p, None))
-        if images and "v210" in self.name:
-            raise _Unbindable("v210 words: a packing the binding does not model")
         for p in self.params:
             role = None
             if any(p is q for q, _ in images):
@@ -442,6 +457,9 @@ class Signature:
             src_samp = src_samp or "422"
         if dst_tok == "C2":
             dst_samp = dst_samp or "422"
+        if self.v210:
+            # words in, one 16-bit sample a pixel out (luma, or a 5-6-5 word)
+            src_tok, dst_tok = "V210", "C1"
         groups = {"src": [], "dst": [], "inout": []}
         for p, step in images:
             if p.name.startswith("srcDst") or (in_place and not p.pointee()["kind"] == "pointer" and
@@ -465,6 +483,8 @@ class Signature:
     def keywords(self):
         """[(name, default or inspect.Parameter.empty, help text)]."""
         out = []
+        if self.v210 and self.sides:
+            out.append(("width", None, "int, pixels of a row; None: 6 a group of 4 words of src"))
         dst_sides = [s for s in self.sides if s.role == "dst"]
         for p in self.params:
             role = self.roles.get(p.name)
@@ -567,6 +587,7 @@ def _make_function(signature, cfunc, lib_funcs):
     buffer_size = _buffer_size_function(signature, lib_funcs)
     ops = [_param_op(signature, p, sides, dst_sides, buffer_size) for p in params]
     checks = [(i, s, s.role != "src", s.nplanes == 1, has_frame and s.role != "src") for i, s in enumerate(sides)]
+    v210 = signature.v210
 
     def call(*args, **kwargs):
         nargs = len(args)
@@ -593,6 +614,13 @@ def _make_function(signature, cfunc, lib_funcs):
             if not isinstance(a0, np.ndarray) or a0.ndim < 2:
                 raise TypeError("%s: %s must be a 2-D or 3-D numpy.ndarray" % (name, first.name))
             h, w = a0.shape[0], a0.shape[1]
+            if v210:
+                words = w
+                w = kwargs.get("width")
+                w = words // 4 * 6 if w is None else int(w)
+                if words % 4 or _v210_words(w) != words:
+                    raise ValueError("%s: %d words a row do not hold whole groups of %d pixels (4 * ceil(W / 6))" % (
+                        name, words, w))
         refused = width_refused(name, w)
         if refused:
             raise ValueError("%s: %s" % (name, refused))
@@ -696,10 +724,16 @@ def _param_op(signature, p, sides, dst_sides, buffer_size):
             return op
         lo, hi = _step_limits(p.ctype)
         shared = s.planar_array
+        elements = signature.v210
 
         def op(c):
             planes = c[0][si]
             st = planes[i].strides[0] if not shared else planes[0].strides[0]
+            if elements:
+                item = planes[i].itemsize
+                if st % item:
+                    raise ValueError("%s: the row step %d of %s is not a whole number of elements" % (name, st, s.name))
+                st //= item
             if shared:
                 for a in planes:
                     if a.strides[0] != st:

@@ -111,6 +111,8 @@ def name_parts(name):
         parts = parts[:-1]
     op = parts[0][4:] if parts[0].startswith("celi") else parts[0]
     tokens = re.findall(r"AC4|AP4|C\d|P\d", parts[-1]) if len(parts) > 1 else []
+    if "v210" in op:  # v210 words in, one 16-bit sample a pixel out
+        tokens = ["V210", "C1"]
     if "To" in op and re.search(r"To[A-Z0-9]", op):
         i = re.search(r"To[A-Z0-9]", op).start()
         return op[:i], op[i + 2:], tokens
@@ -122,6 +124,8 @@ def plane_shapes(token, model, h, w):
     s = sub[0] if sub else ("422" if token == "C2" else None)
     cw = {"420": (w + 1) // 2, "422": (w + 1) // 2, "411": (w + 3) // 4, "1620": (w + 3) // 4}.get(s, w)
     ch = {"420": (h + 1) // 2, "1620": (h + 3) // 4}.get(s, h)
+    if token == "V210":  # whole groups of 6 pixels in 4 words
+        return [(h, 4 * ((w + 5) // 6))]
     if token == "C1":
         return [(h, w)]
     if token in ("C2", "C3", "C4", "AC4"):

@@ -125,3 +125,31 @@ def test_tone_map_is_the_export_and_warns_on_a_negative_image():
     assert celcc.tone_map(img[..., 0].copy()).max() >= 254
     with pytest.warns(celcc.StatusWarning):
         assert not celcc.tone_map(-img).any()
+
+
+def test_v210_rows_of_a_file_sliced_to_whole_groups():
+    # A v210 file row of 50 pixels holds 2 blocks of 48 pixels (64 words);
+    # the binding takes the whole groups that cover the width (36 words).
+    rng = _rng()
+    w, h = 50, 3
+    y = rng.integers(0, 1024, (h, 54), dtype=np.uint32)
+    c = rng.integers(0, 1024, (h, 27), dtype=np.uint32)
+    words = np.zeros((h, 64), np.uint32)
+    g = words[:, :36].reshape(h, 9, 4)
+    g[..., 0] = c[:, 0::3] | y[:, 0::6] << 10 | c[:, 0::3] << 20
+    g[..., 1] = y[:, 1::6] | c[:, 1::3] << 10 | y[:, 2::6] << 20
+    g[..., 2] = c[:, 1::3] | y[:, 3::6] << 10 | c[:, 2::3] << 20
+    g[..., 3] = y[:, 4::6] | c[:, 2::3] << 10 | y[:, 5::6] << 20
+    luma = celcc.celiYUV422v210ToGray_709HDTV_32u16u_C3C1(words[:, :36], width=w)
+    assert luma.shape == (h, w) and luma.dtype == np.uint16
+    assert (luma == y[:, :w]).all()
+    # Default width: 6 pixels a group; a width the groups do not fit is refused.
+    assert celcc.celiYUV422v210ToGray_709HDTV_32u16u_C3C1(words[:, :36]).shape == (h, 54)
+    with pytest.raises(ValueError):
+        celcc.celiYUV422v210ToGray_709HDTV_32u16u_C3C1(words[:, :36], width=60)
+    # Neutral chroma: luma 0 gives 0, luma 63 fills every 5-6-5 field.
+    flat = np.full((1, 4), 512 | 63 << 10 | 512 << 20, np.uint32)
+    flat[0, 1:] = 63 | 512 << 10 | 63 << 20
+    flat[0, 2] = 512 | 63 << 10 | 512 << 20
+    flat[0, 3] = 63 | 512 << 10 | 63 << 20
+    assert (celcc.celiYUV422v210ToBGR_709HDTV_32u16u_C3(flat) == 0xFFFF).all()

@@ -126,6 +126,8 @@ def _make_inputs(rng, name, params, h, w, view):
             kw[p.name] = _numbers(p)
     if frame:
         kw["srcRoi"] = rect
+    if "v210" in name:
+        kw["width"] = w  # the words hold whole groups; the width says how much of them
     return sides, rect, kw
 
 
@@ -164,6 +166,8 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
                 arr = (step_t * len(planes))(*[a.strides[0] for a in planes])
                 keep.append(arr)
                 args.append(ctypes.addressof(arr))
+            elif "v210" in name:  # steps in elements
+                args.append(planes[0].strides[0] // planes[0].itemsize)
             else:
                 args.append(planes[0].strides[0])
         elif planes_of(p) is not None:

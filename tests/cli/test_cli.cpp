@@ -400,6 +400,43 @@ TEST(CliVideo, RawNv12AndMonoY4m) {
     EXPECT_TRUE(g.px == readY4m(dir + "/g.y4m", y4mFrameBytes).frames.at(0));
 }
 
+// Raw v210 (written by FFmpeg's encoder: rows of 128-byte blocks of 48
+// pixels) to a 16-bit PNG of its luma, scaled from 10 bits by bit
+// replication with sBIT 10; and to raw 5-6-5 words.  Both equal the exports.
+TEST(CliVideo, RawV210ToLumaPngAnd565) {
+    NEED_FFMPEG();
+    const std::string dir = workDir();
+    const int w = 100, h = 20, rowWords = (w + 47) / 48 * 32;
+    ASSERT_TRUE(sh("ffmpeg -v error -f lavfi -i testsrc2=size=100x20:rate=5 -frames:v 1 -c:v v210 -f rawvideo '" + dir +
+                   "/t.v210'"));
+    const Bytes raw = slurp(dir + "/t.v210");
+    ASSERT_EQ(raw.size(), size_t(4) * rowWords * h);
+    std::vector<uint32_t> words(raw.size() / 4);
+    std::memcpy(words.data(), raw.data(), raw.size());
+    Outcome r = celcc(dir, "convert t.v210 --size 100x20 --pix-fmt v210 y.png -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    std::vector<uint16_t> luma(size_t(w) * h);
+    ASSERT_EQ(celiYUV422v210ToGray_709HDTV_32u16u_C3C1(words.data(), rowWords, luma.data(), w, CelSize{w, h}),
+              celStatusOk);
+    const Png y = readPng(dir + "/y.png");
+    ASSERT_EQ(y.depth, 16);
+    ASSERT_EQ(y.channels, 1);
+    ASSERT_EQ(y.px.size(), luma.size() * 2);
+    for (size_t i = 0; i < luma.size(); ++i) {
+        uint16_t v;
+        std::memcpy(&v, y.px.data() + 2 * i, 2);
+        ASSERT_EQ(v >> 6, luma[i]) << i;
+        ASSERT_EQ(v, uint16_t(luma[i] << 6 | luma[i] >> 4)) << i;
+    }
+    r = celcc(dir, "convert t.v210 --size 100x20 --pix-fmt v210 c.bgr565 -q");
+    ASSERT_EQ(r.rc, 0) << r.err;
+    std::vector<uint16_t> col(size_t(w) * h);
+    ASSERT_EQ(celiYUV422v210ToBGR_709HDTV_32u16u_C3(words.data(), rowWords, col.data(), w, CelSize{w, h}), celStatusOk);
+    const Bytes c = slurp(dir + "/c.bgr565");
+    ASSERT_EQ(c.size(), col.size() * 2);
+    EXPECT_EQ(std::memcmp(c.data(), col.data(), c.size()), 0);
+}
+
 // Chroma rate changes: Y4M 4:2:0 to 4:2:2 equals the export (each chroma
 // row serves two rows) and comes back exactly; raw NV12, YUY2, UYVY and
 // 4:1:1 frames go through the rate edges and come back exactly too.

@@ -117,6 +117,11 @@ TEST(Formats, PlaneGeometryOfOddSizes) {
     EXPECT_EQ(pw, 3); EXPECT_EQ(ph, 2); EXPECT_EQ(rb, 3);
     ASSERT_EQ(celccfmt_plane_size(celFmt_RGB48, 7, 2, 0, &pw, &ph, &rb), 0);
     EXPECT_EQ(rb, 42);
+    // v210 rows are whole 128-byte blocks of 48 pixels.
+    ASSERT_EQ(celccfmt_plane_size(celFmt_V210, 1920, 2, 0, &pw, &ph, &rb), 0);
+    EXPECT_EQ(rb, 5120);
+    ASSERT_EQ(celccfmt_plane_size(celFmt_V210, 49, 1, 0, &pw, &ph, &rb), 0);
+    EXPECT_EQ(rb, 256);
     EXPECT_EQ(celccfmt_plane_size(celFmt_I420, 5, 3, 3, &pw, &ph, &rb), celFmtBadImage);
     EXPECT_EQ(celccfmt_plane_size(celFmt_RGB24, 0, 3, 0, &pw, &ph, &rb), celFmtBadImage);
     EXPECT_EQ(celccfmt_plane_size(-1, 5, 3, 0, &pw, &ph, &rb), celFmtBadFormat);
@@ -446,6 +451,21 @@ CelStatus direct(CelStatus (*f)(T*, int, CelSize, const float (*)[4]), Planes s,
     return f((T*)d.p[0], d.s[0], z, kSwap13);
 }
 
+// Exports whose steps count elements (the v210 decoders): byte steps divided
+// by the sizes of the two sides' types.
+template <class S, class D>
+CelStatus directElements(CelStatus (*f)(const S*, int, D*, int, CelSize), Planes s, Planes d, CelSize z) {
+    return f((const S*)s.p[0], s.s[0] / int(sizeof(S)), (D*)d.p[0], d.s[0] / int(sizeof(D)), z);
+}
+template <class F>
+CelStatus directElements(F, Planes, Planes, CelSize) {
+    return celStatusBadArgument;  // no other shape counts its steps in elements
+}
+template <class F>
+CelStatus directAs(const char* adapter, F f, Planes s, Planes d, CelSize z) {
+    return std::strcmp(adapter, "ELEMENTS") == 0 ? directElements(f, s, d, z) : direct(f, s, d, z);
+}
+
 enum { KEEP, SWAP_SRC, SWAP_DST };
 struct DirectEdge {
     const char* name;
@@ -455,7 +475,8 @@ struct DirectEdge {
 const DirectEdge kDirect[] = {
 #define CEL_EDGE(from, to, exp, adapter, order, cost, lossy)                                               \
     {#exp, order, [](const CelFmtImage& s, const CelFmtImage& d, int o) {                                 \
-         return direct(&exp, planesOf(s, o == SWAP_SRC), planesOf(d, o == SWAP_DST), CelSize{s.width, s.height}); \
+         return directAs(#adapter, &exp, planesOf(s, o == SWAP_SRC), planesOf(d, o == SWAP_DST),               \
+                         CelSize{s.width, s.height});                                                      \
      }},
 #include "edges.inc"
 #undef CEL_EDGE
