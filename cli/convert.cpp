@@ -108,9 +108,12 @@ const Picture& fitted(const Picture& in, int target, bool crop, Picture& scratch
 
 // ---- --gamma: the transfer curve in place on an RGB picture ---------------------------
 
+// RGB or BGR with a sample a channel (5-6-5 words are not: no gamma or
+// matrix form takes them).
 bool rgbFamily(int fmt) {
     const CelFmtFormat& f = *celccfmt_format(fmt);
-    return f.model == celFmtModelRGB || f.model == celFmtModelBGR;
+    return (f.model == celFmtModelRGB || f.model == celFmtModelBGR) &&
+           f.plane[0].unitBytes == f.channels * f.sampleBytes * f.plane[0].unitWidth;
 }
 
 struct GammaCall {
