@@ -37,7 +37,7 @@ typedef enum CelFmtModel {
     celFmtModelRGB = 0,   /* R, G, B[, A] */
     celFmtModelBGR = 1,   /* B, G, R[, A] */
     celFmtModelGray = 2,
-    celFmtModelYCbCr = 3, /* BT.601 studio range; the BT.709 matrices are models 11 and 12 */
+    celFmtModelYCbCr = 3, /* BT.601 studio range; the BT.709 matrices are the two models below */
     celFmtModelXYZ = 4,
     celFmtModelLUV = 5,   /* CIE L*u*v* (D65), the library's scaling per depth */
     celFmtModelLab = 6,   /* CIE L*a*b* (D65), the library's scaling per depth */

@@ -10,11 +10,18 @@
  * (or to) the other side, and a pair the library does not convert is refused
  * when the caps are set, never on a buffer.
  *
- * Colour models.  The table's YCbCr formats are BT.601 at studio range.  A
- * route that changes the colour model (YCbCr to RGB or gray, or back) is
- * accepted only when the YCbCr side's caps say BT.601 at range 16-235; a
- * route between two YCbCr formats keeps whatever matrix the samples carry,
- * and the colorimetry must be the same on both sides.
+ * Colour models.  The table holds each YCbCr layout under the matrices the
+ * library has exports for, as formats of their own colour model: BT.601 at
+ * studio range (I420), BT.709 at studio range (I420_709) and BT.709 with
+ * full-scale luma (I420_709HDTV; v210, whose decoders read the 10-bit codes
+ * that way).  A route that changes the colour model (YCbCr to RGB or gray,
+ * or back) takes the YCbCr side's format under the model its caps name:
+ * bt601 the BT.601 form, bt709 the BT.709 one, BT.709 at full range the
+ * full-scale one; a colorimetry without such a format (another matrix, or a
+ * layout the library has no export of at that matrix) is refused when the
+ * caps are set.  A route between two YCbCr formats only moves samples: it
+ * keeps whatever matrix the samples carry, and the colorimetry must be the
+ * same on both sides.
  *
  * Interlaced video.  Interleaved and mixed frames take the table's route for
  * interlaced pictures (`prefer` "_Interlace_"): every step keeps the
@@ -76,15 +83,75 @@ int gst_celcc_table_format(GstVideoFormat format) {
     return -1;
 }
 
-static gboolean is_ycbcr(int table_format) {
-    const CelFmtFormat* f = celccfmt_format(table_format);
-    return f && f->model == celFmtModelYCbCr;
+/* The table's YCbCr colour models and the GStreamer colorimetry each one is. */
+typedef struct {
+    int model;
+    GstVideoColorMatrix matrix;
+    GstVideoColorRange range;
+} GstCelccYccModel;
+
+static const GstCelccYccModel gst_celcc_ycc_models[] = {
+    {celFmtModelYCbCr, GST_VIDEO_COLOR_MATRIX_BT601, GST_VIDEO_COLOR_RANGE_16_235},
+    {celFmtModelYCbCr709, GST_VIDEO_COLOR_MATRIX_BT709, GST_VIDEO_COLOR_RANGE_16_235},
+    {celFmtModelYCbCr709Full, GST_VIDEO_COLOR_MATRIX_BT709, GST_VIDEO_COLOR_RANGE_0_255},
+};
+#define GST_CELCC_N_YCC_MODELS G_N_ELEMENTS(gst_celcc_ycc_models)
+
+static gboolean is_ycbcr_model(int model) {
+    for (guint i = 0; i < GST_CELCC_N_YCC_MODELS; ++i)
+        if (gst_celcc_ycc_models[i].model == model) return TRUE;
+    return FALSE;
 }
 
-/* The matrix of a YCbCr format's conversions to and from RGB: the library's
- * v210 decoders are BT.709, every other YCbCr export BT.601. */
-static GstVideoColorMatrix ycbcr_matrix(int table_format) {
-    return table_format == celccfmt_format_find("V210") ? GST_VIDEO_COLOR_MATRIX_BT709 : GST_VIDEO_COLOR_MATRIX_BT601;
+static gboolean is_ycbcr(int table_format) {
+    const CelFmtFormat* f = celccfmt_format(table_format);
+    return f && is_ycbcr_model(f->model);
+}
+
+int gst_celcc_colorimetry_model(const GstVideoColorimetry* cm) {
+    for (guint i = 0; i < GST_CELCC_N_YCC_MODELS; ++i)
+        if (cm->matrix == gst_celcc_ycc_models[i].matrix && cm->range == gst_celcc_ycc_models[i].range)
+            return gst_celcc_ycc_models[i].model;
+    return -1;
+}
+
+/* A colorimetry of the model for caps: its matrix and range, BT.709
+ * transfer and primaries at BT.709 ("bt601", "bt709", "1:3:5:1"). */
+static gchar* model_colorimetry(int model) {
+    for (guint i = 0; i < GST_CELCC_N_YCC_MODELS; ++i)
+        if (gst_celcc_ycc_models[i].model == model) {
+            GstVideoColorimetry cm;
+            gst_video_colorimetry_from_string(&cm, gst_celcc_ycc_models[i].matrix == GST_VIDEO_COLOR_MATRIX_BT601
+                                                       ? GST_VIDEO_COLORIMETRY_BT601
+                                                       : GST_VIDEO_COLORIMETRY_BT709);
+            cm.range = gst_celcc_ycc_models[i].range;
+            return gst_video_colorimetry_to_string(&cm);
+        }
+    return NULL;
+}
+
+/* The table names a layout under another matrix after its BT.601 form
+ * (I420_709, I420_709HDTV): a format of the model named `name` or
+ * `name`_<matrix>, with the same planes. */
+static int same_layout_at(int table_format, int model) {
+    const CelFmtFormat* f = celccfmt_format(table_format);
+    if (!f) return -1;
+    if (f->model == model) return table_format;
+    const size_t len = strlen(f->name);
+    for (int i = 0; i < celccfmt_format_count(); ++i) {
+        const CelFmtFormat* g = celccfmt_format(i);
+        if (g->model != model || g_ascii_strncasecmp(g->name, f->name, len) != 0 || g->name[len] != '_') continue;
+        if (g->planeCount == f->planeCount && g->alignWidth == f->alignWidth && g->alignHeight == f->alignHeight &&
+            g->sample == f->sample && memcmp(g->plane, f->plane, sizeof g->plane) == 0)
+            return i;
+    }
+    return -1;
+}
+
+int gst_celcc_table_format_at(GstVideoFormat format, int model) {
+    const int t = gst_celcc_table_format(format);
+    if (model < 0 || !is_ycbcr(t)) return t;
+    return same_layout_at(t, model);
 }
 
 /* Colour models as far as detours go: RGB, BGR and gray are one class
@@ -105,13 +172,15 @@ static int vertical_sampling(int table_format) {
 }
 
 int gst_celcc_route(GstVideoFormat from, GstVideoFormat to, int32_t edges[2], int* mid) {
-    return gst_celcc_route_for(from, to, FALSE, edges, mid);
+    return gst_celcc_route_for(from, to, celFmtModelYCbCr, FALSE, edges, mid);
 }
 
-int gst_celcc_route_for(GstVideoFormat from, GstVideoFormat to, gboolean interlaced, int32_t edges[2], int* mid) {
-    const int a = gst_celcc_table_format(from), b = gst_celcc_table_format(to);
+int gst_celcc_route_for(GstVideoFormat from, GstVideoFormat to, int model, gboolean interlaced, int32_t edges[2],
+                        int* mid) {
+    const gboolean change = gst_celcc_route_changes_model(from, to);
+    const int a = gst_celcc_table_format_at(from, change ? model : -1), b = gst_celcc_table_format_at(to, change ? model : -1);
     if (mid) *mid = -1;
-    if (a < 0 || b < 0) return -1;
+    if (a < 0 || b < 0 || (change && !is_ycbcr_model(model))) return -1;
     if (from == to) return 0;
     /* Two GStreamer names of one table format (RGBx and RGBA) would be a
      * copy that leaves the fourth byte as it was: not offered. */
@@ -173,14 +242,14 @@ static guint structure_formats(const GstStructure* s, GstVideoFormat* out, guint
     return n;
 }
 
-/* Whether a structure's fixed colorimetry (if any) is the YCbCr that the
- * conversions of a table format to RGB take: its matrix, studio range. */
-static gboolean colorimetry_fits(const GstStructure* s, int table_format) {
+/* The YCbCr colour model a structure's colorimetry names: -2 when it is not
+ * fixed (the set caps decide), -1 when the table has no such model. */
+static int structure_model(const GstStructure* s) {
     const gchar* c = gst_structure_get_string(s, "colorimetry");
-    if (!c) return TRUE; /* not fixed yet: the set caps decide */
+    if (!c) return -2;
     GstVideoColorimetry cm;
-    if (!gst_video_colorimetry_from_string(&cm, c)) return FALSE;
-    return cm.matrix == ycbcr_matrix(table_format) && cm.range == GST_VIDEO_COLOR_RANGE_16_235;
+    if (!gst_video_colorimetry_from_string(&cm, c)) return -1;
+    return gst_celcc_colorimetry_model(&cm);
 }
 
 static gboolean interlaced_structure(const GstStructure* s) {
@@ -194,29 +263,44 @@ static gboolean keeps_fields(int32_t edge) {
     return strstr(e->exportName, "_Interlace_") != NULL || vertical_sampling(e->from) == vertical_sampling(e->to);
 }
 
-/* A route between `a` and `b` in the direction of the data. */
-static gboolean route_ok(GstVideoFormat a, GstVideoFormat b, gboolean interlaced) {
+/* The table formats of a pair's ends: the YCbCr end under `model` when the
+ * pair changes colour model, as its layout's format otherwise. */
+static void end_formats(GstVideoFormat a, GstVideoFormat b, int model, int* ta, int* tb) {
+    const int m = gst_celcc_route_changes_model(a, b) ? model : -1;
+    *ta = gst_celcc_table_format_at(a, m);
+    *tb = gst_celcc_table_format_at(b, m);
+}
+
+/* A route between `a` and `b` in the direction of the data, the YCbCr side
+ * under `model` when the pair changes colour model. */
+static gboolean route_ok(GstVideoFormat a, GstVideoFormat b, int model, gboolean interlaced) {
     int mid;
     int32_t e[CELFMT_MAX_ROUTE];
-    const int n = gst_celcc_route_for(a, b, interlaced, e, &mid);
+    const int n = gst_celcc_route_for(a, b, model, interlaced, e, &mid);
     if (n < 0) return FALSE;
     if (n == 0) return TRUE;
     if (mid >= 0) {
+        int ta, tb;
+        end_formats(a, b, model, &ta, &tb);
         /* An intermediate may not sample chroma more coarsely than both ends
          * (YUY2 to RGB through 4:2:0 would lose chroma rows that both keep). */
-        const CelFmtFormat *fa = celccfmt_format(gst_celcc_table_format(a)), *fb = celccfmt_format(gst_celcc_table_format(b)),
-                           *fm = celccfmt_format(mid);
+        const CelFmtFormat *fa = celccfmt_format(ta), *fb = celccfmt_format(tb), *fm = celccfmt_format(mid);
         if (fm->alignWidth > MAX(fa->alignWidth, fb->alignWidth) || fm->alignHeight > MAX(fa->alignHeight, fb->alignHeight))
             return FALSE;
         /* Nor detour through a colour model of neither end (YCbCr to RGB and
          * back clips and rounds twice for a change of layout). */
         const int cm = model_class(mid);
-        if (cm != model_class(gst_celcc_table_format(a)) && cm != model_class(gst_celcc_table_format(b))) return FALSE;
+        if (cm != model_class(ta) && cm != model_class(tb)) return FALSE;
     }
     if (!interlaced) return TRUE;
     for (int i = 0; i < n; ++i)
         if (!keeps_fields(e[i])) return FALSE;
     return TRUE;
+}
+
+/* The length of the route the element takes from `a` to `b` (-1 for none). */
+static int route_length(GstVideoFormat a, GstVideoFormat b, int model, gboolean interlaced) {
+    return route_ok(a, b, model, interlaced) ? gst_celcc_route_for(a, b, model, interlaced, NULL, NULL) : -1;
 }
 
 static void append_format(GValue* list, GstVideoFormat f) {
@@ -239,12 +323,18 @@ static void set_format_list(GstStructure* s, const GValue* list) {
 }
 
 /* For each structure of `caps` on one side, the formats of the other side
- * that have a route, in up to three structures: the YCbCr formats (the
- * colorimetry kept when the given side is all YCbCr, set to BT.601 when it is
- * all RGB or gray), v210 apart (BT.709 then, its decoders' matrix), and the
- * RGB and gray formats (without colorimetry or chroma siting, offered only
- * when the given side's colorimetry allows a change of model).
- * The given side's own formats come first, so that fixation prefers
+ * that have a route, in structures of their own:
+ * - the YCbCr formats that a YCbCr side repacks into, with the given
+ *   colorimetry (the samples keep their matrix);
+ * - from an RGB or gray side, the YCbCr formats under each model of the
+ *   table (BT.601, BT.709, BT.709 at full range), one structure a model with
+ *   its colorimetry, BT.601 first;
+ * - the RGB and gray formats (without colorimetry or chroma siting), from a
+ *   YCbCr side only under the model of its colorimetry (any model when the
+ *   colorimetry is not fixed yet).
+ * A structure that holds both YCbCr and RGB formats gets its YCbCr formats
+ * in one structure without colorimetry.  The given side's own model comes
+ * first and its own format first within it, so that fixation prefers
  * passthrough, then the direct routes, then those through an intermediate. */
 static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPadDirection direction, GstCaps* caps,
                                                  GstCaps* filter) {
@@ -259,18 +349,24 @@ static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPad
         GstVideoFormat given[64];
         const guint ng = structure_formats(s, given, G_N_ELEMENTS(given));
         const gboolean interlaced = interlaced_structure(s);
-        gboolean any_ycc = FALSE, any_ycc709 = FALSE, any_rgb = FALSE;
+        const int given_model = structure_model(s);
+        gboolean any_ycc = FALSE, any_rgb = FALSE;
         for (guint k = 0; k < ng; ++k) {
             const int t = gst_celcc_table_format(given[k]);
             if (t < 0) continue;
             if (is_ycbcr(t))
-                any_ycc = TRUE, any_ycc709 |= ycbcr_matrix(t) == GST_VIDEO_COLOR_MATRIX_BT709;
+                any_ycc = TRUE;
             else
                 any_rgb = TRUE;
         }
-        GValue ycc = G_VALUE_INIT, ycc709 = G_VALUE_INIT, rgb = G_VALUE_INIT;
-        g_value_init(&ycc, GST_TYPE_LIST);
-        g_value_init(&ycc709, GST_TYPE_LIST);
+        const gboolean mixed = any_ycc && any_rgb;
+        /* ycc[0]: repacks (and, for a mixed side, every YCbCr format);
+         * ycc[1 + m]: from RGB or gray under model m; rgb: RGB and gray. */
+        GValue ycc[1 + GST_CELCC_N_YCC_MODELS], rgb = G_VALUE_INIT;
+        for (guint m = 0; m < G_N_ELEMENTS(ycc); ++m) {
+            ycc[m] = (GValue)G_VALUE_INIT;
+            g_value_init(&ycc[m], GST_TYPE_LIST);
+        }
         g_value_init(&rgb, GST_TYPE_LIST);
         for (int pass = 0; pass < 3; ++pass)
             for (guint k = 0; k < ng; ++k) {
@@ -281,49 +377,46 @@ static GstCaps* gst_celcc_convert_transform_caps(GstBaseTransform* trans, GstPad
                     const int to = gst_celcc_table_format(o);
                     if (to < 0) continue;
                     const GstVideoFormat from = forward ? given[k] : o, dest = forward ? o : given[k];
-                    int mid;
-                    const int n = gst_celcc_route_for(from, dest, interlaced, NULL, &mid);
-                    if (n != pass || !route_ok(from, dest, interlaced)) continue;
-                    if (is_ycbcr(tk) != is_ycbcr(to) && is_ycbcr(tk) && !colorimetry_fits(s, tk)) continue;
-                    append_format(!is_ycbcr(to)                                        ? &rgb
-                                  : ycbcr_matrix(to) == GST_VIDEO_COLOR_MATRIX_BT709 ? &ycc709
-                                                                                     : &ycc,
-                                  o);
+                    if (is_ycbcr(tk) == is_ycbcr(to)) {
+                        if (route_length(from, dest, -1, interlaced) == pass) append_format(is_ycbcr(to) ? &ycc[0] : &rgb, o);
+                        continue;
+                    }
+                    for (guint m = 0; m < GST_CELCC_N_YCC_MODELS; ++m) {
+                        const int model = gst_celcc_ycc_models[m].model;
+                        if (is_ycbcr(tk) && given_model != -2 && given_model != model) continue;
+                        if (route_length(from, dest, model, interlaced) != pass) continue;
+                        append_format(!is_ycbcr(to) ? &rgb : mixed ? &ycc[0] : &ycc[1 + m], o);
+                    }
                 }
             }
-        GstStructure* out_ycc = NULL;
-        GstStructure* out_ycc709 = NULL;
+        GstStructure* outs[2 + GST_CELCC_N_YCC_MODELS] = {NULL};
+        guint nout = 0;
         GstStructure* out_rgb = NULL;
-        GValue* ycc_lists[2] = {&ycc, &ycc709};
-        GstStructure** ycc_outs[2] = {&out_ycc, &out_ycc709};
-        for (int m = 0; m < 2; ++m) {
-            if (gst_value_list_get_size(ycc_lists[m]) == 0) continue;
-            GstStructure* o = gst_structure_copy(s);
-            set_format_list(o, ycc_lists[m]);
-            if (any_rgb && any_ycc) {
-                gst_structure_remove_fields(o, "colorimetry", "chroma-site", NULL);
-            } else if (any_rgb) {
-                gst_structure_remove_fields(o, "chroma-site", NULL);
-                gst_structure_set(o, "colorimetry", G_TYPE_STRING, m ? "bt709" : "bt601", NULL);
-            }
-            *ycc_outs[m] = o;
-        }
         if (gst_value_list_get_size(&rgb) > 0) {
             out_rgb = gst_structure_copy(s);
             set_format_list(out_rgb, &rgb);
             gst_structure_remove_fields(out_rgb, "colorimetry", "chroma-site", NULL);
         }
-        /* The structure of the given side's own model (and matrix) first. */
-        GstStructure* order[3] = {out_rgb, out_ycc, out_ycc709};
-        if (any_ycc709) {
-            order[0] = out_ycc709, order[1] = out_ycc, order[2] = out_rgb;
-        } else if (any_ycc) {
-            order[0] = out_ycc, order[1] = out_rgb, order[2] = out_ycc709;
+        if (!any_ycc && out_rgb) outs[nout++] = out_rgb;
+        for (guint m = 0; m < G_N_ELEMENTS(ycc); ++m) {
+            if (gst_value_list_get_size(&ycc[m]) > 0) {
+                GstStructure* o = gst_structure_copy(s);
+                set_format_list(o, &ycc[m]);
+                if (m > 0) {
+                    gchar* c = model_colorimetry(gst_celcc_ycc_models[m - 1].model);
+                    gst_structure_remove_fields(o, "chroma-site", NULL);
+                    gst_structure_set(o, "colorimetry", G_TYPE_STRING, c, NULL);
+                    g_free(c);
+                } else if (mixed) {
+                    gst_structure_remove_fields(o, "colorimetry", "chroma-site", NULL);
+                }
+                outs[nout++] = o;
+            }
+            g_value_unset(&ycc[m]);
         }
-        for (int k = 0; k < 3; ++k)
-            if (order[k]) gst_caps_append_structure_full(result, order[k], feat ? gst_caps_features_copy(feat) : NULL);
-        g_value_unset(&ycc);
-        g_value_unset(&ycc709);
+        if (any_ycc && out_rgb) outs[nout++] = out_rgb;
+        for (guint k = 0; k < nout; ++k)
+            gst_caps_append_structure_full(result, outs[k], feat ? gst_caps_features_copy(feat) : NULL);
         g_value_unset(&rgb);
     }
     if (filter) {
@@ -397,24 +490,26 @@ static gboolean gst_celcc_convert_set_info(GstVideoFilter* filter, GstCaps* inca
         goto refuse_interlace;
     int mid;
     const gboolean interlaced = GST_VIDEO_INFO_IS_INTERLACED(in_info);
-    if (gst_celcc_route(a, b, NULL, NULL) < 0 || !route_ok(a, b, FALSE)) goto refuse_route;
-    if (!route_ok(a, b, interlaced)) goto refuse_interlace;
-    const int n = gst_celcc_route_for(a, b, interlaced, self->edges, &mid);
-    /* the interlace-aware exports take groups of four rows */
-    for (int i = 0; i < n; ++i)
-        if (strstr(celccfmt_edge(self->edges[i])->exportName, "_Interlace_") && h % 4 != 0) goto refuse_size;
     const gboolean ycc_in = GST_VIDEO_INFO_IS_YUV(in_info), ycc_out = GST_VIDEO_INFO_IS_YUV(out_info);
+    /* A change of colour model takes the YCbCr side's format under the model
+     * its colorimetry names; YCbCr to YCbCr keeps the samples' matrix. */
+    int model = -1;
     if (gst_celcc_route_changes_model(a, b)) {
-        const GstVideoColorimetry* cm = ycc_in ? &in_info->colorimetry : &out_info->colorimetry;
-        const int ycc_side = gst_celcc_table_format(ycc_in ? a : b);
-        if (cm->matrix != ycbcr_matrix(ycc_side) || cm->range != GST_VIDEO_COLOR_RANGE_16_235)
-            goto refuse_colorimetry;
-    } else if (ycc_in && ycc_out && n > 0) {
+        model = gst_celcc_colorimetry_model(ycc_in ? &in_info->colorimetry : &out_info->colorimetry);
+        if (model < 0 || gst_celcc_table_format_at(ycc_in ? a : b, model) < 0) goto refuse_colorimetry;
+    } else if (ycc_in && ycc_out && a != b) {
         if (in_info->colorimetry.matrix != out_info->colorimetry.matrix ||
             in_info->colorimetry.range != out_info->colorimetry.range)
             goto refuse_colorimetry;
     }
-    const int ta = gst_celcc_table_format(a), tb = gst_celcc_table_format(b);
+    if (!route_ok(a, b, model, FALSE)) goto refuse_route;
+    if (!route_ok(a, b, model, interlaced)) goto refuse_interlace;
+    const int n = gst_celcc_route_for(a, b, model, interlaced, self->edges, &mid);
+    /* the interlace-aware exports take groups of four rows */
+    for (int i = 0; i < n; ++i)
+        if (strstr(celccfmt_edge(self->edges[i])->exportName, "_Interlace_") && h % 4 != 0) goto refuse_size;
+    int ta, tb;
+    end_formats(a, b, model, &ta, &tb);
     if (n > 0 && (!fits(ta, w, h) || !fits(tb, w, h) || (mid >= 0 && !fits(mid, w, h)))) goto refuse_size;
     self->src_format = ta;
     self->dst_format = tb;
@@ -444,7 +539,10 @@ refuse_interlace:
                        gst_video_format_to_string(b));
     return FALSE;
 refuse_colorimetry:
-    GST_WARNING_OBJECT(self, "%s -> %s: only studio-range YCbCr of the conversions' matrix (BT.601; v210 BT.709) changes colour model here",
+    GST_WARNING_OBJECT(self,
+                       "%s -> %s: the library has no export for this colorimetry (a change of colour model takes "
+                       "BT.601 or BT.709 at studio range, or BT.709 at full range, where the layout has them; "
+                       "YCbCr to YCbCr keeps the colorimetry)",
                        gst_video_format_to_string(a), gst_video_format_to_string(b));
     return FALSE;
 }

@@ -31,13 +31,25 @@ GST_ELEMENT_REGISTER_DECLARE(celccconvert);
 
 /* The table's format id of a GStreamer format, or -1 when the table has none. */
 int gst_celcc_table_format(GstVideoFormat format);
+/* The table's YCbCr colour model of a colorimetry (celFmtModelYCbCr for
+ * BT.601 at studio range, celFmtModelYCbCr709 for BT.709 at studio range,
+ * celFmtModelYCbCr709Full for BT.709 at full range), or -1 for none. */
+int gst_celcc_colorimetry_model(const GstVideoColorimetry* colorimetry);
+/* The table format of a GStreamer format under a YCbCr colour model: a
+ * YCbCr format's form of that model (-1 when the table has none), RGB and
+ * gray as they are; a model below 0 gives gst_celcc_table_format. */
+int gst_celcc_table_format_at(GstVideoFormat format, int model);
 /* The route between two GStreamer formats: the number of edges (0 for equal
  * formats), or -1 when the element does not convert the pair.  `edges` gets
- * the table's edge indices, `mid` the intermediate's table format (or -1). */
+ * the table's edge indices, `mid` the intermediate's table format (or -1).
+ * A pair that changes colour model is taken with its YCbCr side under
+ * BT.601. */
 int gst_celcc_route(GstVideoFormat from, GstVideoFormat to, int32_t edges[2], int* mid);
-/* The same for interlaced (TRUE) or progressive pictures: an interlaced
- * picture takes the table's route for interlaced pictures. */
-int gst_celcc_route_for(GstVideoFormat from, GstVideoFormat to, gboolean interlaced, int32_t edges[2], int* mid);
+/* The same with the YCbCr side of a change of model under `model`, for
+ * interlaced (TRUE) or progressive pictures: an interlaced picture takes the
+ * table's route for interlaced pictures. */
+int gst_celcc_route_for(GstVideoFormat from, GstVideoFormat to, int model, gboolean interlaced, int32_t edges[2],
+                        int* mid);
 /* Whether the pair changes colour model (YCbCr on one side only). */
 gboolean gst_celcc_route_changes_model(GstVideoFormat from, GstVideoFormat to);
 

@@ -1,8 +1,9 @@
 // The celccconvert element in real pipelines: the caps it offers against the
 // table's routes, every offered pair byte for byte against the table run on
 // tightly packed copies (input buffers with padded strides and plane
-// offsets), the common pairs against direct calls of their exports, every
-// pair beside videoconvert within a tolerance, refusals at caps time, and a
+// offsets), at every colorimetry the library has exports for, the common
+// and the BT.709 pairs against direct calls of their exports, every pair
+// beside videoconvert within a tolerance, refusals at caps time, and a
 // pipeline of 300 frames at 1920x1080 checked for leaks.
 #include <gst/app/gstappsink.h>
 #include <gst/check/gstharness.h>
@@ -53,10 +54,57 @@ bool isYuv(const std::string& gst) {
     return GST_VIDEO_FORMAT_INFO_IS_YUV(gst_video_format_get_info(gst_video_format_from_string(gst.c_str())));
 }
 
+// The colorimetries of YCbCr caps: the three the library has exports for
+// (BT.601 and BT.709 at studio range, BT.709 at full range) and one it has
+// none for.
+enum class Matrix { Bt601, Bt709, Bt709Full, Bt2020 };
+const Matrix kMatrices[] = {Matrix::Bt601, Matrix::Bt709, Matrix::Bt709Full, Matrix::Bt2020};
+const char* colorimetry(Matrix m) {
+    return m == Matrix::Bt601 ? "bt601" : m == Matrix::Bt709 ? "bt709" : m == Matrix::Bt709Full ? "1:3:5:1" : "bt2020";
+}
+const char* matrixTag(Matrix m) {
+    return m == Matrix::Bt601 ? "" : m == Matrix::Bt709 ? "_bt709" : m == Matrix::Bt709Full ? "_bt709full" : "_bt2020";
+}
+// The matrix a YCbCr format's caps get by default here: v210's decoders
+// read BT.709 at full range, every other YCbCr format is tried at BT.601.
+Matrix defaultMatrix(const std::string& gst) { return gst == "v210" ? Matrix::Bt709Full : Matrix::Bt601; }
+
+// The table's BT.709 forms of GStreamer's YCbCr formats (a name the table
+// does not hold yet is no form).
+struct AtMatrix {
+    const char* gst;
+    Matrix m;
+    const char* table;
+};
+const AtMatrix kBt709Forms[] = {
+    {"I420", Matrix::Bt709, "I420_709"},         {"YV12", Matrix::Bt709, "YV12_709"},
+    {"NV12", Matrix::Bt709, "NV12_709"},         {"Y444", Matrix::Bt709, "I444_709"},
+    {"I420", Matrix::Bt709Full, "I420_709HDTV"}, {"UYVY", Matrix::Bt709Full, "UYVY_709HDTV"},
+    {"v210", Matrix::Bt709Full, "V210"},
+};
+
+// The table format of a GStreamer format under a matrix: RGB and gray as
+// they are; YCbCr at BT.601 the table's plain formats (not v210), at BT.709
+// the forms above; -1 for none.
+int tableAt(const std::string& gst, Matrix m) {
+    if (!isYuv(gst)) return tableOf(gst);
+    if (m == Matrix::Bt601) return gst == "v210" ? -1 : tableOf(gst);
+    for (const AtMatrix& f : kBt709Forms)
+        if (gst == f.gst && m == f.m) return celccfmt_format_find(f.table);
+    return -1;
+}
+
+// The two ends of a pair in the table: under the matrix when the pair
+// changes colour model (YCbCr on one side only), as their layouts otherwise.
+std::pair<int, int> tableEnds(const std::string& a, const std::string& b, Matrix m) {
+    if (isYuv(a) != isYuv(b)) return {tableAt(a, m), tableAt(b, m)};
+    return {tableOf(a), tableOf(b)};
+}
+
 // The table's route between two GStreamer formats, as the element must take it:
 // -1 for none, 0 for equal formats, else the number of exports.
-int tableRoute(const std::string& a, const std::string& b, int32_t* edges = nullptr) {
-    const int ta = tableOf(a), tb = tableOf(b);
+int tableRoute(const std::string& a, const std::string& b, Matrix m = Matrix::Bt601, int32_t* edges = nullptr) {
+    const auto [ta, tb] = tableEnds(a, b, m);
     if (ta < 0 || tb < 0) return -1;
     if (a == b) return 0;
     if (ta == tb) return -1;
@@ -87,19 +135,20 @@ int tableRoute(const std::string& a, const std::string& b, int32_t* edges = null
 }
 
 // Whether every export of the route only moves samples.
-bool lossless(const std::string& a, const std::string& b) {
+bool lossless(const std::string& a, const std::string& b, Matrix m) {
     int32_t e[CELFMT_MAX_ROUTE];
-    const int n = tableRoute(a, b, e);
+    const int n = tableRoute(a, b, m, e);
     for (int i = 0; i < n; ++i)
         if (celccfmt_edge(e[i])->lossy) return false;
     return n > 0;
 }
 
 // Formats on the route, for the size rules.
-std::vector<int> routeFormats(const std::string& a, const std::string& b) {
+std::vector<int> routeFormats(const std::string& a, const std::string& b, Matrix m) {
     int32_t e[CELFMT_MAX_ROUTE];
-    const int n = tableRoute(a, b, e);
-    std::vector<int> f{tableOf(a), tableOf(b)};
+    const int n = tableRoute(a, b, m, e);
+    const auto [ta, tb] = tableEnds(a, b, m);
+    std::vector<int> f{ta, tb};
     if (n == 2) f.push_back(celccfmt_edge(e[0])->to);
     return f;
 }
@@ -109,25 +158,42 @@ bool sizeFits(const std::vector<int>& fs, int w, int h) {
     return true;
 }
 
-std::string capsOf(const std::string& fmt, int w, int h, const char* extra = "") {
+std::string capsAt(const std::string& fmt, int w, int h, Matrix m, const char* extra = "") {
     std::string c = "video/x-raw,format=" + fmt + ",width=" + std::to_string(w) + ",height=" + std::to_string(h) +
                     ",framerate=30/1,pixel-aspect-ratio=1/1";
-    if (isYuv(fmt)) c += fmt == "v210" ? ",colorimetry=bt709" : ",colorimetry=bt601";  // the matrix of its decoders
+    if (isYuv(fmt)) c += std::string(",colorimetry=") + colorimetry(m);
     return c + extra;
 }
+std::string capsOf(const std::string& fmt, int w, int h, const char* extra = "") {
+    return capsAt(fmt, w, h, defaultMatrix(fmt), extra);
+}
 
+// A pair of formats and the matrix of its YCbCr side (BT.601 for pairs of
+// one colour model).
 struct Pair {
     std::string from, to;
+    Matrix m;
 };
 std::vector<Pair> routedPairs() {
     std::vector<Pair> v;
     for (const Named& a : kFormats)
-        for (const Named& b : kFormats)
-            if (std::string(a.gst) != b.gst && tableRoute(a.gst, b.gst) > 0) v.push_back({a.gst, b.gst});
+        for (const Named& b : kFormats) {
+            if (std::string(a.gst) == b.gst) continue;
+            if (isYuv(a.gst) == isYuv(b.gst)) {
+                if (tableRoute(a.gst, b.gst) > 0) v.push_back({a.gst, b.gst, Matrix::Bt601});
+                continue;
+            }
+            for (Matrix m : kMatrices)
+                if (tableRoute(a.gst, b.gst, m) > 0) v.push_back({a.gst, b.gst, m});
+        }
     return v;
 }
-void PrintTo(const Pair& p, std::ostream* os) { *os << p.from << " -> " << p.to; }
-std::string pairName(const testing::TestParamInfo<Pair>& p) { return p.param.from + "_to_" + p.param.to; }
+void PrintTo(const Pair& p, std::ostream* os) { *os << p.from << " -> " << p.to << matrixTag(p.m); }
+std::string pairName(const testing::TestParamInfo<Pair>& p) {
+    std::string n = p.param.from + "_to_" + p.param.to + matrixTag(p.param.m);
+    std::replace(n.begin(), n.end(), ':', '_');
+    return n;
+}
 
 // ---- Images ---------------------------------------------------------------------
 
@@ -224,9 +290,9 @@ GstBuffer* convertOnce(GstHarness* h, GstBuffer* in, GstFlowReturn* flow) {
 
 // ---- Caps: what is offered is what the table routes ---------------------------
 
-std::set<std::string> offeredOutputs(const std::string& in, const char* extra = "") {
+std::set<std::string> offeredOutputs(const std::string& inCaps) {
     GstHarness* h = gst_harness_new("celccconvert");
-    gst_harness_set_src_caps_str(h, capsOf(in, 64, 48, extra).c_str());
+    gst_harness_set_src_caps_str(h, inCaps.c_str());
     GstPad* src = gst_element_get_static_pad(h->element, "src");
     GstCaps* caps = gst_pad_query_caps(src, nullptr);
     std::set<std::string> out;
@@ -243,37 +309,37 @@ std::set<std::string> offeredOutputs(const std::string& in, const char* extra = 
     return out;
 }
 
+// From a YCbCr input at each colorimetry: its repacks, and RGB and gray
+// where the table has the layout under that matrix with a route; from an
+// RGB or gray input: the YCbCr formats reachable under any matrix.
 TEST(GstCaps, OffersExactlyTheTableRoutes) {
-    for (const Named& a : kFormats) {
-        std::set<std::string> want;
-        for (const Named& b : kFormats)
-            if (tableRoute(a.gst, b.gst) >= 0) want.insert(b.gst);
-        EXPECT_EQ(offeredOutputs(a.gst), want) << "from " << a.gst;
-    }
+    for (const Named& a : kFormats)
+        for (Matrix m : kMatrices) {
+            if (!isYuv(a.gst) && m != Matrix::Bt601) continue;
+            std::set<std::string> want;
+            for (const Named& b : kFormats)
+                for (Matrix mb : kMatrices)
+                    if (tableRoute(a.gst, b.gst, isYuv(a.gst) ? m : mb) >= 0) want.insert(b.gst);
+            EXPECT_EQ(offeredOutputs(capsAt(a.gst, 64, 48, m)), want) << "from " << a.gst << matrixTag(m);
+        }
 }
 
-TEST(GstCaps, Bt709YuvOffersNoRgb) {
-    const std::set<std::string> got = offeredOutputs("I420", "");
-    EXPECT_TRUE(got.count("BGRx"));
-    // The same format at BT.709: only YCbCr formats remain.
-    GstHarness* h = gst_harness_new("celccconvert");
-    std::string c = capsOf("I420", 64, 48);
-    c.replace(c.find("bt601"), 5, "bt709");
-    gst_harness_set_src_caps_str(h, c.c_str());
-    GstPad* src = gst_element_get_static_pad(h->element, "src");
-    GstCaps* caps = gst_pad_query_caps(src, nullptr);
-    for (guint i = 0; i < gst_caps_get_size(caps); ++i) {
-        const GValue* f = gst_structure_get_value(gst_caps_get_structure(caps, i), "format");
-        const guint n = GST_VALUE_HOLDS_LIST(f) ? gst_value_list_get_size(f) : 1;
-        for (guint k = 0; k < n; ++k) {
-            const char* name = g_value_get_string(GST_VALUE_HOLDS_LIST(f) ? gst_value_list_get_value(f, k) : f);
-            EXPECT_TRUE(isYuv(name)) << name << " offered for BT.709 input";
-        }
-    }
-    EXPECT_GT(gst_caps_get_size(caps), 0u);
-    gst_caps_unref(caps);
-    gst_object_unref(src);
-    gst_harness_teardown(h);
+// What the library's BT.709 exports make of that, spelled out: BT.709
+// 4:2:0 reaches BGR (studio range) and BGRx (full range), the full-range
+// 10-bit decoders 5-6-5 words; layouts without a BT.709 export and other
+// matrices reach no RGB.
+TEST(GstCaps, Bt709OffersTheRgbOfTheBt709Exports) {
+    const std::set<std::string> i420 = offeredOutputs(capsAt("I420", 64, 48, Matrix::Bt709));
+    EXPECT_TRUE(i420.count("BGR") && i420.count("RGB") && i420.count("NV12"));
+    EXPECT_FALSE(i420.count("BGRx"));
+    EXPECT_TRUE(offeredOutputs(capsAt("I420", 64, 48, Matrix::Bt709Full)).count("BGRx"));
+    EXPECT_TRUE(offeredOutputs(capsAt("v210", 48, 4, Matrix::Bt709Full)).count("RGB16"));
+    EXPECT_FALSE(offeredOutputs(capsAt("v210", 48, 4, Matrix::Bt709)).count("RGB16"));
+    for (const char* f : {"YUY2", "Y41B"})
+        for (const std::string& o : offeredOutputs(capsAt(f, 64, 48, Matrix::Bt709))) EXPECT_TRUE(isYuv(o)) << f << " -> " << o;
+    for (const std::string& o : offeredOutputs(capsAt("I420", 64, 48, Matrix::Bt2020))) EXPECT_TRUE(isYuv(o)) << o;
+    const std::set<std::string> bgrx = offeredOutputs(capsOf("BGRx", 64, 48));
+    EXPECT_TRUE(bgrx.count("I420") && bgrx.count("NV12"));
 }
 
 // ---- Refusals at caps time, in real pipelines ------------------------------------
@@ -338,13 +404,25 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
         {capsOf("GRAY16_LE", 64, 48), "video/x-raw,format=I420", false},
         // a format the table does not hold
         {capsOf("I420", 64, 48), "video/x-raw,format=xRGB", false},
-        // YCbCr of another matrix may not change colour model...
-        {"video/x-raw,format=I420,width=64,height=48,colorimetry=bt709", "video/x-raw,format=BGRx", false},
-        // ...but may be repacked, keeping its colorimetry
-        {"video/x-raw,format=I420,width=64,height=48,colorimetry=bt709", "video/x-raw,format=NV12", true},
-        // v210's decoders are BT.709: to 5-6-5 at BT.709 only
-        {capsOf("v210", 64, 48), "video/x-raw,format=RGB16", true},
-        {"video/x-raw,format=v210,width=64,height=48,colorimetry=bt601", "video/x-raw,format=BGR16", false},
+        // BT.709 changes colour model through the BT.709 exports: BT.709
+        // 4:2:0 to BGR, not to BGRx (no export), full range to BGRx...
+        {capsAt("I420", 64, 48, Matrix::Bt709), "video/x-raw,format=BGR", true},
+        {capsAt("I420", 64, 48, Matrix::Bt709), "video/x-raw,format=BGRx", false},
+        {capsAt("I420", 64, 48, Matrix::Bt709Full), "video/x-raw,format=BGRx", true},
+        {capsOf("BGRx", 64, 48), "video/x-raw,format=I420,colorimetry=bt709", true},
+        {capsOf("BGRx", 64, 48), "video/x-raw,format=I420,colorimetry=(string)1:3:5:1", true},
+        // ...not for a layout without a BT.709 export, nor for other matrices...
+        {capsAt("YUY2", 64, 48, Matrix::Bt709), "video/x-raw,format=BGRx", false},
+        {capsOf("BGRx", 64, 48), "video/x-raw,format=YUY2,colorimetry=bt709", false},
+        {capsAt("I420", 64, 48, Matrix::Bt2020), "video/x-raw,format=BGRx", false},
+        // ...but any may be repacked, keeping its colorimetry
+        {capsAt("I420", 64, 48, Matrix::Bt709), "video/x-raw,format=NV12", true},
+        {capsAt("I420", 64, 48, Matrix::Bt2020), "video/x-raw,format=YV12", true},
+        {capsAt("I420", 64, 48, Matrix::Bt709), "video/x-raw,format=NV12,colorimetry=bt601", false},
+        // v210's decoders read BT.709 at full range: to 5-6-5 at that only
+        {capsAt("v210", 64, 48, Matrix::Bt709Full), "video/x-raw,format=RGB16", true},
+        {capsAt("v210", 64, 48, Matrix::Bt709), "video/x-raw,format=BGR16", false},
+        {capsAt("v210", 64, 48, Matrix::Bt601), "video/x-raw,format=BGR16", false},
         // interlaced: no change of vertical chroma sampling but 4:2:0 <-> 4:2:2
         // field by field, in groups of four rows
         // (to RGB through 4:2:2: field by field up, then a row-wise 4:2:2 decoder)
@@ -417,7 +495,8 @@ class GstPairs : public testing::TestWithParam<Pair> {};
 // both, odd where the formats allow.
 TEST_P(GstPairs, MatchesTheTableOnPaddedBuffers) {
     const Pair& p = GetParam();
-    const std::vector<int> fs = routeFormats(p.from, p.to);
+    const std::vector<int> fs = routeFormats(p.from, p.to, p.m);
+    const auto [ta, tb] = tableEnds(p.from, p.to, p.m);
     const int sizes[][2] = {{4, 2}, {33, 5}, {36, 6}, {128, 4}, {68, 3}};
     int tried = 0;
     for (const auto& s : sizes) {
@@ -425,14 +504,14 @@ TEST_P(GstPairs, MatchesTheTableOnPaddedBuffers) {
         if (!sizeFits(fs, w, h)) continue;
         ++tried;
         GstHarness* hn = gst_harness_new("celccconvert");
-        gst_harness_set_caps_str(hn, capsOf(p.from, w, h).c_str(), capsOf(p.to, w, h).c_str());
+        gst_harness_set_caps_str(hn, capsAt(p.from, w, h, p.m).c_str(), capsAt(p.to, w, h, p.m).c_str());
         for (uint32_t seed = 1; seed <= 2; ++seed) {
-            Tight in(tableOf(p.from), w, h), want(tableOf(p.to), w, h);
+            Tight in(ta, w, h), want(tb, w, h);
             GstFlowReturn flow;
             GstBuffer* out = convertOnce(hn, paddedBuffer(p.from, w, h, seed, in), &flow);
             ASSERT_TRUE(out) << w << "x" << h << ": " << gst_flow_get_name(flow);
             ASSERT_GE(celccfmt_convert(&in.im, &want.im, nullptr), 0);
-            EXPECT_EQ(compareOutput(out, capsOf(p.to, w, h), want.im), "") << w << "x" << h;
+            EXPECT_EQ(compareOutput(out, capsAt(p.to, w, h, p.m), want.im), "") << w << "x" << h;
         }
         gst_harness_teardown(hn);
     }
@@ -452,10 +531,10 @@ TEST_P(GstPairs, CloseToVideoconvert) {
     // words without scaling them (a defined result, not a picture to compare
     // with videoconvert's); the test above holds them byte for byte.
     if (p.from == "v210") GTEST_SKIP() << "v210 to 5-6-5 limits on the 10-bit scale";
-    const std::vector<int> fs = routeFormats(p.from, p.to);
+    const std::vector<int> fs = routeFormats(p.from, p.to, p.m);
     const int w = 320, h = 240;
     ASSERT_TRUE(sizeFits(fs, w, h));
-    const std::string in = capsOf(p.from, w, h), out = capsOf(p.to, w, h);
+    const std::string in = capsAt(p.from, w, h, p.m), out = capsAt(p.to, w, h, p.m);
     GstSample* mine = nullptr;
     GstSample* theirs = nullptr;
     ASSERT_EQ(runPipeline(throughRgbColours(in, "celccconvert", out), 1, &mine), 1);
@@ -504,40 +583,69 @@ TEST_P(GstPairs, CloseToVideoconvert) {
     // Routes that only move or repeat samples between YCbCr layouts stay
     // closer (videoconvert's own paths differ there: its I420 -> YUY2 equals
     // the library's, its I420 -> YVYU does not).
-    if (isYuv(p.from) && isYuv(p.to) && lossless(p.from, p.to)) EXPECT_LE(mean, 1.0) << p.from << " -> " << p.to;
+    if (isYuv(p.from) && isYuv(p.to) && lossless(p.from, p.to, p.m)) EXPECT_LE(mean, 1.0) << p.from << " -> " << p.to;
 }
 
 INSTANTIATE_TEST_SUITE_P(AllRoutes, GstPairs, testing::ValuesIn(routedPairs()), pairName);
 
-// ---- The common pairs against direct calls of their exports -------------------
+// ---- The common and the BT.709 pairs against direct calls of their exports ------
 
-TEST(GstDirect, CommonPairsMatchTheirExports) {
+// One frame at 1920x1080 through the element, byte for byte what the export
+// makes of the same pixels.
+TEST(GstDirect, PairsMatchTheirExports) {
     const int w = 1920, h = 1080;
     const CelSize size{w, h};
     struct Case {
         const char *from, *to;
+        Matrix m;
     };
-    for (const Case c : {Case{"I420", "BGRx"}, Case{"NV12", "RGB"}, Case{"YUY2", "I420"}, Case{"RGB", "I420"}}) {
-        Tight in(tableOf(c.from), w, h), want(tableOf(c.to), w, h);
+    const Case cases[] = {
+        {"I420", "BGRx", Matrix::Bt601},     {"NV12", "RGB", Matrix::Bt601},      {"YUY2", "I420", Matrix::Bt601},
+        {"RGB", "I420", Matrix::Bt601},      {"I420", "BGR", Matrix::Bt709},      {"Y444", "BGRx", Matrix::Bt709},
+        {"BGRx", "I420", Matrix::Bt709},     {"BGR", "NV12", Matrix::Bt709},      {"BGR", "YV12", Matrix::Bt709},
+        {"BGRx", "I420", Matrix::Bt709Full}, {"I420", "BGRx", Matrix::Bt709Full}, {"v210", "RGB16", Matrix::Bt709Full},
+    };
+    for (const Case& c : cases) {
+        const std::string key = std::string(c.from) + ">" + c.to + matrixTag(c.m);
+        const auto [ta, tb] = tableEnds(c.from, c.to, c.m);
+        Tight in(ta, w, h), want(tb, w, h);
         GstHarness* hn = gst_harness_new("celccconvert");
-        gst_harness_set_caps_str(hn, capsOf(c.from, w, h).c_str(), capsOf(c.to, w, h).c_str());
+        gst_harness_set_caps_str(hn, capsAt(c.from, w, h, c.m).c_str(), capsAt(c.to, w, h, c.m).c_str());
         GstFlowReturn flow;
         GstBuffer* out = convertOnce(hn, paddedBuffer(c.from, w, h, 7, in), &flow);
-        ASSERT_TRUE(out) << c.from << " -> " << c.to;
+        ASSERT_TRUE(out) << key;
         const uint8_t* const* sp = const_cast<const uint8_t* const*>(in.im.plane);
+        uint8_t* const s0 = in.im.plane[0];
+        uint8_t** dp = want.im.plane;
+        const int ss = in.im.step[0], ds = want.im.step[0];
         CelStatus st = celStatusBadArgument;
-        const std::string key = std::string(c.from) + ">" + c.to;
         if (key == "I420>BGRx")
-            st = celiYCbCr420ToBGR_8u_P3C4R(sp, in.im.step, want.im.plane[0], want.im.step[0], size, 255);
+            st = celiYCbCr420ToBGR_8u_P3C4R(sp, in.im.step, dp[0], ds, size, 255);
         else if (key == "NV12>RGB")
-            st = celiYCbCr420ToRGB_8u_P2C3R(in.im.plane[0], in.im.step[0], in.im.plane[1], in.im.step[1],
-                                            want.im.plane[0], want.im.step[0], size);
+            st = celiYCbCr420ToRGB_8u_P2C3R(s0, ss, in.im.plane[1], in.im.step[1], dp[0], ds, size);
         else if (key == "YUY2>I420")
-            st = celiYCbCr422ToYCbCr420_8u_C2P3R(in.im.plane[0], in.im.step[0], want.im.plane, want.im.step, size);
+            st = celiYCbCr422ToYCbCr420_8u_C2P3R(s0, ss, dp, want.im.step, size);
         else if (key == "RGB>I420")
-            st = celiRGBToYCbCr420_8u_C3P3R(in.im.plane[0], in.im.step[0], want.im.plane, want.im.step, size);
+            st = celiRGBToYCbCr420_8u_C3P3R(s0, ss, dp, want.im.step, size);
+        else if (key == "I420>BGR_bt709")
+            st = celiYCbCr420ToBGR_709CSC_8u_P3C3R(sp, in.im.step, dp[0], ds, size);
+        else if (key == "Y444>BGRx_bt709")
+            st = celiYCbCrToBGR_709CSC_8u_P3C4R(sp, ss, dp[0], ds, size, 255);
+        else if (key == "BGRx>I420_bt709")
+            st = celiBGRToYCbCr420_709CSC_8u_AC4P3R(s0, ss, dp, want.im.step, size);
+        else if (key == "BGR>NV12_bt709")
+            st = celiBGRToYCbCr420_709CSC_8u_C3P2R(s0, ss, dp[0], ds, dp[1], want.im.step[1], size);
+        else if (key == "BGR>YV12_bt709")
+            st = celiBGRToYCrCb420_709CSC_8u_C3P3R(s0, ss, dp, want.im.step, size);
+        else if (key == "BGRx>I420_bt709full")
+            st = celiBGRToYCbCr420_709HDTV_8u_AC4P3R(s0, ss, dp, want.im.step, size);
+        else if (key == "I420>BGRx_bt709full")
+            st = celiYCbCr420ToBGR_709HDTV_8u_P3C4R(sp, in.im.step, dp[0], ds, size, 255);
+        else if (key == "v210>RGB16_bt709full")  // GStreamer's RGB16 is the library's BGR 5-6-5 word
+            st = celiYUV422v210ToBGR_709HDTV_32u16u_C3(reinterpret_cast<const uint32_t*>(s0), ss / 4,
+                                                       reinterpret_cast<uint16_t*>(dp[0]), ds / 2, size);
         EXPECT_EQ(st, celStatusOk) << key;
-        EXPECT_EQ(compareOutput(out, capsOf(c.to, w, h), want.im), "") << key;
+        EXPECT_EQ(compareOutput(out, capsAt(c.to, w, h, c.m), want.im), "") << key;
         gst_harness_teardown(hn);
     }
 }
@@ -564,7 +672,7 @@ size_t heapInUse() {
 // LeakSanitizer checks the heap at exit.
 TEST(GstLeaks, ThreeHundredFramesAt1080p) {
     int32_t e[CELFMT_MAX_ROUTE];
-    ASSERT_EQ(tableRoute("I420", "YVYU", e), 2);
+    ASSERT_EQ(tableRoute("I420", "YVYU", Matrix::Bt601, e), 2);
     const std::string other = through(capsOf("NV12", 640, 360), "celccconvert", "video/x-raw,format=RGB", 5);
     const auto big = [](int n) {
         return through(capsOf("I420", 1920, 1080), "celccconvert", "video/x-raw,format=YVYU", n, "ball");
