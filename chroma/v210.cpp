@@ -67,26 +67,14 @@ void y8_myYCbCr422ToGray_8u_C2C1R(const uint8_t* src, int srcStep, uint8_t* dst,
 }
 
 // ---- v210 ----------------------------------------------------------------------------------------
-// The group routines: 16 bytes of words in, six 16-bit results in lanes 0-5.
-struct Luma {
-    static constexpr const int* kWords = v::kLumaWords;
-    static __m128i group(__m128i g) { return v::luma_v(g); }
-};
-template <const v::Packed565& P>
-struct Colour {
-    static constexpr const int* kWords = v::kColourWords;
-    static __m128i group(__m128i g) { return v::group565_v<P>(g); }
-};
-
-// One row: whole groups by 16-byte loads, six results to 12 bytes (8 and
-// 4); a group cut by the row's end reads only the words its pixels need
-// into a zeroed copy and runs the same passes, storing `rest` samples.
-template <class G>
-void y8_innerYUV422v210_32u16u(const uint32_t* s, uint16_t* d, int width) {
+// Luma: whole groups by 16-byte loads, six results to 12 bytes (8 and 4); a
+// group cut by the row's end reads only the words its pixels need into a
+// zeroed copy and runs the same pass, storing `rest` samples.
+void y8_innerYUV422v210ToGray_32u16u(const uint32_t* s, uint16_t* d, int width) {
     int x = 0;
     // body: groups of 6 pixels
     for (; x + v::kGroupPixels <= width; x += v::kGroupPixels, s += v::kGroupWords, d += v::kGroupPixels) {
-        const __m128i r = G::group(load(reinterpret_cast<const uint8_t*>(s)));
+        const __m128i r = v::luma_v(load(reinterpret_cast<const uint8_t*>(s)));
         store8(reinterpret_cast<uint8_t*>(d), r);
         store4(reinterpret_cast<uint8_t*>(d + 4), _mm_srli_si128(r, 8));
     }
@@ -94,17 +82,40 @@ void y8_innerYUV422v210_32u16u(const uint32_t* s, uint16_t* d, int width) {
     const int rest = width - x;
     if (rest > 0) {
         alignas(16) uint32_t words[v::kGroupWords] = {0, 0, 0, 0};
-        std::memcpy(words, s, sizeof(uint32_t) * static_cast<size_t>(G::kWords[rest]));
+        std::memcpy(words, s, sizeof(uint32_t) * static_cast<size_t>(v::kLumaWords[rest]));
         alignas(16) uint16_t out[8];
-        _mm_store_si128(reinterpret_cast<__m128i*>(out), G::group(_mm_load_si128(reinterpret_cast<const __m128i*>(words))));
+        _mm_store_si128(reinterpret_cast<__m128i*>(out), v::luma_v(_mm_load_si128(reinterpret_cast<const __m128i*>(words))));
         std::memcpy(d, out, sizeof(uint16_t) * static_cast<size_t>(rest));
     }
 }
 
-template <class G>
+// Colour: blocks of 24 pixels (four groups); the 1 to 23 pixels after the
+// last block read the words they need (whole groups, then those of a cut
+// group) into a zeroed block and store `rest` samples of it.
+template <const v::Packed565& P>
+void y8_innerYUV422v210ToColour_32u16u(const uint32_t* s, uint16_t* d, int width) {
+    constexpr int kBlockWords = v::kBlockGroups * v::kGroupWords;
+    int x = 0;
+    // body: 24 pixels
+    for (; x + v::kBlockPixels <= width; x += v::kBlockPixels, s += kBlockWords, d += v::kBlockPixels)
+        v::block565_v<P>(s, d);
+    // last block: 1 to 23 pixels
+    const int rest = width - x;
+    if (rest > 0) {
+        const int whole = rest / v::kGroupPixels;
+        alignas(16) uint32_t words[kBlockWords] = {};
+        std::memcpy(words, s,
+                    sizeof(uint32_t) *
+                        static_cast<size_t>(whole * v::kGroupWords + v::kColourWords[rest % v::kGroupPixels]));
+        alignas(16) uint16_t out[v::kBlockPixels];
+        v::block565_v<P>(words, out);
+        std::memcpy(d, out, sizeof(uint16_t) * static_cast<size_t>(rest));
+    }
+}
+
+template <void (*Inner)(const uint32_t*, uint16_t*, int)>
 void y8_myYUV422v210_32u16u(const uint32_t* src, int srcStep, uint16_t* dst, int dstStep, CelSize roi) {
-    for (int j = 0; j < roi.height; ++j)
-        y8_innerYUV422v210_32u16u<G>(rowAtElements(src, j, srcStep), rowAtElements(dst, j, dstStep), roi.width);
+    for (int j = 0; j < roi.height; ++j) Inner(rowAtElements(src, j, srcStep), rowAtElements(dst, j, dstStep), roi.width);
 }
 
 // Checks of every v210 member: pointers, then width, height and both steps
@@ -128,20 +139,20 @@ extern "C" CelStatus y8_celiYCbCr422ToGray_8u_C2C1R(const uint8_t* src, int srcS
 extern "C" CelStatus y8_celiYUV422v210ToGray_709HDTV_32u16u_C3C1(const uint32_t* src, int srcStep, uint16_t* dst,
                                                                 int dstStep, CelSize roiSize) {
     if (const CelStatus st = v210Checks(src, srcStep, dst, dstStep, roiSize)) return st;
-    y8_myYUV422v210_32u16u<Luma>(src, srcStep, dst, dstStep, roiSize);
+    y8_myYUV422v210_32u16u<y8_innerYUV422v210ToGray_32u16u>(src, srcStep, dst, dstStep, roiSize);
     return celStatusOk;
 }
 
 extern "C" CelStatus y8_celiYUV422v210ToBGR_709HDTV_32u16u_C3(const uint32_t* src, int srcStep, uint16_t* dst,
                                                              int dstStep, CelSize roiSize) {
     if (const CelStatus st = v210Checks(src, srcStep, dst, dstStep, roiSize)) return st;
-    y8_myYUV422v210_32u16u<Colour<v::kBGR565>>(src, srcStep, dst, dstStep, roiSize);
+    y8_myYUV422v210_32u16u<y8_innerYUV422v210ToColour_32u16u<v::kBGR565>>(src, srcStep, dst, dstStep, roiSize);
     return celStatusOk;
 }
 
 extern "C" CelStatus y8_celiYUV422v210ToRGB_709HDTV_32u16u_C3(const uint32_t* src, int srcStep, uint16_t* dst,
                                                              int dstStep, CelSize roiSize) {
     if (const CelStatus st = v210Checks(src, srcStep, dst, dstStep, roiSize)) return st;
-    y8_myYUV422v210_32u16u<Colour<v::kRGB565>>(src, srcStep, dst, dstStep, roiSize);
+    y8_myYUV422v210_32u16u<y8_innerYUV422v210ToColour_32u16u<v::kRGB565>>(src, srcStep, dst, dstStep, roiSize);
     return celStatusOk;
 }

@@ -21,10 +21,11 @@
 // derived from them here.  They belong to this decoder alone and stay in
 // this header.
 //
-// The decoder has no scalar path: a group of 6 pixels is decoded as one
-// 4-lane pass (pixels 0-3) and one 2-lane pass (pixels 4-5), and a group cut
-// by the row's end runs the same passes on a zero-padded copy of its words.
-// So there is one vector recipe here; the tests hold the scalar model.
+// The decoders have no scalar path: luma goes a group of 6 pixels at a
+// time, colour 24 pixels (four groups) at a time in 4-lane passes over pixel
+// pairs, and the pixels after the last whole group or block run the same
+// passes on a zero-padded copy of the words they need.  So there is one
+// vector recipe here; the tests hold the scalar model.
 #pragma once
 
 #include <smmintrin.h>
@@ -48,9 +49,9 @@ inline constexpr int kColourWords[kGroupPixels + 1] = {0, 1, 2, 3, 3, 4, 4};
 struct Field {
     int word, offset;
 };
-// The field of each 16-bit lane: luma Y0..Y5, the chroma of each pixel
-// (Cb0 Cb0 Cb2 Cb2 Cb4 Cb4, Cr likewise); lanes 6 and 7 repeat lane 5 and
-// are never used.
+// The field of each pixel of a group: luma Y0..Y5, and the chroma of each
+// (Cb0 Cb0 Cb2 Cb2 Cb4 Cb4, Cr likewise); entries 6 and 7 repeat 5 and fill
+// the spare lanes of the luma gather.
 inline constexpr Field kLumaFields[8] = {{0, 10}, {1, 0}, {1, 20}, {2, 10}, {3, 0}, {3, 20}, {3, 20}, {3, 20}};
 inline constexpr Field kCbFields[8] = {{0, 0}, {0, 0}, {1, 10}, {1, 10}, {2, 20}, {2, 20}, {2, 20}, {2, 20}};
 inline constexpr Field kCrFields[8] = {{0, 20}, {0, 20}, {2, 0}, {2, 0}, {3, 10}, {3, 10}, {3, 10}, {3, 10}};
@@ -59,22 +60,25 @@ inline constexpr Field kCrFields[8] = {{0, 20}, {0, 20}, {2, 0}, {2, 0}, {3, 10}
 // its first bit and the next), where it starts at bit offset % 8, that is 0,
 // 2 or 4; multiplying by 2^(6 - that) moves it to bits 6-15, dropping the
 // bits above it, and a shift right by 6 leaves it alone.
+// Lane `lane` of a gather takes field f of the group `from` selects: its
+// byte pair and its scale.
+constexpr void gatherLane(int8_t* from, int16_t* scale, int lane, const Field& f) {
+    const int byte = 4 * f.word + f.offset / 8;
+    from[2 * lane] = static_cast<int8_t>(byte);
+    from[2 * lane + 1] = static_cast<int8_t>(byte + 1);
+    scale[lane] = static_cast<int16_t>(1 << (6 - f.offset % 8));
+}
+
 struct FieldGather {
     alignas(16) int8_t pairs[16];
     alignas(16) int16_t scale[8];
 };
 constexpr FieldGather fieldGather(const Field (&f)[8]) {
     FieldGather g{};
-    for (int lane = 0; lane < 8; ++lane) {
-        const int byte = 4 * f[lane].word + f[lane].offset / 8;
-        g.pairs[2 * lane] = static_cast<int8_t>(byte);
-        g.pairs[2 * lane + 1] = static_cast<int8_t>(byte + 1);
-        g.scale[lane] = static_cast<int16_t>(1 << (6 - f[lane].offset % 8));
-    }
+    for (int lane = 0; lane < 8; ++lane) gatherLane(g.pairs, g.scale, lane, f[lane]);
     return g;
 }
-inline constexpr FieldGather kLumaGather = fieldGather(kLumaFields), kCbGather = fieldGather(kCbFields),
-                             kCrGather = fieldGather(kCrFields);
+inline constexpr FieldGather kLumaGather = fieldGather(kLumaFields);
 
 // One field per 16-bit lane.
 inline __m128i fields_v(__m128i group, const FieldGather& g) {
@@ -86,44 +90,126 @@ inline __m128i fields_v(__m128i group, const FieldGather& g) {
 // The six luma samples of a group in lanes 0-5.
 inline __m128i luma_v(__m128i group) { return fields_v(group, kLumaGather); }
 
-// 5-6-5 words of four pixels (32-bit lanes) from luma and the chroma less
-// 512, as 32-bit integers.  Green always takes bits 5-10; red and blue
-// take bits 0-4 and 11-15 as the form says.
+// 5-6-5 words: green always takes bits 5-10; red and blue take bits 0-4
+// and 11-15 as the form says.
 struct Packed565 {
-    int redShift, blueShift;
+    bool redLow;  // red in bits 0-4 (the RGB form), else blue
 };
-inline constexpr Packed565 kBGR565{11, 0}, kRGB565{0, 11};
+inline constexpr Packed565 kBGR565{false}, kRGB565{true};
 
-template <const Packed565& P>
-inline __m128i decode565_v(__m128i y32, __m128i b32, __m128i r32) {
-    const __m128 y = _mm_cvtepi32_ps(y32), b = _mm_cvtepi32_ps(b32), r = _mm_cvtepi32_ps(r32);
-    const __m128 fr = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(kCrToR), r), y);
-    const __m128 fb = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(kCbToB), b), y);
-    const __m128 fg = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_set1_ps(kCrToG), r), y), _mm_mul_ps(_mm_set1_ps(kCbToG), b));
-    const __m128i zero = _mm_setzero_si128(), max5 = _mm_set1_epi32(kMax5), max6 = _mm_set1_epi32(kMax6);
-    const __m128i ir = _mm_min_epi32(_mm_max_epi32(_mm_cvtps_epi32(fr), zero), max5);
-    const __m128i ib = _mm_min_epi32(_mm_max_epi32(_mm_cvtps_epi32(fb), zero), max5);
-    const __m128i ig = _mm_min_epi32(_mm_max_epi32(_mm_cvtps_epi32(fg), zero), max6);
-    return _mm_or_si128(_mm_or_si128(_mm_slli_epi32(ir, P.redShift), _mm_slli_epi32(ib, P.blueShift)),
-                        _mm_slli_epi32(ig, 5));
+// ---- Blocks of 24 pixels ----------------------------------------------------------------------------
+// The colour decoders take four groups (24 pixels, 64 bytes) at a time, as
+// three sets of 8 pixels.  A set's lanes are its pixel pairs: the luma of
+// the even pixels in lanes 0-3 and of the odd ones in lanes 4-7, and Cb,
+// Cr of the pairs likewise, so every chroma product is formed once per pair
+// and meets both of its pixels in the same lane.  A set spans two groups;
+// its fields are gathered from both by one byte shuffle each, merged, and
+// brought to bits 6-15 by the per-lane multiply of fieldGather.
+inline constexpr int kBlockGroups = 4, kBlockPixels = kBlockGroups * kGroupPixels, kSetPixels = 8;
+inline constexpr int kBlockSets = kBlockPixels / kSetPixels;
+
+struct SetGather {
+    alignas(16) int8_t luma[2][16];    // from the set's first and second group
+    alignas(16) int8_t chroma[2][16];  // Cb of the pairs in lanes 0-3, Cr in 4-7
+    alignas(16) int16_t lumaScale[8];
+    alignas(16) int16_t chromaScale[8];
+};
+
+// The first group of set s.
+constexpr int setGroup(int s) { return s * kSetPixels / kGroupPixels; }
+
+constexpr SetGather setGather(int s) {
+    SetGather g{};
+    for (int at = 0; at < 2; ++at)
+        for (int i = 0; i < 16; ++i) g.luma[at][i] = g.chroma[at][i] = -128;  // a zero byte
+    const int first = setGroup(s);
+    for (int lane = 0; lane < 8; ++lane) {
+        const int pair = lane % 4, pixel = s * kSetPixels + 2 * pair + lane / 4;
+        const int even = s * kSetPixels + 2 * pair;
+        // the lane takes its bytes from the group of its pixel; the other
+        // group's shuffle gives it zeros
+        gatherLane(g.luma[pixel / kGroupPixels - first], g.lumaScale, lane, kLumaFields[pixel % kGroupPixels]);
+        gatherLane(g.chroma[even / kGroupPixels - first], g.chromaScale, lane,
+                   (lane < 4 ? kCbFields : kCrFields)[even % kGroupPixels]);
+    }
+    return g;
+}
+inline constexpr SetGather kSetGather[kBlockSets] = {setGather(0), setGather(1), setGather(2)};
+
+inline __m128i loadConst(const void* p) { return _mm_load_si128(static_cast<const __m128i*>(p)); }
+
+// The float arithmetic rides on M = 1.5 * 2^23, whose unit in the last
+// place is 1 and whose low 16 bits are zero:
+// - the bits 0x4B40 above a 16-bit value v are the float M + v, so luma
+//   becomes M + Y and a chroma field moved to bits 6-15, that is
+//   64 (C - 512) + 32768, becomes a float from which M + 32768 takes
+//   64 (C - 512) exactly;
+// - the products are formed with the factors over 64, a power of two, so
+//   they are the products of the factors and C - 512, bit for bit;
+// - a sum with M + Y is rounded to an integer once, to nearest even, and
+//   its low 16 bits hold that integer: for R = 1.54 r + Y and B = 1.816 b + Y
+//   this is the rounding of the single-precision sum then to an integer (the
+//   tests sweep every r, b and Y);
+// - green keeps its two additions on Y itself (M + Y less M) and is
+//   converted under the default rounding, nearest even.
+inline constexpr float kMagic = 12582912.0f;  // 1.5 * 2^23
+inline constexpr int kMagicHigh = 0x4B40;
+inline constexpr float kChromaBase = kMagic + 32768.0f;
+inline constexpr float kFieldScale = 1.0f / 64;
+
+// Eight 16-bit lanes from the low halves of the 32-bit lanes of the even
+// (e) and odd (o) pixels, in pixel order.
+inline __m128i interleaveLow(__m128i e, __m128i o) { return _mm_blend_epi16(e, _mm_slli_epi32(o, 16), 0xAA); }
+
+// The 5-6-5 words of set s from its two groups.
+template <const Packed565& P, int S>
+inline __m128i set565_v(__m128i first, __m128i second) {
+    const SetGather& k = kSetGather[S];
+    const __m128i y16 =
+        _mm_srli_epi16(_mm_mullo_epi16(_mm_or_si128(_mm_shuffle_epi8(first, loadConst(k.luma[0])),
+                                                    _mm_shuffle_epi8(second, loadConst(k.luma[1]))),
+                                       loadConst(k.lumaScale)),
+                       6);
+    const __m128i c16 = _mm_and_si128(
+        _mm_mullo_epi16(_mm_or_si128(_mm_shuffle_epi8(first, loadConst(k.chroma[0])),
+                                     _mm_shuffle_epi8(second, loadConst(k.chroma[1]))),
+                        loadConst(k.chromaScale)),
+        _mm_set1_epi16(static_cast<int16_t>(kFieldMask << 6)));  // the bits below are the field's neighbour
+    const __m128i high = _mm_set1_epi16(kMagicHigh);
+    const __m128 magic = _mm_set1_ps(kMagic), base = _mm_set1_ps(kChromaBase);
+    const __m128 b64 = _mm_sub_ps(_mm_castsi128_ps(_mm_unpacklo_epi16(c16, high)), base);
+    const __m128 r64 = _mm_sub_ps(_mm_castsi128_ps(_mm_unpackhi_epi16(c16, high)), base);
+    const __m128 ar = _mm_mul_ps(r64, _mm_set1_ps(kCrToR * kFieldScale));
+    const __m128 ab = _mm_mul_ps(b64, _mm_set1_ps(kCbToB * kFieldScale));
+    const __m128 gr = _mm_mul_ps(r64, _mm_set1_ps(kCrToG * kFieldScale));
+    const __m128 gb = _mm_mul_ps(b64, _mm_set1_ps(kCbToG * kFieldScale));
+    const __m128 ye = _mm_castsi128_ps(_mm_unpacklo_epi16(y16, high));  // M + Y, even pixels
+    const __m128 yo = _mm_castsi128_ps(_mm_unpackhi_epi16(y16, high));  // odd pixels
+    const __m128i r = interleaveLow(_mm_castps_si128(_mm_add_ps(ar, ye)), _mm_castps_si128(_mm_add_ps(ar, yo)));
+    const __m128i b = interleaveLow(_mm_castps_si128(_mm_add_ps(ab, ye)), _mm_castps_si128(_mm_add_ps(ab, yo)));
+    const __m128i ge = _mm_cvtps_epi32(_mm_add_ps(_mm_add_ps(gr, _mm_sub_ps(ye, magic)), gb));
+    const __m128i go = _mm_cvtps_epi32(_mm_add_ps(_mm_add_ps(gr, _mm_sub_ps(yo, magic)), gb));
+    const __m128i g = _mm_min_epi16(_mm_max_epi16(interleaveLow(ge, go), _mm_setzero_si128()), _mm_set1_epi16(kMax6));
+    // The 5-bit fields as bytes: the low one, and the high one times 8 (the
+    // saturating pack limits below at 0; the minimum above at 31, 248);
+    // byte pairs then hold low | high << 11.
+    const __m128i low = P.redLow ? r : b, highField = P.redLow ? b : r;
+    const __m128i fives = _mm_min_epu8(_mm_packus_epi16(low, _mm_slli_epi16(highField, 3)),
+                                       _mm_setr_epi8(31, 31, 31, 31, 31, 31, 31, 31, 31 << 3, 31 << 3, 31 << 3,
+                                                     31 << 3, 31 << 3, 31 << 3, 31 << 3, 31 << 3));
+    const __m128i pairs = _mm_shuffle_epi8(fives, _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
+    return _mm_or_si128(pairs, _mm_slli_epi16(g, 5));
 }
 
-// A whole group of 16 bytes to six 5-6-5 words in 16-bit lanes 0-5:
-// pixels 0-3 in one 4-lane pass, pixels 4-5 in a second pass whose lanes
-// 2 and 3 hold zeros.
+// 24 pixels from 16 words to 24 samples.
 template <const Packed565& P>
-inline __m128i group565_v(__m128i group) {
-    const __m128i y = luma_v(group);
-    const __m128i bias = _mm_set1_epi16(kChromaZero);
-    const __m128i cb = _mm_sub_epi16(fields_v(group, kCbGather), bias);
-    const __m128i cr = _mm_sub_epi16(fields_v(group, kCrGather), bias);
-    const __m128i first = decode565_v<P>(_mm_cvtepi16_epi32(y), _mm_cvtepi16_epi32(cb), _mm_cvtepi16_epi32(cr));
-    const __m128i hiMask = _mm_setr_epi32(-1, -1, 0, 0);
-    const __m128i second = decode565_v<P>(_mm_and_si128(_mm_cvtepi16_epi32(_mm_srli_si128(y, 8)), hiMask),
-                                          _mm_and_si128(_mm_cvtepi16_epi32(_mm_srli_si128(cb, 8)), hiMask),
-                                          _mm_and_si128(_mm_cvtepi16_epi32(_mm_srli_si128(cr, 8)), hiMask));
-    // The low halves of the eight 32-bit results, in order (values < 2^16).
-    return _mm_packus_epi32(first, second);
+inline void block565_v(const uint32_t* s, uint16_t* d) {
+    const auto in = [s](int g) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + kGroupWords * g)); };
+    const __m128i g0 = in(0), g1 = in(1), g2 = in(2), g3 = in(3);
+    static_assert(setGroup(0) == 0 && setGroup(1) == 1 && setGroup(2) == 2, "sets span groups 0-1, 1-2, 2-3");
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), set565_v<P, 0>(g0, g1));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + kSetPixels), set565_v<P, 1>(g1, g2));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 2 * kSetPixels), set565_v<P, 2>(g2, g3));
 }
 
 }  // namespace cel::chroma::v210

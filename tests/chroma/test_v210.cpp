@@ -7,6 +7,7 @@
 // through the colour arithmetic, statuses and untouched buffers on errors.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -166,39 +167,64 @@ TEST_P(V210, TightStepsAndASingleGroupStep) {
 INSTANTIATE_TEST_SUITE_P(Forms, V210, ::testing::Values(Form::Gray, Form::BGR, Form::RGB),
                          [](const auto& i) { return std::string(formName(i.param)); });
 
-// Every (Cb, Cr) pair through the colour arithmetic, luma drawn at random,
-// at full-group widths and at a width that leaves a cut group.
-TEST(V210Colour, EveryChromaPairMatchesTheModel) {
+// Decodes rows of samples one at a time (the last row may end in a cut
+// group) and compares every pixel with the model.
+void expectRows(Form f, const std::vector<Samples>& rows, int width) {
+    std::mt19937 top(13);
+    std::vector<uint16_t> out(static_cast<size_t>(width));
+    for (const Samples& s : rows) {
+        const std::vector<uint32_t> w = pack(s, width, top);
+        ASSERT_EQ(callV210(f, w.data(), static_cast<int>(w.size()), out.data(), width, {width, 1}), celStatusOk);
+        for (int x = 0; x < width; ++x)
+            ASSERT_EQ(out[static_cast<size_t>(x)], modelPixel(s, x, f))
+                << formName(f) << " Y " << s.y[x] << " Cb " << s.cb[x / 2] << " Cr " << s.cr[x / 2];
+    }
+}
+
 #if defined(__SANITIZE_ADDRESS__)
-    const int crStride = 31;
+constexpr int kSweepStride = 31;
 #else
-    const int crStride = 1;
+constexpr int kSweepStride = 1;
 #endif
-    std::mt19937 rng(3);
-    for (Form f : {Form::BGR, Form::RGB})
-        for (int width : {2048, 2045}) {
-            std::vector<Samples> rows;
-            std::vector<uint32_t> words;
-            const int groups = groupsOf(width);
-            for (int cr = 0; cr < 1024; cr += crStride) {
-                Samples s{std::vector<int>(6 * groups), std::vector<int>(3 * groups), std::vector<int>(3 * groups)};
-                for (int k = 0; k < 3 * groups; ++k) s.cb[k] = k & 1023, s.cr[k] = cr;
-                for (int& y : s.y) y = static_cast<int>(rng() & 1023u);
-                const std::vector<uint32_t> w = pack(s, width, rng);
-                words.insert(words.end(), w.begin(), w.end());
-                rows.push_back(std::move(s));
-            }
-            const int h = static_cast<int>(rows.size());
-            std::vector<uint16_t> out(static_cast<size_t>(width) * h);
-            ASSERT_EQ(callV210(f, words.data(), 4 * groups, out.data(), width, {width, h}), celStatusOk);
-            for (int j = 0; j < h; ++j)
-                for (int x = 0; x < width; ++x) {
-                    const uint16_t want = modelPixel(rows[j], x, f);
-                    ASSERT_EQ(out[static_cast<size_t>(j) * width + x], want)
-                        << formName(f) << " Y " << rows[j].y[x] << " Cb " << rows[j].cb[x / 2] << " Cr "
-                        << rows[j].cr[x / 2];
-                }
+
+// Red depends on (Cr, Y) alone and blue on (Cb, Y): every chroma value
+// with every luma, both forms.
+TEST(V210Colour, EveryChromaWithEveryLuma) {
+    const int width = 2 * 1024 * 1024 / 64 - 5;  // 16 chroma values a row, a cut group at the end
+    std::vector<Samples> rows;
+    for (int first = 0; first < 1024; first += 16 * kSweepStride) {
+        const int groups = groupsOf(width);
+        Samples s{std::vector<int>(6 * groups), std::vector<int>(3 * groups), std::vector<int>(3 * groups)};
+        for (int k = 0; k < 3 * groups; ++k) {
+            const int c = std::min(first + 2 * k / 1024, 1023);
+            s.cb[k] = c, s.cr[k] = 1023 - c;
+            s.y[2 * k] = (2 * k) & 1023, s.y[2 * k + 1] = (2 * k + 1) & 1023;
         }
+        rows.push_back(std::move(s));
+    }
+    for (Form f : {Form::BGR, Form::RGB}) expectRows(f, rows, width);
+}
+
+// Green depends on all three; it is limited except where Y + (-0.459 r) +
+// (-0.183 b) lies in -1 .. 65, and is monotonic in Y: every (Cb, Cr) pair
+// with each luma of that window, so with the other test every input.
+TEST(V210Colour, EveryChromaPairThroughTheGreenWindow) {
+    constexpr int kPairsPerChroma = 34;  // 68 luma values
+    const int width = 2 * kPairsPerChroma * 1024;
+    std::vector<Samples> rows;
+    for (int cr = 0; cr < 1024; cr += kSweepStride) {
+        const int groups = groupsOf(width);
+        Samples s{std::vector<int>(6 * groups), std::vector<int>(3 * groups), std::vector<int>(3 * groups)};
+        for (int k = 0; k < 3 * groups; ++k) {
+            const int cb = std::min(k / kPairsPerChroma, 1023);
+            const double shift = -0.459 * (cr - 512) - 0.183 * (cb - 512);
+            const int y0 = static_cast<int>(std::floor(-shift)) - 2 + 2 * (k % kPairsPerChroma);
+            s.cb[k] = cb, s.cr[k] = cr;
+            s.y[2 * k] = std::clamp(y0, 0, 1023), s.y[2 * k + 1] = std::clamp(y0 + 1, 0, 1023);
+        }
+        rows.push_back(std::move(s));
+    }
+    expectRows(Form::BGR, rows, width);  // the forms differ in the packing alone, swept above
 }
 
 // Worked values: neutral chroma with luma 0 and 1023, the limits on the
