@@ -157,10 +157,6 @@ inline constexpr int kMagicHigh = 0x4B40;
 inline constexpr float kChromaBase = kMagic + 32768.0f;
 inline constexpr float kFieldScale = 1.0f / 64;
 
-// Eight 16-bit lanes from the low halves of the 32-bit lanes of the even
-// (e) and odd (o) pixels, in pixel order.
-inline __m128i interleaveLow(__m128i e, __m128i o) { return _mm_blend_epi16(e, _mm_slli_epi32(o, 16), 0xAA); }
-
 // The 5-6-5 words of set s from its two groups.
 template <const Packed565& P, int S>
 inline __m128i set565_v(__m128i first, __m128i second) {
@@ -185,20 +181,22 @@ inline __m128i set565_v(__m128i first, __m128i second) {
     const __m128 gb = _mm_mul_ps(b64, _mm_set1_ps(kCbToG * kFieldScale));
     const __m128 ye = _mm_castsi128_ps(_mm_unpacklo_epi16(y16, high));  // M + Y, even pixels
     const __m128 yo = _mm_castsi128_ps(_mm_unpackhi_epi16(y16, high));  // odd pixels
-    const __m128i r = interleaveLow(_mm_castps_si128(_mm_add_ps(ar, ye)), _mm_castps_si128(_mm_add_ps(ar, yo)));
-    const __m128i b = interleaveLow(_mm_castps_si128(_mm_add_ps(ab, ye)), _mm_castps_si128(_mm_add_ps(ab, yo)));
+    const __m128i re = _mm_castps_si128(_mm_add_ps(ar, ye)), ro = _mm_castps_si128(_mm_add_ps(ar, yo));
+    const __m128i be = _mm_castps_si128(_mm_add_ps(ab, ye)), bo = _mm_castps_si128(_mm_add_ps(ab, yo));
     const __m128i ge = _mm_cvtps_epi32(_mm_add_ps(_mm_add_ps(gr, _mm_sub_ps(ye, magic)), gb));
     const __m128i go = _mm_cvtps_epi32(_mm_add_ps(_mm_add_ps(gr, _mm_sub_ps(yo, magic)), gb));
-    const __m128i g = _mm_min_epi16(_mm_max_epi16(interleaveLow(ge, go), _mm_setzero_si128()), _mm_set1_epi16(kMax6));
-    // The 5-bit fields as bytes: the low one, and the high one times 8 (the
-    // saturating pack limits below at 0; the minimum above at 31, 248);
-    // byte pairs then hold low | high << 11.
-    const __m128i low = P.redLow ? r : b, highField = P.redLow ? b : r;
-    const __m128i fives = _mm_min_epu8(_mm_packus_epi16(low, _mm_slli_epi16(highField, 3)),
-                                       _mm_setr_epi8(31, 31, 31, 31, 31, 31, 31, 31, 31 << 3, 31 << 3, 31 << 3,
-                                                     31 << 3, 31 << 3, 31 << 3, 31 << 3, 31 << 3));
-    const __m128i pairs = _mm_shuffle_epi8(fives, _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
-    return _mm_or_si128(pairs, _mm_slli_epi16(g, 5));
+    // Each pixel's 5-bit fields as a byte pair: the one of bits 0-4, and the
+    // one of bits 11-15 times 8, both from the low halves of their sums; the
+    // saturating pack limits them below at 0, the minimum above at 31 and
+    // 248, so the pair is the word's bits 0-4 and 11-15.  Green is limited
+    // by the unsigned pack and the minimum at 63 and fills bits 5-10.
+    const __m128i pe = _mm_blend_epi16(P.redLow ? re : be, _mm_slli_epi32(P.redLow ? be : re, 16 + 3), 0xAA);
+    const __m128i po = _mm_blend_epi16(P.redLow ? ro : bo, _mm_slli_epi32(P.redLow ? bo : ro, 16 + 3), 0xAA);
+    const __m128i fives = _mm_min_epu8(_mm_packus_epi16(pe, po), _mm_set1_epi16(static_cast<int16_t>(kMax5 << 3 << 8 | kMax5)));
+    const __m128i g = _mm_min_epu16(_mm_packus_epi32(ge, go), _mm_set1_epi16(kMax6));
+    // lanes 0-3 hold the even pixels, 4-7 the odd ones: into pixel order
+    return _mm_shuffle_epi8(_mm_or_si128(fives, _mm_slli_epi16(g, 5)),
+                            _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
 }
 
 // 24 pixels from 16 words to 24 samples.
