@@ -14,12 +14,13 @@
 //   R and B limited to 0..31, G to 0..63, on the 10-bit scale: nothing is
 //   shifted down first, so a luma of 63 or more with neutral chroma fills
 //   every field.
-// The factors are the decoder's own, fixed as stated: they sit about 2%
-// below the BT.709 colour-difference factors (Kr 0.2126, Kb 0.0722:
-// 2 (1 - Kr) = 1.5748, 2 (1 - Kb) = 1.8556, 2 Kr (1 - Kr) / Kg = 0.4681,
-// 2 Kb (1 - Kb) / Kg = 0.1873), close to those times 219/224, and are not
-// derived from them here.  They belong to this decoder alone and stay in
-// this header.
+// The factors are the BT.709 decoder with full-scale luma and the studio
+// chroma excursion (lumachroma/matrices.h, kDec709Hdtv: luma 1.000 and the
+// colour-difference terms 1.540, 1.816, 0.459, 0.183, each in thousandths
+// as published), the factors 2 (1 - Kr), 2 (1 - Kb), 2 Kr (1 - Kr) / Kg
+// and 2 Kb (1 - Kb) / Kg times 219/224.  They are taken from that set here,
+// each to single precision by one division of its thousandths, which the
+// asserts below hold to the decimal constants bit for bit.
 //
 // The decoders have no scalar path: luma goes a group of 6 pixels at a
 // time, colour 24 pixels (four groups) at a time in 4-lane passes over pixel
@@ -32,12 +33,19 @@
 
 #include <cstdint>
 
+#include "lumachroma/matrices.h"
+
 namespace cel::chroma::v210 {
 
 inline constexpr int kGroupPixels = 6, kGroupWords = 4;
 inline constexpr uint32_t kFieldMask = 0x3FF;
 inline constexpr int kChromaZero = 512;
-inline constexpr float kCrToR = 1.54f, kCbToB = 1.816f, kCrToG = -0.459f, kCbToG = -0.183f;
+constexpr float fromMilli(int thousandths) { return static_cast<float>(thousandths) / 1000.0f; }
+inline constexpr float kCrToR = fromMilli(mat::kDec709Hdtv.crR), kCbToB = fromMilli(mat::kDec709Hdtv.cbB),
+                       kCrToG = -fromMilli(mat::kDec709Hdtv.crG), kCbToG = -fromMilli(mat::kDec709Hdtv.cbG);
+static_assert(mat::kDec709Hdtv.y == 1000, "luma enters unscaled");
+static_assert(kCrToR == 1.54f && kCbToB == 1.816f && kCrToG == -0.459f && kCbToG == -0.183f,
+              "the decoder's factors");
 inline constexpr int kMax5 = 31, kMax6 = 63;
 
 // Words of a group needed for the first n pixels (n 1..6): luma only, and
