@@ -1,6 +1,7 @@
 #!/bin/sh
 # Runs the one-run speed table (bench/table) and prints it as Markdown:
-# operation, input, this library, peer, ratio (Mpixel/s by CPU time).
+# operation, input, this library, peer, ratio and a memcpy of the bytes the
+# operation reads (Mpixel/s by CPU time); rows without a peer say "none".
 # OpenCV is limited to SSE4.2 through OPENCV_CPU_DISABLE (read when it
 # loads); libyuv limits itself inside the program.  Extra arguments go to
 # the benchmark program (e.g. --benchmark_filter=...).
@@ -15,17 +16,27 @@ OPENCV_CPU_DISABLE="${OPENCV_CPU_DISABLE:-AVX512F,AVX2,AVX,FMA3,FP16}" \
 python3 - "$out" <<'PY'
 import json, sys
 runs = json.load(open(sys.argv[1]))["benchmarks"]
-table = {}
+table, src, memcpy = {}, {}, {}
 for b in runs:
     op, who, content, _ = b["name"].split("/")
+    if op == "memcpy":
+        memcpy[who] = b["Mpix/s"]
+        continue
     table.setdefault((op, content), {})[who] = b["Mpix/s"]
-print("| operation | input | this library | peer | peer Mpix/s | ratio |")
-print("|---|---|---:|---|---:|---:|")
+    if who == "mine":
+        src[op] = b.get("srcB")
+print("| operation | input | this library | peer | peer Mpix/s | ratio | memcpy of the source Mpix/s |")
+print("|---|---|---:|---|---:|---:|---:|")
 for (op, content), r in table.items():
     mine = r.get("mine")
-    for who, v in r.items():
-        if who == "mine" or mine is None:
-            continue
-        print(f"| `{op}` | {content} | {mine:,.0f} | {who[5:]} | {v:,.0f} | {mine / v:.2f} |")
+    if mine is None:
+        continue
+    m = memcpy.get(f"{src.get(op):g}B") if src.get(op) else None
+    mc = f"{m:,.0f}" if m else "-"
+    peers = [(who, v) for who, v in r.items() if who != "mine"]
+    if not peers:
+        print(f"| `{op}` | {content} | {mine:,.0f} | none | - | - | {mc} |")
+    for who, v in peers:
+        print(f"| `{op}` | {content} | {mine:,.0f} | {who[5:]} | {v:,.0f} | {mine / v:.2f} | {mc} |")
 PY
 rm -f "$out"

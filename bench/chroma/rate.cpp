@@ -1,8 +1,10 @@
 // Chroma rate conversion at 1920x1080: every export of the family, beside
 // libyuv where it does the same job (at its default dispatch and limited to
 // SSE4.2) and a memcpy of the same bytes (half the traffic: read plus
-// written).  The content is a smooth gradient with sensor-like noise; these
-// kernels only move bytes, so their speed does not depend on it.
+// written).  Sources are the photograph and the noisy gradients of
+// common/content.h through the library's encoder, the same bytes for the
+// library and libyuv; these kernels only move bytes, so their speed hardly
+// depends on the content.
 //
 // libyuv's averaging forms (I422ToI420, YUY2ToI420, UYVYToI420, YUY2ToNV12,
 // UYVYToNV12 average the two chroma rows; I420ToI422 may filter) do a little
@@ -10,10 +12,11 @@
 // closest jobs it has.
 #include <benchmark/benchmark.h>
 
-#include <random>
+#include <string>
 
 #include "celcc.h"
 #include "common/bench_util.h"
+#include "common/content.h"
 
 #ifdef HAVE_LIBYUV
 #include <libyuv/convert.h>
@@ -26,19 +29,6 @@ namespace {
 
 using celbench::Frame;
 
-// Gradient plus noise, w x h bytes.
-std::vector<uint8_t> gradient(size_t w, size_t h, uint32_t seed) {
-    std::vector<uint8_t> v(w * h);
-    std::mt19937 rng(seed);
-    std::normal_distribution<float> noise(0.0f, 2.5f);
-    for (size_t y = 0; y < h; ++y)
-        for (size_t x = 0; x < w; ++x) {
-            const float g = 40.0f + 150.0f * float(x) / float(w) + 40.0f * float(y) / float(h) + noise(rng);
-            v[y * w + x] = static_cast<uint8_t>(g < 0 ? 0 : g > 255 ? 255 : g);
-        }
-    return v;
-}
-
 // One side of a conversion: layout and sampling, its buffers and steps.
 enum class Lay { C2, P2, P3 };
 enum class Samp { S420, S422, S411 };
@@ -48,7 +38,9 @@ struct Side {
     uint8_t* p[3] = {};
     int step[3] = {};
     size_t bytes = 0;
-    Side(Lay lay, Samp s, int w, int h, uint32_t seed) {
+    // A destination (content empty: zeros) or the content in this layout.
+    Side(Lay lay, Samp s, const Frame& f, const std::string& content) {
+        const int w = f.width, h = f.height;
         const int cw = s == Samp::S411 ? w / 4 : w / 2, chh = s == Samp::S420 ? h / 2 : h;
         int widths[3] = {0, 0, 0}, rows[3] = {h, chh, chh};
         if (lay == Lay::C2) widths[0] = 2 * w;
@@ -56,11 +48,24 @@ struct Side {
         if (lay == Lay::P3) widths[0] = w, widths[1] = widths[2] = cw;
         for (int i = 0; i < 3; ++i) {
             if (widths[i] == 0) continue;
-            buf[i] = gradient(size_t(widths[i]), size_t(rows[i]), seed + i);
+            buf[i].assign(size_t(widths[i]) * rows[i], 0);
             p[i] = buf[i].data();
             step[i] = widths[i];
             bytes += buf[i].size();
         }
+        if (content.empty()) return;
+        const auto rgb = celbench::contentRGB(content, f);
+        if (lay == Lay::C2) {
+            buf[0] = celbench::packed422Of(rgb, f, false);
+        } else {
+            celbench::YCbCrPlanes q = celbench::ycbcrPlanesOf(rgb, f, s == Samp::S411 ? 4 : 2, s == Samp::S420 ? 2 : 1);
+            buf[0] = std::move(q.y);
+            if (lay == Lay::P2)
+                buf[1] = std::move(q.cbcr);
+            else
+                buf[1] = std::move(q.cb), buf[2] = std::move(q.cr);
+        }
+        for (int i = 0; i < 3; ++i) p[i] = buf[i].empty() ? nullptr : buf[i].data();
     }
 };
 
@@ -155,8 +160,8 @@ const Conv kConvs[] = {
     {"celiYCrCb420ToYCbCr411_8u_P3P2R", P3, S420, P2, S411, viaP3P2<celiYCrCb420ToYCbCr411_8u_P3P2R>},
 };
 
-void BM_Conv(benchmark::State& state, Frame f, const Conv& c) {
-    Side s(c.srcLay, c.srcSamp, f.width, f.height, 1), d(c.dstLay, c.dstSamp, f.width, f.height, 7);
+void BM_Conv(benchmark::State& state, Frame f, const std::string& content, const Conv& c) {
+    Side s(c.srcLay, c.srcSamp, f, content), d(c.dstLay, c.dstSamp, f, "");
     for (auto _ : state) {
         c.run(s, d, {f.width, f.height});
         benchmark::ClobberMemory();
@@ -215,8 +220,8 @@ const Peer kPeers[] = {
      }},
 };
 
-void BM_Peer(benchmark::State& state, Frame f, const Peer& p, bool sse42) {
-    Side s(p.srcLay, p.srcSamp, f.width, f.height, 1), d(p.dstLay, p.dstSamp, f.width, f.height, 7);
+void BM_Peer(benchmark::State& state, Frame f, const std::string& content, const Peer& p, bool sse42) {
+    Side s(p.srcLay, p.srcSamp, f, content), d(p.dstLay, p.dstSamp, f, "");
     libyuv::MaskCpuFlags(sse42 ? kSse42 : -1);
     for (auto _ : state) {
         p.run(s, d, f.width, f.height);
@@ -229,16 +234,19 @@ void BM_Peer(benchmark::State& state, Frame f, const Peer& p, bool sse42) {
 
 // Registered on wall-clock time: the rates (Mpix/s, bytes/s) then follow
 // the time column, also where the CPU-time clock of a shared machine lags.
+// "<name>/<content>/1920x1080", or "<name>/1920x1080" without a content.
 template <class Fn>
-void registerHD(const std::string& name, Fn fn) {
+void registerHD(const std::string& name, Fn fn, const std::string& content = "") {
     const Frame f = celbench::kHD;
-    benchmark::RegisterBenchmark((name + "/1920x1080").c_str(), [fn, f](benchmark::State& st) { fn(st, f); })
-        ->UseRealTime();
+    const std::string tag = name + (content.empty() ? "" : "/" + content) + "/1920x1080";
+    benchmark::RegisterBenchmark(tag.c_str(), [fn, f](benchmark::State& st) { fn(st, f); })->UseRealTime();
 }
 
 void registerAll() {
+    const std::vector<std::string> contents = celbench::contentNames();
     for (const Conv& c : kConvs)
-        registerHD(c.name, [&c](benchmark::State& st, Frame f) { BM_Conv(st, f, c); });
+        for (const std::string& k : contents)
+            registerHD(c.name, [&c, k](benchmark::State& st, Frame f) { BM_Conv(st, f, k, c); }, k);
     // memcpy of half the traffic: 4:2:0 <-> 4:2:2 and 4:2:2 <-> 4:1:1 move 3.5 bytes a pixel, 4:1:1 <-> 4:2:0 move 3
     for (int quarters : {7, 6})
         registerHD(std::string("memcpy_") + (quarters == 7 ? "1.75" : "1.5") + "B",
@@ -248,8 +256,9 @@ void registerAll() {
 #ifdef HAVE_LIBYUV
     for (const Peer& p : kPeers)
         for (bool sse42 : {false, true})
-            registerHD(std::string("peer_libyuv_") + p.name + (sse42 ? "_SSE42" : "_default"),
-                       [&p, sse42](benchmark::State& st, Frame f) { BM_Peer(st, f, p, sse42); });
+            for (const std::string& k : contents)
+                registerHD(std::string("peer_libyuv_") + p.name + (sse42 ? "_SSE42" : "_default"),
+                           [&p, sse42, k](benchmark::State& st, Frame f) { BM_Peer(st, f, k, p, sse42); }, k);
 #endif
 }
 

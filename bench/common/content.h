@@ -92,6 +92,97 @@ void registerOnContent(const std::string& name, const std::string& content, Fn f
     registerAtSizes(name + "/" + content, [fn, content](benchmark::State& st, Frame f) { fn(st, f, content); }, {kHD});
 }
 
+// The content as BGRA bytes (alpha 255).
+inline std::vector<uint8_t> bgraOf(const std::vector<uint8_t>& rgb) {
+    std::vector<uint8_t> out(rgb.size() / 3 * 4);
+    for (size_t i = 0; i < rgb.size() / 3; ++i)
+        out[4 * i] = rgb[3 * i + 2], out[4 * i + 1] = rgb[3 * i + 1], out[4 * i + 2] = rgb[3 * i], out[4 * i + 3] = 255;
+    return out;
+}
+
+// Three-channel content with a fourth byte of 255 after every pixel.
+inline std::vector<uint8_t> withAlphaOf(const std::vector<uint8_t>& c3) {
+    std::vector<uint8_t> out(c3.size() / 3 * 4);
+    for (size_t i = 0; i < c3.size() / 3; ++i)
+        out[4 * i] = c3[3 * i], out[4 * i + 1] = c3[3 * i + 1], out[4 * i + 2] = c3[3 * i + 2], out[4 * i + 3] = 255;
+    return out;
+}
+
+// Y, Cb and Cr planes of RGB content through the library's full-resolution
+// encoder, the chroma at 1/cw x 1/ch by keeping every cw-th column of every
+// ch-th row; `cbcr` holds the two chroma planes interleaved (Cb first).
+struct YCbCrPlanes {
+    std::vector<uint8_t> y, cb, cr, cbcr;
+    int chromaWidth = 0;
+};
+inline YCbCrPlanes ycbcrPlanesOf(const std::vector<uint8_t>& rgb, const Frame& f, int cw, int ch) {
+    const size_t n = size_t(f.width) * f.height;
+    std::vector<uint8_t> full[3] = {std::vector<uint8_t>(n), std::vector<uint8_t>(n), std::vector<uint8_t>(n)};
+    uint8_t* d[3] = {full[0].data(), full[1].data(), full[2].data()};
+    celiRGBToYCbCr_8u_C3P3R(rgb.data(), 3 * f.width, d, f.width, {f.width, f.height});
+    YCbCrPlanes p;
+    p.y = std::move(full[0]);
+    p.chromaWidth = f.width / cw;
+    for (int y = 0; y < f.height / ch; ++y)
+        for (int x = 0; x < p.chromaWidth; ++x) {
+            const size_t at = size_t(y * ch) * f.width + size_t(x * cw);
+            p.cb.push_back(full[1][at]);
+            p.cr.push_back(full[2][at]);
+            p.cbcr.push_back(full[1][at]);
+            p.cbcr.push_back(full[2][at]);
+        }
+    return p;
+}
+
+// RGB content at 4:2:2 interleaved: Y0 Cb Y1 Cr, or Cb Y0 Cr Y1 (uyvy).
+inline std::vector<uint8_t> packed422Of(const std::vector<uint8_t>& rgb, const Frame& f, bool uyvy) {
+    const YCbCrPlanes p = ycbcrPlanesOf(rgb, f, 2, 1);
+    std::vector<uint8_t> out(size_t(f.width) * f.height * 2);
+    for (int y = 0; y < f.height; ++y)
+        for (int x = 0; x < f.width / 2; ++x) {
+            uint8_t* o = &out[(size_t(y) * f.width + 2 * x) * 2];
+            const size_t l = size_t(y) * f.width + 2 * x, c = size_t(y) * p.chromaWidth + x;
+            if (uyvy)
+                o[0] = p.cb[c], o[1] = p.y[l], o[2] = p.cr[c], o[3] = p.y[l + 1];
+            else
+                o[0] = p.y[l], o[1] = p.cb[c], o[2] = p.y[l + 1], o[3] = p.cr[c];
+        }
+    return out;
+}
+
+// Registers fn(state, frame, content) as "<name>/<content>/1920x1080" on
+// every realistic content.
+template <class Fn>
+void registerOnContents(const std::string& name, Fn fn) {
+    for (const std::string& c : contentNames()) registerOnContent(name, c, fn);
+}
+
+#ifdef HAVE_OPENCV
+// OpenCV's cvtColor(code) on one thread, on the content (scaled to 0..1
+// when f32) converted first by `pre` (an OpenCV code, or -1 for none).
+inline void openCvOnContent(benchmark::State& state, const Frame& f, const std::string& content, int code, int pre,
+                            bool f32) {
+    cv::setNumThreads(1);
+    std::vector<uint8_t> rgb = contentRGB(content, f);
+    cv::Mat src, dst;
+    cv::Mat(f.height, f.width, CV_8UC3, rgb.data()).convertTo(src, f32 ? CV_32FC3 : CV_8UC3, f32 ? 1.0 / 255.0 : 1.0);
+    if (pre >= 0) cv::cvtColor(src.clone(), src, pre);
+    cv::cvtColor(src, dst, code);
+    for (auto _ : state) {
+        cv::cvtColor(src, dst, code);
+        benchmark::ClobberMemory();
+    }
+    setCounters(state, f, src.total() * src.elemSize() + dst.total() * dst.elemSize());
+}
+
+// Registers openCvOnContent as "peer_OpenCV_<name>/<content>/1920x1080".
+inline void registerOpenCvOnContents(const std::string& name, int code, int pre = -1, bool f32 = false) {
+    registerOnContents("peer_OpenCV_" + name, [=](benchmark::State& st, Frame f, const std::string& k) {
+        openCvOnContent(st, f, k, code, pre, f32);
+    });
+}
+#endif
+
 // 8-bit RGB content as samples of type T (floats scaled to 0..1), or, given
 // a forward conversion (interleaved, three channels), its output of them:
 // the source of the reverse direction.

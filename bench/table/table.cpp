@@ -8,17 +8,10 @@
 //
 // Names: "<op>/mine/<content>/1920x1080" and "<op>/peer_<name>/<content>/...";
 // tools/bench_table.sh turns a run into the table of bench/README.md.
-#include <benchmark/benchmark.h>
+#include "table/table.h"
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "celcc.h"
-#include "common/bench_util.h"
-#include "common/content.h"
-#include "common/mosaic.h"
+#include <cstdio>
+#include <set>
 
 #ifdef HAVE_LIBYUV
 #include <libyuv/convert.h>
@@ -28,69 +21,8 @@
 #include <libyuv/planar_functions.h>
 #endif
 
+namespace celtable {
 namespace {
-
-using celbench::Frame;
-using Bytes = std::vector<uint8_t>;
-
-// A case prepares its buffers for a frame and a content and returns the
-// call to time; the call owns what it touches.
-using Call = std::function<void()>;
-using Case = std::function<Call(const Frame&, const std::string&)>;
-
-void run(benchmark::State& state, const Frame& f, const std::string& content, const Case& make, bool libyuv) {
-#ifdef HAVE_LIBYUV
-    if (libyuv)
-        libyuv::MaskCpuFlags(libyuv::kCpuHasX86 | libyuv::kCpuHasSSE2 | libyuv::kCpuHasSSSE3 | libyuv::kCpuHasSSE41 |
-                             libyuv::kCpuHasSSE42);
-#endif
-    const Call call = make(f, content);
-    for (auto _ : state) {
-        call();
-        benchmark::ClobberMemory();
-    }
-#ifdef HAVE_LIBYUV
-    if (libyuv) libyuv::MaskCpuFlags(-1);
-#endif
-    state.counters["Mpix/s"] =
-        benchmark::Counter(double(f.width) * f.height * double(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
-}
-
-// ---- Sources made from the content ----------------------------------------------------
-int px(const Frame& f) { return f.width * f.height; }
-
-Bytes bgraOf(const Bytes& rgb) {
-    Bytes out(rgb.size() / 3 * 4);
-    for (size_t i = 0; i < rgb.size() / 3; ++i)
-        out[4 * i] = rgb[3 * i + 2], out[4 * i + 1] = rgb[3 * i + 1], out[4 * i + 2] = rgb[3 * i], out[4 * i + 3] = 255;
-    return out;
-}
-
-// Planes Y, Cb, Cr of the content at 4:4:4 (c = 1) or 4:2:0 (c = 2) through
-// the library's encoders; at 4:2:2 the 4:4:4 chroma with every other column.
-struct Planes {
-    Bytes p[3];
-    int w[3];
-    const uint8_t* src[3];
-    int step[3];
-};
-std::shared_ptr<Planes> planesOf(const Bytes& rgb, const Frame& f, int cw, int ch) {
-    auto p = std::make_shared<Planes>();
-    Bytes full[3];
-    for (auto& v : full) v.resize(px(f));
-    uint8_t* d[3] = {full[0].data(), full[1].data(), full[2].data()};
-    celiRGBToYCbCr_8u_C3P3R(rgb.data(), 3 * f.width, d, f.width, {f.width, f.height});
-    for (int k = 0; k < 3; ++k) {
-        const int sx = k ? cw : 1, sy = k ? ch : 1;
-        p->w[k] = f.width / sx;
-        p->p[k].resize(size_t(p->w[k]) * (f.height / sy));
-        for (int y = 0; y < f.height / sy; ++y)
-            for (int x = 0; x < p->w[k]; ++x) p->p[k][size_t(y) * p->w[k] + x] = full[k][size_t(y * sy) * f.width + x * sx];
-        p->src[k] = p->p[k].data();
-        p->step[k] = p->w[k];
-    }
-    return p;
-}
 
 // ---- Library cases -----------------------------------------------------------------------
 // Interleaved three-channel to three-channel (or one), source made by `prep`.
@@ -119,8 +51,8 @@ std::vector<float> xyzFloats(const Bytes& rgb, const Frame& f) {
 
 Case bayerMine() {
     return [](const Frame& f, const std::string& content) -> Call {
-        const auto m = celbench::makeMosaic(f, content == "photo" ? celbench::MosaicContent::Photo
-                                                                  : celbench::MosaicContent::Gradient, 8);
+        const auto m = celbench::makeMosaic(
+            f, content == "photo" ? celbench::MosaicContent::Photo : celbench::MosaicContent::Gradient, 8);
         auto src = std::make_shared<Bytes>(m.begin(), m.end());
         auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
         return [=] {
@@ -156,12 +88,18 @@ Case planarMine(Dec d) {
         return [=] {
             const CelSize roi{f.width, f.height};
             switch (d) {
-                case Dec::P444: celiYCbCrToRGB_8u_P3C3R(in->src, f.width, dst->data(), 3 * f.width, roi); break;
-                case Dec::P420: celiYCbCr420ToRGB_8u_P3C3R(in->src, in->step, dst->data(), 3 * f.width, roi); break;
+                case Dec::P444:
+                    celiYCbCrToRGB_8u_P3C3R(in->src, f.width, dst->data(), 3 * f.width, roi);
+                    break;
+                case Dec::P420:
+                    celiYCbCr420ToRGB_8u_P3C3R(in->src, in->step, dst->data(), 3 * f.width, roi);
+                    break;
                 case Dec::To420P2:
                     celiYCbCr420_8u_P3P2R(in->src, in->step, dst->data(), f.width, dst->data() + px(f), f.width, roi);
                     break;
-                case Dec::To422C2: celiYCbCr422_8u_P3C2R(in->src, in->step, dst->data(), 2 * f.width, roi); break;
+                case Dec::To422C2:
+                    celiYCbCr422_8u_P3C2R(in->src, in->step, dst->data(), 2 * f.width, roi);
+                    break;
             }
         };
     };
@@ -176,8 +114,8 @@ Case openCv(int code, int pre, bool f32, bool mosaic = false) {
         cv::setNumThreads(1);
         auto src = std::make_shared<cv::Mat>(), dst = std::make_shared<cv::Mat>();
         if (mosaic) {
-            const auto m = celbench::makeMosaic(f, content == "photo" ? celbench::MosaicContent::Photo
-                                                                      : celbench::MosaicContent::Gradient, 8);
+            const auto m = celbench::makeMosaic(
+                f, content == "photo" ? celbench::MosaicContent::Photo : celbench::MosaicContent::Gradient, 8);
             cv::Mat(f.height, f.width, CV_16UC1, const_cast<uint16_t*>(m.data())).convertTo(*src, CV_8UC1);
         } else {
             Bytes rgb = celbench::contentRGB(content, f);
@@ -212,9 +150,11 @@ Case libyuvEncode(Enc e) {
             uint8_t* u = y + px(f);
             uint8_t* v = u + px(f) / 4;
             if (e == Enc::Bgra420)
-                libyuv::ARGBToI420(src->data(), 4 * f.width, y, f.width, u, f.width / 2, v, f.width / 2, f.width, f.height);
+                libyuv::ARGBToI420(src->data(), 4 * f.width, y, f.width, u, f.width / 2, v, f.width / 2, f.width,
+                                   f.height);
             else
-                libyuv::RAWToI420(src->data(), 3 * f.width, y, f.width, u, f.width / 2, v, f.width / 2, f.width, f.height);
+                libyuv::RAWToI420(src->data(), 3 * f.width, y, f.width, u, f.width / 2, v, f.width / 2, f.width,
+                                  f.height);
         };
     };
 }
@@ -228,110 +168,150 @@ Case libyuvPlanar(Dec d) {
             const int sy = in->step[0], su = in->step[1], sv = in->step[2];
             uint8_t* o = dst->data();
             switch (d) {
-                case Dec::P444: libyuv::I444ToRAW(y, sy, u, su, v, sv, o, 3 * f.width, f.width, f.height); break;
-                case Dec::P420: libyuv::I420ToRAW(y, sy, u, su, v, sv, o, 3 * f.width, f.width, f.height); break;
+                case Dec::P444:
+                    libyuv::I444ToRAW(y, sy, u, su, v, sv, o, 3 * f.width, f.width, f.height);
+                    break;
+                case Dec::P420:
+                    libyuv::I420ToRAW(y, sy, u, su, v, sv, o, 3 * f.width, f.width, f.height);
+                    break;
                 case Dec::To420P2:
                     libyuv::I420ToNV12(y, sy, u, su, v, sv, o, f.width, o + px(f), f.width, f.width, f.height);
                     break;
-                case Dec::To422C2: libyuv::I422ToYUY2(y, sy, u, su, v, sv, o, 2 * f.width, f.width, f.height); break;
+                case Dec::To422C2:
+                    libyuv::I422ToYUY2(y, sy, u, su, v, sv, o, 2 * f.width, f.width, f.height);
+                    break;
             }
         };
     };
 }
 #endif
 
-struct Row {
-    std::string op;
-    Case mine;
-    std::string peer;  // empty: no peer built in
-    Case peerCase;
-    bool peerIsLibyuv;
-};
-
-[[maybe_unused]] std::string openCvName(const std::string& what) {
-#ifdef HAVE_OPENCV
-    return "peer_OpenCV_" + what + (cv::checkHardwareSupport(CV_CPU_AVX) ? "_native" : "_sse42");
-#else
-    return what;
-#endif
-}
-
 std::vector<Row> rows() {
     std::vector<Row> r;
-    const auto add = [&r](std::string op, Case mine, std::string peer, Case peerCase, bool yuv) {
-        r.push_back({std::move(op), std::move(mine), std::move(peer), std::move(peerCase), yuv});
+    const auto add = [&r](std::string op, Case mine, double srcBytes, std::vector<Peer> peers) {
+        r.push_back({std::move(op), std::move(mine), srcBytes, std::move(peers)});
     };
-#ifdef HAVE_OPENCV
-    const auto ocv = [&add](std::string op, Case mine, const std::string& what, int code, int pre, bool f32) {
-        add(std::move(op), std::move(mine), openCvName(what), openCv(code, pre, f32), false);
-    };
-    add("celiCFAToRGB_8u_C1C3R", bayerMine(), openCvName("BayerBG2RGB"), openCv(cv::COLOR_BayerBG2RGB, -1, false, true),
-        false);
-    ocv("celiXYZToRGB_32f_C3R", interleaved<float>(celiXYZToRGB_32f_C3R, 3, xyzFloats), "XYZ2RGB_32f",
-        cv::COLOR_XYZ2RGB, cv::COLOR_RGB2XYZ, true);
-    ocv("celiRGBToXYZ_32f_C3R", interleaved<float>(celiRGBToXYZ_32f_C3R, 3, floats), "RGB2XYZ_32f", cv::COLOR_RGB2XYZ,
-        -1, true);
-    ocv("celiRGBToXYZ_8u_C3R", interleaved<uint8_t>(celiRGBToXYZ_8u_C3R, 3, asIs), "RGB2XYZ_8u", cv::COLOR_RGB2XYZ, -1,
-        false);
-    ocv("celiXYZToRGB_8u_C3R", interleaved<uint8_t>(celiXYZToRGB_8u_C3R, 3, through<celiRGBToXYZ_8u_C3R>),
-        "XYZ2RGB_8u", cv::COLOR_XYZ2RGB, cv::COLOR_RGB2XYZ, false);
-    ocv("celiRGBToHLS_8u_C3R", interleaved<uint8_t>(celiRGBToHLS_8u_C3R, 3, asIs), "RGB2HLS_8u", cv::COLOR_RGB2HLS, -1,
-        false);
-    ocv("celiHLSToRGB_8u_C3R", interleaved<uint8_t>(celiHLSToRGB_8u_C3R, 3, through<celiRGBToHLS_8u_C3R>),
-        "HLS2RGB_8u", cv::COLOR_HLS2RGB, cv::COLOR_RGB2HLS, false);
-    ocv("celiRGBToHSV_8u_C3R", interleaved<uint8_t>(celiRGBToHSV_8u_C3R, 3, asIs), "RGB2HSV_8u", cv::COLOR_RGB2HSV, -1,
-        false);
-    ocv("celiHSVToRGB_8u_C3R", interleaved<uint8_t>(celiHSVToRGB_8u_C3R, 3, through<celiRGBToHSV_8u_C3R>),
-        "HSV2RGB_8u", cv::COLOR_HSV2RGB, cv::COLOR_RGB2HSV, false);
-    ocv("celiRGBToLUV_8u_C3R", interleaved<uint8_t>(celiRGBToLUV_8u_C3R, 3, asIs), "RGB2Luv_8u", cv::COLOR_RGB2Luv, -1,
-        false);
-    ocv("celiLUVToRGB_8u_C3R", interleaved<uint8_t>(celiLUVToRGB_8u_C3R, 3, through<celiRGBToLUV_8u_C3R>),
-        "Luv2RGB_8u", cv::COLOR_Luv2RGB, cv::COLOR_RGB2Luv, false);
-    ocv("celiRGBToLab_8u_C3R", interleaved<uint8_t>(celiRGBToLab_8u_C3R, 3, asIs), "RGB2Lab_8u", cv::COLOR_RGB2Lab, -1,
-        false);
-    ocv("celiLabToRGB_8u_C3R", interleaved<uint8_t>(celiLabToRGB_8u_C3R, 3, through<celiRGBToLab_8u_C3R>),
-        "Lab2RGB_8u", cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab, false);
-    ocv("celiRGBToYCbCr_8u_C3R", interleaved<uint8_t>(celiRGBToYCbCr_8u_C3R, 3, asIs), "RGB2YCrCb_8u",
-        cv::COLOR_RGB2YCrCb, -1, false);
-    ocv("celiYCbCrToRGB_8u_C3R", interleaved<uint8_t>(celiYCbCrToRGB_8u_C3R, 3, through<celiRGBToYCbCr_8u_C3R>),
-        "YCrCb2RGB_8u", cv::COLOR_YCrCb2RGB, cv::COLOR_RGB2YCrCb, false);
-    ocv("celiRGBToGray_32f_C3C1R", interleaved<float>(celiRGBToGray_32f_C3C1R, 1, floats), "RGB2GRAY_32f",
-        cv::COLOR_RGB2GRAY, -1, true);
-#endif
-#ifdef HAVE_LIBYUV
-    add("celiRGBToGray_8u_C3C1R", interleaved<uint8_t>(celiRGBToGray_8u_C3C1R, 1, asIs), "peer_libyuv_RAWToJ400_sse42",
-        libyuvGray(), true);
-    add("celiBGRToYCbCr420_8u_AC4P3R", encode420Mine(Enc::Bgra420), "peer_libyuv_ARGBToI420_sse42",
-        libyuvEncode(Enc::Bgra420), true);
-    add("celiRGBToYCbCr420_8u_C3P3R", encode420Mine(Enc::Rgb420), "peer_libyuv_RAWToI420_sse42",
-        libyuvEncode(Enc::Rgb420), true);
-    add("celiYCbCrToRGB_8u_P3C3R", planarMine(Dec::P444), "peer_libyuv_I444ToRAW_sse42", libyuvPlanar(Dec::P444), true);
-    add("celiYCbCr420ToRGB_8u_P3C3R", planarMine(Dec::P420), "peer_libyuv_I420ToRAW_sse42", libyuvPlanar(Dec::P420),
-        true);
-    add("celiYCbCr420_8u_P3P2R", planarMine(Dec::To420P2), "peer_libyuv_I420ToNV12_sse42", libyuvPlanar(Dec::To420P2),
-        true);
-    add("celiYCbCr422_8u_P3C2R", planarMine(Dec::To422C2), "peer_libyuv_I422ToYUY2_sse42", libyuvPlanar(Dec::To422C2),
-        true);
-#endif
+    // cvtColor(code) beside `op`, on the content converted first by `pre`
+#define OCV_ROW(op, mine, srcBytes, what, code, pre, f32) \
+    add(op, mine, srcBytes, IF_OPENCV(Peer{openCvName(what), openCv(code, pre, f32), false}))
+    add("celiCFAToRGB_8u_C1C3R", bayerMine(), 1,
+        IF_OPENCV(Peer{openCvName("BayerBG2RGB"), openCv(cv::COLOR_BayerBG2RGB, -1, false, true), false}));
+    OCV_ROW("celiXYZToRGB_32f_C3R", interleaved<float>(celiXYZToRGB_32f_C3R, 3, xyzFloats), 12, "XYZ2RGB_32f",
+            cv::COLOR_XYZ2RGB, cv::COLOR_RGB2XYZ, true);
+    OCV_ROW("celiRGBToXYZ_32f_C3R", interleaved<float>(celiRGBToXYZ_32f_C3R, 3, floats), 12, "RGB2XYZ_32f",
+            cv::COLOR_RGB2XYZ, -1, true);
+    OCV_ROW("celiRGBToXYZ_8u_C3R", interleaved<uint8_t>(celiRGBToXYZ_8u_C3R, 3, asIs), 3, "RGB2XYZ_8u",
+            cv::COLOR_RGB2XYZ, -1, false);
+    OCV_ROW("celiXYZToRGB_8u_C3R", interleaved<uint8_t>(celiXYZToRGB_8u_C3R, 3, through<celiRGBToXYZ_8u_C3R>), 3,
+            "XYZ2RGB_8u", cv::COLOR_XYZ2RGB, cv::COLOR_RGB2XYZ, false);
+    OCV_ROW("celiRGBToHLS_8u_C3R", interleaved<uint8_t>(celiRGBToHLS_8u_C3R, 3, asIs), 3, "RGB2HLS_8u",
+            cv::COLOR_RGB2HLS, -1, false);
+    OCV_ROW("celiHLSToRGB_8u_C3R", interleaved<uint8_t>(celiHLSToRGB_8u_C3R, 3, through<celiRGBToHLS_8u_C3R>), 3,
+            "HLS2RGB_8u", cv::COLOR_HLS2RGB, cv::COLOR_RGB2HLS, false);
+    OCV_ROW("celiRGBToHSV_8u_C3R", interleaved<uint8_t>(celiRGBToHSV_8u_C3R, 3, asIs), 3, "RGB2HSV_8u",
+            cv::COLOR_RGB2HSV, -1, false);
+    OCV_ROW("celiHSVToRGB_8u_C3R", interleaved<uint8_t>(celiHSVToRGB_8u_C3R, 3, through<celiRGBToHSV_8u_C3R>), 3,
+            "HSV2RGB_8u", cv::COLOR_HSV2RGB, cv::COLOR_RGB2HSV, false);
+    OCV_ROW("celiRGBToLUV_8u_C3R", interleaved<uint8_t>(celiRGBToLUV_8u_C3R, 3, asIs), 3, "RGB2Luv_8u",
+            cv::COLOR_RGB2Luv, -1, false);
+    OCV_ROW("celiLUVToRGB_8u_C3R", interleaved<uint8_t>(celiLUVToRGB_8u_C3R, 3, through<celiRGBToLUV_8u_C3R>), 3,
+            "Luv2RGB_8u", cv::COLOR_Luv2RGB, cv::COLOR_RGB2Luv, false);
+    OCV_ROW("celiRGBToLab_8u_C3R", interleaved<uint8_t>(celiRGBToLab_8u_C3R, 3, asIs), 3, "RGB2Lab_8u",
+            cv::COLOR_RGB2Lab, -1, false);
+    OCV_ROW("celiLabToRGB_8u_C3R", interleaved<uint8_t>(celiLabToRGB_8u_C3R, 3, through<celiRGBToLab_8u_C3R>), 3,
+            "Lab2RGB_8u", cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab, false);
+    OCV_ROW("celiRGBToYCbCr_8u_C3R", interleaved<uint8_t>(celiRGBToYCbCr_8u_C3R, 3, asIs), 3, "RGB2YCrCb_8u",
+            cv::COLOR_RGB2YCrCb, -1, false);
+    OCV_ROW("celiYCbCrToRGB_8u_C3R", interleaved<uint8_t>(celiYCbCrToRGB_8u_C3R, 3, through<celiRGBToYCbCr_8u_C3R>), 3,
+            "YCrCb2RGB_8u", cv::COLOR_YCrCb2RGB, cv::COLOR_RGB2YCrCb, false);
+    OCV_ROW("celiRGBToGray_32f_C3C1R", interleaved<float>(celiRGBToGray_32f_C3C1R, 1, floats), 12, "RGB2GRAY_32f",
+            cv::COLOR_RGB2GRAY, -1, true);
+#undef OCV_ROW
+    add("celiRGBToGray_8u_C3C1R", interleaved<uint8_t>(celiRGBToGray_8u_C3C1R, 1, asIs), 3,
+        IF_LIBYUV(libyuvPeer("RAWToJ400", libyuvGray())));
+    add("celiBGRToYCbCr420_8u_AC4P3R", encode420Mine(Enc::Bgra420), 4,
+        IF_LIBYUV(libyuvPeer("ARGBToI420", libyuvEncode(Enc::Bgra420))));
+    add("celiRGBToYCbCr420_8u_C3P3R", encode420Mine(Enc::Rgb420), 3,
+        IF_LIBYUV(libyuvPeer("RAWToI420", libyuvEncode(Enc::Rgb420))));
+    add("celiYCbCrToRGB_8u_P3C3R", planarMine(Dec::P444), 3,
+        IF_LIBYUV(libyuvPeer("I444ToRAW", libyuvPlanar(Dec::P444))));
+    add("celiYCbCr420ToRGB_8u_P3C3R", planarMine(Dec::P420), 1.5,
+        IF_LIBYUV(libyuvPeer("I420ToRAW", libyuvPlanar(Dec::P420))));
+    add("celiYCbCr420_8u_P3P2R", planarMine(Dec::To420P2), 1.5,
+        IF_LIBYUV(libyuvPeer("I420ToNV12", libyuvPlanar(Dec::To420P2))));
+    add("celiYCbCr422_8u_P3C2R", planarMine(Dec::To422C2), 2,
+        IF_LIBYUV(libyuvPeer("I422ToYUY2", libyuvPlanar(Dec::To422C2))));
     return r;
 }
 
-void registerAll() {
-    for (const Row& row : rows())
-        for (const std::string& content : celbench::contentNames()) {
-            const Case mine = row.mine, peer = row.peerCase;
-            const bool yuv = row.peerIsLibyuv;
-            celbench::registerOnContent(row.op + "/mine", content, [mine](benchmark::State& st, Frame f,
-                                                                          const std::string& c) {
-                run(st, f, c, mine, false);
-            });
-            celbench::registerOnContent(row.op + "/" + row.peer, content, [peer, yuv](benchmark::State& st, Frame f,
-                                                                                      const std::string& c) {
-                run(st, f, c, peer, yuv);
-            });
-        }
+void run(benchmark::State& state, const Frame& f, const std::string& content, const Case& make,
+         [[maybe_unused]] bool libyuv) {
+#ifdef HAVE_LIBYUV
+    if (libyuv)
+        libyuv::MaskCpuFlags(libyuv::kCpuHasX86 | libyuv::kCpuHasSSE2 | libyuv::kCpuHasSSSE3 | libyuv::kCpuHasSSE41 |
+                             libyuv::kCpuHasSSE42);
+#endif
+    const Call call = make(f, content);
+    for (auto _ : state) {
+        call();
+        benchmark::ClobberMemory();
+    }
+#ifdef HAVE_LIBYUV
+    if (libyuv) libyuv::MaskCpuFlags(-1);
+#endif
+    state.counters["Mpix/s"] =
+        benchmark::Counter(double(f.width) * f.height * double(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
 }
 
-const int registered = (registerAll(), 0);
+// A memcpy of `bytes` bytes a pixel, named "memcpy/<bytes>B/any/1920x1080".
+std::string memcpyName(double bytes) {
+    char tag[32];
+    std::snprintf(tag, sizeof tag, "%gB", bytes);
+    return tag;
+}
+void registerMemcpy(double bytes) {
+    static std::set<double> done;
+    if (!done.insert(bytes).second) return;
+    benchmark::RegisterBenchmark(
+        ("memcpy/" + memcpyName(bytes) + "/any/1920x1080").c_str(), [bytes](benchmark::State& st) {
+            const Frame f = celbench::kHD;
+            const size_t n = size_t(px(f) * bytes);
+            Bytes src = celbench::gradientRGB(Frame{f.width, f.height * 2}), dst(n);
+            src.resize(n);
+            for (auto _ : st) {
+                std::memcpy(dst.data(), src.data(), n);
+                benchmark::ClobberMemory();
+            }
+            st.counters["Mpix/s"] =
+                benchmark::Counter(double(px(f)) * double(st.iterations()) / 1e6, benchmark::Counter::kIsRate);
+        });
+}
+
+const int registered = [] {
+    for (const Row& r : rows()) registerRow(r);
+    return 0;
+}();
 
 }  // namespace
+
+void registerRow(const Row& row) {
+    registerMemcpy(row.srcBytes);
+    for (const std::string& content : celbench::contentNames()) {
+        const Case mine = row.mine;
+        const double bytes = row.srcBytes;
+        celbench::registerOnContent(row.op + "/mine", content,
+                                    [mine, bytes](benchmark::State& st, Frame f, const std::string& c) {
+                                        run(st, f, c, mine, false);
+                                        st.counters["srcB"] = bytes;
+                                    });
+        for (const Peer& p : row.peers) {
+            const Case peer = p.make;
+            const bool yuv = p.libyuv;
+            celbench::registerOnContent(
+                row.op + "/" + p.name, content,
+                [peer, yuv](benchmark::State& st, Frame f, const std::string& c) { run(st, f, c, peer, yuv); });
+        }
+    }
+}
+
+}  // namespace celtable

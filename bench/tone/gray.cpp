@@ -1,10 +1,12 @@
-// RGB -> gray, 8u and 32f C3 at 1920x1080, beside OpenCV COLOR_RGB2GRAY and
-// libyuv's RAWToJ400 (R, G, B bytes; full-range BT.601 weights), the latter
-// with its default SIMD and limited to SSE4.2.
+// RGB -> gray, 8u and 32f C3 at 1920x1080 on the photograph and on noisy
+// gradients (common/content.h), beside OpenCV COLOR_RGB2GRAY and libyuv's
+// RAWToJ400 (R, G, B bytes; full-range BT.601 weights) on the same pixels,
+// the latter with its default SIMD and limited to SSE4.2.
 #include <benchmark/benchmark.h>
 
 #include "celcc.h"
 #include "common/bench_util.h"
+#include "common/content.h"
 
 #ifdef HAVE_LIBYUV
 #include <libyuv/convert.h>
@@ -15,8 +17,8 @@ namespace {
 
 using celbench::Frame;
 
-void BM_Gray8u(benchmark::State& state, Frame f) {
-    auto src = celbench::randomBytes(size_t(f.width) * f.height * 3);
+void BM_Gray8u(benchmark::State& state, Frame f, const std::string& content) {
+    const auto src = celbench::contentRGB(content, f);
     std::vector<uint8_t> dst(size_t(f.width) * f.height);
     for (auto _ : state) {
         celiRGBToGray_8u_C3C1R(src.data(), 3 * f.width, dst.data(), f.width, {f.width, f.height});
@@ -25,10 +27,9 @@ void BM_Gray8u(benchmark::State& state, Frame f) {
     celbench::setCounters(state, f, src.size() + dst.size());
 }
 
-void BM_Gray32f(benchmark::State& state, Frame f) {
-    auto bytes = celbench::randomBytes(size_t(f.width) * f.height * 3);
-    std::vector<float> src(bytes.size()), dst(size_t(f.width) * f.height);
-    for (size_t i = 0; i < bytes.size(); ++i) src[i] = bytes[i] / 255.0f;
+void BM_Gray32f(benchmark::State& state, Frame f, const std::string& content) {
+    const std::vector<float> src = celbench::samplesOf<float>(celbench::contentRGB(content, f), f);
+    std::vector<float> dst(size_t(f.width) * f.height);
     for (auto _ : state) {
         celiRGBToGray_32f_C3C1R(src.data(), 12 * f.width, dst.data(), 4 * f.width, {f.width, f.height});
         benchmark::ClobberMemory();
@@ -37,11 +38,11 @@ void BM_Gray32f(benchmark::State& state, Frame f) {
 }
 
 #ifdef HAVE_LIBYUV
-void BM_LibyuvJ400(benchmark::State& state, Frame f, bool sse42Only) {
+void BM_LibyuvJ400(benchmark::State& state, Frame f, const std::string& content, bool sse42Only) {
     libyuv::MaskCpuFlags(sse42Only ? (libyuv::kCpuHasX86 | libyuv::kCpuHasSSE2 | libyuv::kCpuHasSSSE3 |
                                       libyuv::kCpuHasSSE41 | libyuv::kCpuHasSSE42)
                                    : -1);
-    auto src = celbench::randomBytes(size_t(f.width) * f.height * 3);
+    const auto src = celbench::contentRGB(content, f);
     std::vector<uint8_t> dst(size_t(f.width) * f.height);
     for (auto _ : state) {
         libyuv::RAWToJ400(src.data(), 3 * f.width, dst.data(), f.width, f.width, f.height);
@@ -53,18 +54,20 @@ void BM_LibyuvJ400(benchmark::State& state, Frame f, bool sse42Only) {
 #endif
 
 void registerAll() {
-    const std::initializer_list<Frame> hd = {celbench::kHD};
-    celbench::registerAtSizes("celiRGBToGray_8u_C3C1R", BM_Gray8u, hd);
-    celbench::registerAtSizes("celiRGBToGray_32f_C3C1R", BM_Gray32f, hd);
-    celbench::registerMemcpy("memcpy_C3_8u", 3, hd);
-#ifdef HAVE_OPENCV
-    celbench::registerOpenCv("RGB2GRAY_8u", cv::COLOR_RGB2GRAY, CV_8UC3, CV_8UC1, hd);
-    celbench::registerOpenCv("RGB2GRAY_32f", cv::COLOR_RGB2GRAY, CV_32FC3, CV_32FC1, hd);
-#endif
+    for (const std::string& c : celbench::contentNames()) {
+        const auto reg = [&c](const std::string& name, auto fn) { celbench::registerOnContent(name, c, fn); };
+        reg("celiRGBToGray_8u_C3C1R", BM_Gray8u);
+        reg("celiRGBToGray_32f_C3C1R", BM_Gray32f);
 #ifdef HAVE_LIBYUV
-    celbench::registerAtSizes("peer_libyuv_RAWToJ400_sse42", [](benchmark::State& st, Frame f) { BM_LibyuvJ400(st, f, true); }, hd);
-    celbench::registerAtSizes("peer_libyuv_RAWToJ400_default", [](benchmark::State& st, Frame f) { BM_LibyuvJ400(st, f, false); }, hd);
+        reg("peer_libyuv_RAWToJ400_sse42", [](benchmark::State& st, Frame f, const std::string& k) { BM_LibyuvJ400(st, f, k, true); });
+        reg("peer_libyuv_RAWToJ400_default", [](benchmark::State& st, Frame f, const std::string& k) { BM_LibyuvJ400(st, f, k, false); });
 #endif
+    }
+#ifdef HAVE_OPENCV
+    celbench::registerOpenCvOnContents("RGB2GRAY_8u", cv::COLOR_RGB2GRAY);
+    celbench::registerOpenCvOnContents("RGB2GRAY_32f", cv::COLOR_RGB2GRAY, -1, true);
+#endif
+    celbench::registerMemcpy("memcpy_C3_8u", 3, {celbench::kHD});
 }
 
 const int registered = (registerAll(), 0);
