@@ -172,7 +172,7 @@ const int registered = [] {
                                          })))});
     registerRow({"celiYCbCr420_8u_P2P3R",
                  [](const Frame& f, const std::string& content) -> Call {
-                     auto in = nv12Of(celbench::contentRGB(content, f), f);
+                     auto in = nv12Of(contentOf(content, f), f);
                      auto out = outOf(f, 2, 2);
                      return [=] {
                          celiYCbCr420_8u_P2P3R(in->src[0], in->step[0], in->src[1], in->step[1], out->d, out->step,
@@ -180,7 +180,7 @@ const int registered = [] {
                      };
                  },
                  1.5, IF_LIBYUV(libyuvPeer("NV12ToI420", [](const Frame& f, const std::string& content) -> Call {
-                     auto in = nv12Of(celbench::contentRGB(content, f), f);
+                     auto in = nv12Of(contentOf(content, f), f);
                      auto o = outOf(f, 2, 2);
                      return [=] {
                          libyuv::NV12ToI420(in->src[0], in->step[0], in->src[1], in->step[1], o->d[0], o->step[0],

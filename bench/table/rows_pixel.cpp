@@ -200,7 +200,7 @@ const int registered = [] {
                      3, enc});
         registerRow({"celiYUV420ToRGB_8u_P3C3R",
                      [](const Frame& f, const std::string& content) -> Call {
-                         auto in = yuv420Of(celbench::contentRGB(content, f), f);
+                         auto in = yuv420Of(contentOf(content, f), f);
                          auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
                          return
                              [=] { celiYUV420ToRGB_8u_P3C3R(in->src, in->step, dst->data(), 3 * f.width, roiOf(f)); };
@@ -253,7 +253,7 @@ const int registered = [] {
                  3, none});
     registerRow({"celiYCoCgToRGB_8u_P3C3R",
                  [](const Frame& f, const std::string& content) -> Call {
-                     auto in = ycocgOf<uint8_t>(celbench::contentRGB(content, f), f, celiRGBToYCoCg_8u_C3P3R);
+                     auto in = ycocgOf<uint8_t>(contentOf(content, f), f, celiRGBToYCoCg_8u_C3P3R);
                      auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
                      return [=] {
                          const uint8_t* s[3] = {in->d[0], in->d[1], in->d[2]};
@@ -263,7 +263,7 @@ const int registered = [] {
                  3, none});
     registerRow({"celiBGRToYCoCg_8u16s_C3P3R",
                  [](const Frame& f, const std::string& content) -> Call {
-                     auto src = std::make_shared<Bytes>(celbench::contentRGB(content, f));
+                     auto src = std::make_shared<Bytes>(contentOf(content, f));
                      auto o = outOf(f, 1, 1, 2);
                      return [=] {
                          int16_t* d[3] = {reinterpret_cast<int16_t*>(o->d[0]), reinterpret_cast<int16_t*>(o->d[1]),
@@ -274,7 +274,7 @@ const int registered = [] {
                  3, none});
     registerRow({"celiYCoCgToBGR_16s8u_P3C3R",
                  [](const Frame& f, const std::string& content) -> Call {
-                     auto in = ycocgOf<int16_t>(celbench::contentRGB(content, f), f, celiBGRToYCoCg_8u16s_C3P3R);
+                     auto in = ycocgOf<int16_t>(contentOf(content, f), f, celiBGRToYCoCg_8u16s_C3P3R);
                      auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
                      return [=] {
                          const int16_t* s[3] = {reinterpret_cast<const int16_t*>(in->d[0]),

@@ -61,7 +61,7 @@ Bytes hdrOf(const Bytes& rgb, const Frame& f) {
 template <class S, CelStatus (*Fn)(const S*, int, uint8_t*, int, CelSize, int, CelDitherMode, int, uint8_t*)>
 Case reduceTo8(CelDitherMode mode, int levels) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        const Bytes rgb = celbench::contentRGB(content, f);
+        const Bytes rgb = contentOf(content, f);
         auto src = std::make_shared<Bytes>(sizeof(S) == 1 ? rgb : sizeof(S) == 2 ? widened16(rgb) : asFloats(rgb));
         auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
         int size = 0;
@@ -95,7 +95,7 @@ Peer toneMapPeer(bool mean) {
     return openCvPeer(
         mean ? "mean_convertTo" : "minMaxLoc_convertTo",
         [](const std::string& content, const Frame& f) {
-            Bytes b = hdrOf(celbench::contentRGB(content, f), f);
+            Bytes b = hdrOf(contentOf(content, f), f);
             return cv::Mat(f.height, f.width, CV_32F, b.data()).clone();
         },
         [mean](const cv::Mat& s, cv::Mat& d) {

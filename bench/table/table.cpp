@@ -10,6 +10,7 @@
 // tools/bench_table.sh turns a run into the table of bench/README.md.
 #include "table/table.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <set>
 
@@ -29,7 +30,7 @@ namespace {
 template <class T, class Fn>
 Case interleaved(Fn fn, int dstChannels, std::function<std::vector<T>(const Bytes&, const Frame&)> prep) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        auto src = std::make_shared<std::vector<T>>(prep(celbench::contentRGB(content, f), f));
+        auto src = std::make_shared<std::vector<T>>(prep(contentOf(content, f), f));
         auto dst = std::make_shared<std::vector<T>>(size_t(px(f)) * dstChannels);
         return [=] {
             fn(src->data(), 3 * f.width * int(sizeof(T)), dst->data(), dstChannels * f.width * int(sizeof(T)),
@@ -51,9 +52,7 @@ std::vector<float> xyzFloats(const Bytes& rgb, const Frame& f) {
 
 Case bayerMine() {
     return [](const Frame& f, const std::string& content) -> Call {
-        const auto m = celbench::makeMosaic(
-            f, content == "photo" ? celbench::MosaicContent::Photo : celbench::MosaicContent::Gradient, 8);
-        auto src = std::make_shared<Bytes>(m.begin(), m.end());
+        auto src = std::make_shared<Bytes>(mosaicOf(content, f, 8));
         auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
         return [=] {
             celiCFAToRGB_8u_C1C3R(src->data(), {0, 0, f.width, f.height}, {f.width, f.height}, f.width, dst->data(),
@@ -65,7 +64,7 @@ Case bayerMine() {
 enum class Enc { Rgb420, Bgra420 };
 Case encode420Mine(Enc e) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        const Bytes rgb = celbench::contentRGB(content, f);
+        const Bytes rgb = contentOf(content, f);
         auto src = std::make_shared<Bytes>(e == Enc::Bgra420 ? bgraOf(rgb) : rgb);
         auto out = std::make_shared<Planes>();
         for (int k = 0; k < 3; ++k) out->p[k].resize(k ? px(f) / 4 : px(f)), out->step[k] = k ? f.width / 2 : f.width;
@@ -83,7 +82,7 @@ enum class Dec { P444, P420, To420P2, To422C2 };
 Case planarMine(Dec d) {
     return [=](const Frame& f, const std::string& content) -> Call {
         const int cw = d == Dec::P444 ? 1 : 2, ch = d == Dec::P420 || d == Dec::To420P2 ? 2 : 1;
-        auto in = planesOf(celbench::contentRGB(content, f), f, cw, ch);
+        auto in = planesOf(contentOf(content, f), f, cw, ch);
         auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
         return [=] {
             const CelSize roi{f.width, f.height};
@@ -114,11 +113,10 @@ Case openCv(int code, int pre, bool f32, bool mosaic = false) {
         cv::setNumThreads(1);
         auto src = std::make_shared<cv::Mat>(), dst = std::make_shared<cv::Mat>();
         if (mosaic) {
-            const auto m = celbench::makeMosaic(
-                f, content == "photo" ? celbench::MosaicContent::Photo : celbench::MosaicContent::Gradient, 8);
-            cv::Mat(f.height, f.width, CV_16UC1, const_cast<uint16_t*>(m.data())).convertTo(*src, CV_8UC1);
+            Bytes m = mosaicOf(content, f, 8);
+            cv::Mat(f.height, f.width, CV_8UC1, m.data()).copyTo(*src);
         } else {
-            Bytes rgb = celbench::contentRGB(content, f);
+            Bytes rgb = contentOf(content, f);
             cv::Mat m8(f.height, f.width, CV_8UC3, rgb.data());
             if (f32)
                 m8.convertTo(*src, CV_32FC3, 1.0 / 255.0);
@@ -135,14 +133,14 @@ Case openCv(int code, int pre, bool f32, bool mosaic = false) {
 #ifdef HAVE_LIBYUV
 Case libyuvGray() {
     return [](const Frame& f, const std::string& content) -> Call {
-        auto src = std::make_shared<Bytes>(celbench::contentRGB(content, f));
+        auto src = std::make_shared<Bytes>(contentOf(content, f));
         auto dst = std::make_shared<Bytes>(px(f));
         return [=] { libyuv::RAWToJ400(src->data(), 3 * f.width, dst->data(), f.width, f.width, f.height); };
     };
 }
 Case libyuvEncode(Enc e) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        const Bytes rgb = celbench::contentRGB(content, f);
+        const Bytes rgb = contentOf(content, f);
         auto src = std::make_shared<Bytes>(e == Enc::Bgra420 ? bgraOf(rgb) : rgb);
         auto out = std::make_shared<Bytes>(size_t(px(f)) * 3 / 2);
         return [=] {
@@ -161,7 +159,7 @@ Case libyuvEncode(Enc e) {
 Case libyuvPlanar(Dec d) {
     return [=](const Frame& f, const std::string& content) -> Call {
         const int cw = d == Dec::P444 ? 1 : 2, ch = d == Dec::P420 || d == Dec::To420P2 ? 2 : 1;
-        auto in = planesOf(celbench::contentRGB(content, f), f, cw, ch);
+        auto in = planesOf(contentOf(content, f), f, cw, ch);
         auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
         return [=] {
             const uint8_t *y = in->src[0], *u = in->src[1], *v = in->src[2];
@@ -276,8 +274,10 @@ void registerMemcpy(double bytes) {
         ("memcpy/" + memcpyName(bytes) + "/any/1920x1080").c_str(), [bytes](benchmark::State& st) {
             const Frame f = celbench::kHD;
             const size_t n = size_t(px(f) * bytes);
-            Bytes src = celbench::gradientRGB(Frame{f.width, f.height * 2}), dst(n);
-            src.resize(n);
+            // the gradient's bytes, repeated to the size
+            const Bytes& c = contentOf("gradient", f);
+            Bytes src(n), dst(n);
+            for (size_t i = 0; i < n; i += c.size()) std::memcpy(&src[i], c.data(), std::min(c.size(), n - i));
             for (auto _ : st) {
                 std::memcpy(dst.data(), src.data(), n);
                 benchmark::ClobberMemory();

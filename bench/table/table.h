@@ -8,6 +8,8 @@
 
 #include <cstring>
 #include <functional>
+#include <map>
+#include <utility>
 #include <memory>
 #include <string>
 #include <vector>
@@ -115,14 +117,29 @@ inline Bytes asFloats(const Bytes& b) {
     return out;
 }
 
-// The Bayer mosaic (BGGR) of the content at 8 or 16 bits a sample.
-inline Bytes mosaicOf(const std::string& content, const Frame& f, int bits) {
+// The content of a frame, made once in a run: every case's setup reads it.
+inline const Bytes& contentOf(const std::string& which, const Frame& f) {
+    static std::map<std::pair<std::string, std::pair<int, int>>, Bytes> cache;
+    Bytes& v = cache[{which, {f.width, f.height}}];
+    if (v.empty()) v = celbench::contentRGB(which, f);
+    return v;
+}
+
+// The Bayer mosaic (BGGR) of the content at 8 or 16 bits a sample, made once
+// in a run.
+inline const Bytes& mosaicOf(const std::string& content, const Frame& f, int bits) {
+    static std::map<std::pair<std::string, int>, Bytes> cache;
+    Bytes& v = cache[{content + "/" + std::to_string(f.width) + "x" + std::to_string(f.height), bits}];
+    if (!v.empty()) return v;
     const auto m = celbench::makeMosaic(
         f, content == "photo" ? celbench::MosaicContent::Photo : celbench::MosaicContent::Gradient, bits);
-    if (bits == 8) return Bytes(m.begin(), m.end());
-    Bytes out(m.size() * 2);
-    std::memcpy(out.data(), m.data(), out.size());
-    return out;
+    if (bits == 8) {
+        v.assign(m.begin(), m.end());
+    } else {
+        v.resize(m.size() * 2);
+        std::memcpy(v.data(), m.data(), v.size());
+    }
+    return v;
 }
 
 // A case on one source buffer made of the content and one destination of
@@ -130,7 +147,7 @@ inline Bytes mosaicOf(const std::string& content, const Frame& f, int bits) {
 template <class Prep, class Fn>
 Case simple(Prep prep, double dstBytes, Fn call) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        auto src = std::make_shared<Bytes>(prep(celbench::contentRGB(content, f), f));
+        auto src = std::make_shared<Bytes>(prep(contentOf(content, f), f));
         auto dst = std::make_shared<Bytes>(size_t(px(f) * dstBytes));
         return [=] { call(src->data(), dst->data(), f); };
     };
@@ -152,7 +169,7 @@ inline constexpr CelSize roiOf(const Frame& f) { return {f.width, f.height}; }
 template <class Fn>
 Case planar(int cw, int ch, double dstBytes, Fn call) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        const Bytes rgb = celbench::contentRGB(content, f);
+        const Bytes rgb = contentOf(content, f);
         auto in = cw ? planesOf(rgb, f, cw, ch) : nv12Of(rgb, f);
         auto dst = std::make_shared<Bytes>(size_t(px(f) * dstBytes));
         return [=] { call(*in, dst->data(), f); };
@@ -163,7 +180,7 @@ Case planar(int cw, int ch, double dstBytes, Fn call) {
 template <class Prep, class Fn>
 Case toPlanes(Prep prep, int cw, int ch, Fn call) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        auto src = std::make_shared<Bytes>(prep(celbench::contentRGB(content, f), f));
+        auto src = std::make_shared<Bytes>(prep(contentOf(content, f), f));
         auto out = outOf(f, cw, ch);
         return [=] { call(src->data(), *out, f); };
     };
@@ -173,7 +190,7 @@ Case toPlanes(Prep prep, int cw, int ch, Fn call) {
 template <class Fn>
 Case planesToPlanes(int scw, int sch, int dcw, int dch, Fn call) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        auto in = planesOf(celbench::contentRGB(content, f), f, scw, sch);
+        auto in = planesOf(contentOf(content, f), f, scw, sch);
         auto out = outOf(f, dcw, dch);
         return [=] { call(*in, *out, f); };
     };
@@ -190,7 +207,7 @@ inline std::string openCvName(const std::string& what) {
 // The content as a Mat of the given depth (CV_8U, CV_16U by v * 257, CV_32F
 // by v / 255), three channels.
 inline cv::Mat contentMat(const std::string& content, const Frame& f, int depth) {
-    Bytes rgb = celbench::contentRGB(content, f);
+    Bytes rgb = contentOf(content, f);
     cv::Mat m8(f.height, f.width, CV_8UC3, rgb.data()), out;
     m8.convertTo(out, CV_MAKETYPE(depth, 3), depth == CV_32F ? 1.0 / 255.0 : depth == CV_16U ? 257.0 : 1.0);
     return out;
@@ -227,7 +244,7 @@ inline Peer openCv422(const std::string& what, int code, bool isUyvy) {
     return openCvPeer(
         what,
         [=](const std::string& content, const Frame& f) {
-            Bytes b = packed422Of(celbench::contentRGB(content, f), f, isUyvy);
+            Bytes b = packed422Of(contentOf(content, f), f, isUyvy);
             return cv::Mat(f.height, f.width, CV_8UC2, b.data()).clone();
         },
         [code](const cv::Mat& s, cv::Mat& d) { cv::cvtColor(s, d, code); });
