@@ -507,119 +507,107 @@ CelStatus checked(bool nullPointer, CelSize roi, Kernel kernel) {
 }  // namespace
 
 // Tier functions by the layouts of their arguments (C2 packed, P2 two
-// planes, P3 three planes, source then destination); `kernel` is the row
-// loop's call on the rounded size w x h.
-#define CEL_RATE_P3P3(name, rule, kernel)                                                                              \
+// planes, P3 three planes, source then destination): the pointers, plane
+// members included, then the size by its rule.  `kernel` is the row loop,
+// called with the layout's images, the rounded size w x h and the trailing
+// arguments of the entry (the flag, where the row loop has one).
+#define CEL_RATE_P3P3(name, rule, kernel, ...)                                                                         \
     extern "C" CelStatus y8_##name(const uint8_t* const src[3], int srcStep[3], uint8_t* dst[3], int dstStep[3],       \
                                    CelSize roiSize) {                                                                  \
         return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3),         \
-                             roiSize, [&](int w, int h) { kernel; });                                                  \
+                             roiSize, [&](int w, int h) {                                                              \
+                                 kernel(src, srcStep, dst, dstStep, w, h, ##__VA_ARGS__);                              \
+                             });                                                                                       \
     }
-#define CEL_RATE_P2P3(name, rule, kernel)                                                                              \
+#define CEL_RATE_P2P3(name, rule, kernel, ...)                                                                         \
     extern "C" CelStatus y8_##name(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr, int srcCbCrStep,         \
                                    uint8_t* dst[3], int dstStep[3], CelSize roiSize) {                                 \
-        return checked<rule>(cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3), roiSize,                   \
-                             [&](int w, int h) { kernel; });                                                           \
+        return checked<rule>(cel::anyNull(srcY, srcCbCr, dst) || cel::anyPlaneNull(dst, 3),                            \
+                             roiSize, [&](int w, int h) {                                                              \
+                                 kernel(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h, ##__VA_ARGS__);      \
+                             });                                                                                       \
     }
-#define CEL_RATE_P2C2(name, rule, kernel)                                                                              \
+#define CEL_RATE_P2C2(name, rule, kernel, ...)                                                                         \
     extern "C" CelStatus y8_##name(const uint8_t* srcY, int srcYStep, const uint8_t* srcCbCr, int srcCbCrStep,         \
                                    uint8_t* dst, int dstStep, CelSize roiSize) {                                       \
-        return checked<rule>(cel::anyNull(srcY, srcCbCr, dst), roiSize, [&](int w, int h) { kernel; });                \
+        return checked<rule>(cel::anyNull(srcY, srcCbCr, dst), roiSize, [&](int w, int h) {                            \
+            kernel(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h, ##__VA_ARGS__);                           \
+        });                                                                                                            \
     }
-#define CEL_RATE_P3C2(name, rule, kernel)                                                                              \
+#define CEL_RATE_P3C2(name, rule, kernel, ...)                                                                         \
     extern "C" CelStatus y8_##name(const uint8_t* const src[3], int srcStep[3], uint8_t* dst, int dstStep,             \
                                    CelSize roiSize) {                                                                  \
-        return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3), roiSize,                             \
-                             [&](int w, int h) { kernel; });                                                           \
+        return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3), roiSize, [&](int w, int h) {         \
+            kernel(src, srcStep, dst, dstStep, w, h, ##__VA_ARGS__);                                                   \
+        });                                                                                                            \
     }
-#define CEL_RATE_P3P2(name, rule, kernel)                                                                              \
+#define CEL_RATE_P3P2(name, rule, kernel, ...)                                                                         \
     extern "C" CelStatus y8_##name(const uint8_t* const src[3], int srcStep[3], uint8_t* dstY, int dstYStep,           \
                                    uint8_t* dstCbCr, int dstCbCrStep, CelSize roiSize) {                               \
-        return checked<rule>(cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3), roiSize,                   \
-                             [&](int w, int h) { kernel; });                                                           \
+        return checked<rule>(cel::anyNull(src, dstY, dstCbCr) || cel::anyPlaneNull(src, 3),                            \
+                             roiSize, [&](int w, int h) {                                                              \
+                                 kernel(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h, ##__VA_ARGS__);      \
+                             });                                                                                       \
     }
-#define CEL_RATE_C2P3(name, rule, kernel)                                                                              \
+#define CEL_RATE_C2P3(name, rule, kernel, ...)                                                                         \
     extern "C" CelStatus y8_##name(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep[3],                   \
                                    CelSize roiSize) {                                                                  \
-        return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3), roiSize,                             \
-                             [&](int w, int h) { kernel; });                                                           \
+        return checked<rule>(cel::anyNull(src, dst) || cel::anyPlaneNull(dst, 3), roiSize, [&](int w, int h) {         \
+            kernel(src, srcStep, dst, dstStep, w, h, ##__VA_ARGS__);                                                   \
+        });                                                                                                            \
     }
-#define CEL_RATE_C2P2(name, rule, kernel)                                                                              \
+#define CEL_RATE_C2P2(name, rule, kernel, ...)                                                                         \
     extern "C" CelStatus y8_##name(const uint8_t* src, int srcStep, uint8_t* dstY, int dstYStep, uint8_t* dstCbCr,     \
                                    int dstCbCrStep, CelSize roiSize) {                                                 \
-        return checked<rule>(cel::anyNull(src, dstY, dstCbCr), roiSize, [&](int w, int h) { kernel; });                \
+        return checked<rule>(cel::anyNull(src, dstY, dstCbCr), roiSize, [&](int w, int h) {                            \
+            kernel(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h, ##__VA_ARGS__);                           \
+        });                                                                                                            \
     }
 
 // ---- Rule A: 4:2:0 -> 4:2:2 -------------------------------------------------------------------------------
-CEL_RATE_P3P3(celiYCbCr420ToYCbCr422_8u_P3R, Even, y8_ownYCbCr420ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 0))
-CEL_RATE_P3P3(celiYCrCb420ToYCbCr422_8u_P3R, Even, y8_ownYCbCr420ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 1))
-CEL_RATE_P2P3(celiYCbCr420ToYCbCr422_8u_P2P3R, Even,
-              y8_ownYCbCr420ToYCbCr422_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
-CEL_RATE_P2C2(celiYCbCr420ToYCbCr422_8u_P2C2R, Even,
-              y8_myNV12ToYUY2_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
-CEL_RATE_P2C2(celiYCbCr420ToCbYCr422_8u_P2C2R, Even,
-              y8_myNV12ToUYVY_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
-CEL_RATE_P3C2(celiYCrCb420ToYCbCr422_8u_P3C2R, Even, y8_myYV12ToYUY2420_8u_P3C2R(src, srcStep, dst, dstStep, w, h))
-CEL_RATE_P3C2(celiYCrCb420ToCbYCr422_8u_P3C2R, Even, y8_myYV12ToUYVY420_8u_P3C2R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_P3P3(celiYCbCr420ToYCbCr422_8u_P3R, Even, y8_ownYCbCr420ToYCbCr422_8u_P3R, 0)
+CEL_RATE_P3P3(celiYCrCb420ToYCbCr422_8u_P3R, Even, y8_ownYCbCr420ToYCbCr422_8u_P3R, 1)
+CEL_RATE_P2P3(celiYCbCr420ToYCbCr422_8u_P2P3R, Even, y8_ownYCbCr420ToYCbCr422_8u_P2P3R)
+CEL_RATE_P2C2(celiYCbCr420ToYCbCr422_8u_P2C2R, Even, y8_myNV12ToYUY2_8u_P2C2R)
+CEL_RATE_P2C2(celiYCbCr420ToCbYCr422_8u_P2C2R, Even, y8_myNV12ToUYVY_8u_P2C2R)
+CEL_RATE_P3C2(celiYCrCb420ToYCbCr422_8u_P3C2R, Even, y8_myYV12ToYUY2420_8u_P3C2R)
+CEL_RATE_P3C2(celiYCrCb420ToCbYCr422_8u_P3C2R, Even, y8_myYV12ToUYVY420_8u_P3C2R)
 
 // ---- Rule B: 4:2:2 -> 4:2:0 -------------------------------------------------------------------------------
-CEL_RATE_P3P3(celiYCbCr422ToYCbCr420_8u_P3R, Even, y8_ownYCbCr422ToYCbCr420_8u_P3R(src, srcStep, dst, dstStep, w, h))
-CEL_RATE_P3P2(celiYCbCr422ToYCbCr420_8u_P3P2R, Even,
-              y8_ownYCbCr422ToYCbCr420_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
-CEL_RATE_C2P3(celiYCbCr422ToYCbCr420_8u_C2P3R, Even,
-              y8_ownYCbCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 0))
-CEL_RATE_C2P3(celiYCrCb422ToYCbCr420_8u_C2P3R, Even,
-              y8_ownYCbCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 1))
-CEL_RATE_C2P2(celiYCbCr422ToYCbCr420_8u_C2P2R, Even,
-              y8_myYUY2ToNV12_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
-CEL_RATE_C2P2(celiYCbCr422ToYCrCb420_8u_C2P2R, Even,
-              y8_myYUY2ToNV21_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
-CEL_RATE_C2P3(celiYCbCr422ToYCrCb420_8u_C2P3R, Even, y8_myYUY2ToYV12422_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
-CEL_RATE_C2P2(celiCbYCr422ToYCbCr420_8u_C2P2R, Even,
-              y8_myUYVYToNV12_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
-CEL_RATE_C2P3(celiCbYCr422ToYCbCr420_8u_C2P3R, Even,
-              y8_ownCbYCr422ToYCbCr420_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
-CEL_RATE_C2P3(celiCbYCr422ToYCrCb420_8u_C2P3R, Even, y8_myUYVYToYV12422_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_P3P3(celiYCbCr422ToYCbCr420_8u_P3R, Even, y8_ownYCbCr422ToYCbCr420_8u_P3R)
+CEL_RATE_P3P2(celiYCbCr422ToYCbCr420_8u_P3P2R, Even, y8_ownYCbCr422ToYCbCr420_8u_P3P2R)
+CEL_RATE_C2P3(celiYCbCr422ToYCbCr420_8u_C2P3R, Even, y8_ownYCbCr422ToYCbCr420_8u_C2P3R, 0)
+CEL_RATE_C2P3(celiYCrCb422ToYCbCr420_8u_C2P3R, Even, y8_ownYCbCr422ToYCbCr420_8u_C2P3R, 1)
+CEL_RATE_C2P2(celiYCbCr422ToYCbCr420_8u_C2P2R, Even, y8_myYUY2ToNV12_8u_C2P2R)
+CEL_RATE_C2P2(celiYCbCr422ToYCrCb420_8u_C2P2R, Even, y8_myYUY2ToNV21_8u_C2P2R)
+CEL_RATE_C2P3(celiYCbCr422ToYCrCb420_8u_C2P3R, Even, y8_myYUY2ToYV12422_8u_C2P3R)
+CEL_RATE_C2P2(celiCbYCr422ToYCbCr420_8u_C2P2R, Even, y8_myUYVYToNV12_8u_C2P2R)
+CEL_RATE_C2P3(celiCbYCr422ToYCbCr420_8u_C2P3R, Even, y8_ownCbYCr422ToYCbCr420_8u_C2P3R)
+CEL_RATE_C2P3(celiCbYCr422ToYCrCb420_8u_C2P3R, Even, y8_myUYVYToYV12422_8u_C2P3R)
 
 // ---- Rule C: 4:2:2 -> 4:1:1 (height not tested but where said) --------------------------------------------
-CEL_RATE_P3P3(celiYCbCr422ToYCbCr411_8u_P3R, Quad, y8_ownYCbCr422ToYCbCr411_8u_P3R(src, srcStep, dst, dstStep, w, h))
-CEL_RATE_P3P2(celiYCbCr422ToYCbCr411_8u_P3P2R, Quad,
-              y8_ownYCbCr422ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
-CEL_RATE_C2P3(celiYCbCr422ToYCbCr411_8u_C2P3R, QuadRows,
-              y8_ownYCbCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 0))
-CEL_RATE_C2P3(celiYCrCb422ToYCbCr411_8u_C2P3R, Quad,
-              y8_ownYCbCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, w, h, 1))
-CEL_RATE_C2P2(celiYCbCr422ToYCbCr411_8u_C2P2R, Quad,
-              y8_ownYCbCr422ToYCbCr411_8u_C2P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
-CEL_RATE_C2P3(celiCbYCr422ToYCbCr411_8u_C2P3R, Quad,
-              y8_ownCbYCr422ToYCbCr411_8u_C2P3R(src, srcStep, dst, dstStep, w, h))
+CEL_RATE_P3P3(celiYCbCr422ToYCbCr411_8u_P3R, Quad, y8_ownYCbCr422ToYCbCr411_8u_P3R)
+CEL_RATE_P3P2(celiYCbCr422ToYCbCr411_8u_P3P2R, Quad, y8_ownYCbCr422ToYCbCr411_8u_P3P2R)
+CEL_RATE_C2P3(celiYCbCr422ToYCbCr411_8u_C2P3R, QuadRows, y8_ownYCbCr422ToYCbCr411_8u_C2P3R, 0)
+CEL_RATE_C2P3(celiYCrCb422ToYCbCr411_8u_C2P3R, Quad, y8_ownYCbCr422ToYCbCr411_8u_C2P3R, 1)
+CEL_RATE_C2P2(celiYCbCr422ToYCbCr411_8u_C2P2R, Quad, y8_ownYCbCr422ToYCbCr411_8u_C2P2R)
+CEL_RATE_C2P3(celiCbYCr422ToYCbCr411_8u_C2P3R, Quad, y8_ownCbYCr422ToYCbCr411_8u_C2P3R)
 
 // ---- Rule D: 4:1:1 -> 4:2:2 (height not tested) -----------------------------------------------------------
-CEL_RATE_P3P3(celiYCbCr411ToYCbCr422_8u_P3R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 0))
-CEL_RATE_P3P3(celiYCbCr411ToYCrCb422_8u_P3R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3R(src, srcStep, dst, dstStep, w, h, 1))
-CEL_RATE_P2P3(celiYCbCr411ToYCbCr422_8u_P2P3R, Quad,
-              y8_ownYCbCr411ToYCbCr422_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
-CEL_RATE_P2C2(celiYCbCr411ToYCbCr422_8u_P2C2R, Quad,
-              y8_ownYCbCr411ToYCbCr422_8u_P2C2R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
-CEL_RATE_P3C2(celiYCbCr411ToYCbCr422_8u_P3C2R, Quad,
-              y8_ownYCbCr411ToYCbCr422_8u_P3C2R(src, srcStep, dst, dstStep, w, h, 0))
-CEL_RATE_P3C2(celiYCbCr411ToYCrCb422_8u_P3C2R, Quad,
-              y8_ownYCbCr411ToYCbCr422_8u_P3C2R(src, srcStep, dst, dstStep, w, h, 1))
+CEL_RATE_P3P3(celiYCbCr411ToYCbCr422_8u_P3R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3R, 0)
+CEL_RATE_P3P3(celiYCbCr411ToYCrCb422_8u_P3R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3R, 1)
+CEL_RATE_P2P3(celiYCbCr411ToYCbCr422_8u_P2P3R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P2P3R)
+CEL_RATE_P2C2(celiYCbCr411ToYCbCr422_8u_P2C2R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P2C2R)
+CEL_RATE_P3C2(celiYCbCr411ToYCbCr422_8u_P3C2R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3C2R, 0)
+CEL_RATE_P3C2(celiYCbCr411ToYCrCb422_8u_P3C2R, Quad, y8_ownYCbCr411ToYCbCr422_8u_P3C2R, 1)
 
 // ---- Rule E: 4:1:1 -> 4:2:0 -------------------------------------------------------------------------------
-CEL_RATE_P3P3(celiYCbCr411ToYCbCr420_8u_P3R, QuadEven,
-              y8_ownYCbCr411ToYCbCr420_8u_P3R(src, srcStep, dst, dstStep, w, h))
-CEL_RATE_P3P2(celiYCbCr411ToYCbCr420_8u_P3P2R, QuadEven,
-              y8_ownYCbCr411ToYCbCr420_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h))
-CEL_RATE_P2P3(celiYCbCr411ToYCbCr420_8u_P2P3R, QuadEven,
-              y8_ownYCbCr411ToYCbCr420_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h, 0))
-CEL_RATE_P2P3(celiYCbCr411ToYCrCb420_8u_P2P3R, QuadEven,
-              y8_ownYCbCr411ToYCbCr420_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h, 1))
+CEL_RATE_P3P3(celiYCbCr411ToYCbCr420_8u_P3R, QuadEven, y8_ownYCbCr411ToYCbCr420_8u_P3R)
+CEL_RATE_P3P2(celiYCbCr411ToYCbCr420_8u_P3P2R, QuadEven, y8_ownYCbCr411ToYCbCr420_8u_P3P2R)
+CEL_RATE_P2P3(celiYCbCr411ToYCbCr420_8u_P2P3R, QuadEven, y8_ownYCbCr411ToYCbCr420_8u_P2P3R, 0)
+CEL_RATE_P2P3(celiYCbCr411ToYCrCb420_8u_P2P3R, QuadEven, y8_ownYCbCr411ToYCbCr420_8u_P2P3R, 1)
 
 // ---- Rule F: 4:2:0 -> 4:1:1 -------------------------------------------------------------------------------
-CEL_RATE_P2P3(celiYCbCr420ToYCbCr411_8u_P2P3R, QuadEven,
-              y8_ownYCbCr420ToYCbCr411_8u_P2P3R(srcY, srcYStep, srcCbCr, srcCbCrStep, dst, dstStep, w, h))
-CEL_RATE_P3P2(celiYCbCr420ToYCbCr411_8u_P3P2R, QuadEven,
-              y8_ownYCrCb420ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h, 1))
-CEL_RATE_P3P2(celiYCrCb420ToYCbCr411_8u_P3P2R, QuadEven,
-              y8_ownYCrCb420ToYCbCr411_8u_P3P2R(src, srcStep, dstY, dstYStep, dstCbCr, dstCbCrStep, w, h, 0))
+CEL_RATE_P2P3(celiYCbCr420ToYCbCr411_8u_P2P3R, QuadEven, y8_ownYCbCr420ToYCbCr411_8u_P2P3R)
+CEL_RATE_P3P2(celiYCbCr420ToYCbCr411_8u_P3P2R, QuadEven, y8_ownYCrCb420ToYCbCr411_8u_P3P2R, 1)
+CEL_RATE_P3P2(celiYCrCb420ToYCbCr411_8u_P3P2R, QuadEven, y8_ownYCrCb420ToYCbCr411_8u_P3P2R, 0)

@@ -69,8 +69,72 @@ inline T loadScalar(const void* p) {
     return v;
 }
 
+// What both widths share: the full load of a wide pass, and the stores of
+// B, G, R into four-sample pixels, the fourth sample read and kept.  A sample takes half a lane, so one
+// byte-width interleave (epi8 or epi16) joins B and G or R and zero, and one
+// lane-width interleave (epi16 or epi32) makes whole pixels.
+template <class T>
+struct VngLanes : cel::demosaic::WideLanes<T> {
+    using W = cel::demosaic::WideLanes<T>;
+    static __m128i keepFourth() {
+        return W::k16 ? _mm_set1_epi32(static_cast<int>(0xFF000000u))
+                      : _mm_set1_epi64x(static_cast<long long>(0xFFFF000000000000ull));
+    }
+    static __m128i sampleLo(__m128i a, __m128i b) {
+        return W::k16 ? _mm_unpacklo_epi8(a, b) : _mm_unpacklo_epi16(a, b);
+    }
+    static __m128i sampleHi(__m128i a, __m128i b) {
+        return W::k16 ? _mm_unpackhi_epi8(a, b) : _mm_unpackhi_epi16(a, b);
+    }
+    static __m128i pixelLo(__m128i a, __m128i b) {
+        return W::k16 ? _mm_unpacklo_epi16(a, b) : _mm_unpacklo_epi32(a, b);
+    }
+    static __m128i pixelHi(__m128i a, __m128i b) {
+        return W::k16 ? _mm_unpackhi_epi16(a, b) : _mm_unpackhi_epi32(a, b);
+    }
+    static __m128i kept(__m128i old, __m128i px) { return _mm_or_si128(_mm_and_si128(old, keepFourth()), px); }
+
+    // A wide pass: 16 bytes of samples, split by lo() and hi() into the even and the odd ones.
+    static __m128i loadFull(const T* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+
+    // A wide pass: the pixels from B, G, R of the even and of the odd ones.
+    static void storeSplit(T* d, const __m128i even[3], const __m128i odd[3]) {
+        const __m128i zero = _mm_setzero_si128();
+        // one sample a pixel, in pixel order
+        const __m128i b = W::join(even[0], odd[0]), g = W::join(even[1], odd[1]), r = W::join(even[2], odd[2]);
+        const __m128i bgLo = sampleLo(b, g), bgHi = sampleHi(b, g);
+        const __m128i rLo = sampleLo(r, zero), rHi = sampleHi(r, zero);
+        const __m128i px[4] = {pixelLo(bgLo, rLo), pixelHi(bgLo, rLo), pixelLo(bgHi, rHi), pixelHi(bgHi, rHi)};
+        __m128i* q = reinterpret_cast<__m128i*>(d);
+        for (int k = 0; k < 4; ++k) _mm_storeu_si128(q + k, kept(_mm_loadu_si128(q + k), px[k]));
+    }
+
+    // N pixels from lanes of B, G, R: 32, 16, 8 or 4 bytes.
+    template <int N>
+    static void store(T* d, __m128i b, __m128i g, __m128i r) {
+        constexpr int kBytes = N * 4 * int(sizeof(T));
+        const __m128i bg = W::join(b, g);
+        const __m128i lo = pixelLo(bg, r);
+        __m128i* q = reinterpret_cast<__m128i*>(d);
+        if constexpr (kBytes == 32) {
+            const __m128i hi = pixelHi(bg, r);
+            const __m128i d0 = _mm_loadu_si128(q), d1 = _mm_loadu_si128(q + 1);
+            _mm_storeu_si128(q, kept(d0, lo));
+            _mm_storeu_si128(q + 1, kept(d1, hi));
+        } else if constexpr (kBytes == 16) {
+            _mm_storeu_si128(q, kept(_mm_loadu_si128(q), lo));
+        } else if constexpr (kBytes == 8) {
+            _mm_storel_epi64(q, kept(_mm_loadl_epi64(q), lo));
+        } else {
+            static_assert(kBytes == 4, "one 8u pixel");
+            const uint32_t px = (loadScalar<uint32_t>(d) & 0xFF000000u) | static_cast<uint32_t>(_mm_cvtsi128_si32(lo));
+            std::memcpy(d, &px, sizeof px);
+        }
+    }
+};
+
 // 8u: 16-bit lanes, 8 pixels a vector.
-struct Lanes8u : cel::demosaic::WideLanes<uint8_t> {
+struct Lanes8u : VngLanes<uint8_t> {
     using Sample = uint8_t;
     static constexpr int kPixels = 8;
 
@@ -104,51 +168,10 @@ struct Lanes8u : cel::demosaic::WideLanes<uint8_t> {
             hi = _mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_cvtepu16_epi32(_mm_srli_si128(v, 8))), g));
         return clamp(_mm_packs_epi32(lo, hi));
     }
-
-    // A wide pass: 16 samples, split by lo() and hi() into the even and the odd ones.
-    static __m128i loadFull(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-
-    // Stores 16 pixels from B, G, R of the even and of the odd ones; the
-    // fourth sample is read and kept.
-    static void storeSplit(uint8_t* d, const __m128i even[3], const __m128i odd[3]) {
-        const __m128i keep = _mm_set1_epi32(static_cast<int>(0xFF000000u)), zero = _mm_setzero_si128();
-        // one byte a pixel, in pixel order
-        const __m128i b = join(even[0], odd[0]), g = join(even[1], odd[1]), r = join(even[2], odd[2]);
-        const __m128i bgLo = _mm_unpacklo_epi8(b, g), bgHi = _mm_unpackhi_epi8(b, g);
-        const __m128i rLo = _mm_unpacklo_epi8(r, zero), rHi = _mm_unpackhi_epi8(r, zero);
-        const __m128i px[4] = {_mm_unpacklo_epi16(bgLo, rLo), _mm_unpackhi_epi16(bgLo, rLo),
-                               _mm_unpacklo_epi16(bgHi, rHi), _mm_unpackhi_epi16(bgHi, rHi)};
-        __m128i* q = reinterpret_cast<__m128i*>(d);
-        for (int k = 0; k < 4; ++k) _mm_storeu_si128(q + k, _mm_or_si128(_mm_and_si128(_mm_loadu_si128(q + k), keep), px[k]));
-    }
-
-    // Stores B, G, R of N pixels; the fourth sample is read and kept.
-    template <int N>
-    static void store(uint8_t* d, __m128i b, __m128i g, __m128i r) {
-        const __m128i keep = _mm_set1_epi32(static_cast<int>(0xFF000000u));
-        const __m128i bg = join(b, g);
-        const __m128i lo = _mm_unpacklo_epi16(bg, r);
-        if constexpr (N == 8) {
-            const __m128i hi = _mm_unpackhi_epi16(bg, r);
-            __m128i* q = reinterpret_cast<__m128i*>(d);
-            const __m128i d0 = _mm_loadu_si128(q), d1 = _mm_loadu_si128(q + 1);
-            _mm_storeu_si128(q, _mm_or_si128(_mm_and_si128(d0, keep), lo));
-            _mm_storeu_si128(q + 1, _mm_or_si128(_mm_and_si128(d1, keep), hi));
-        } else if constexpr (N == 4) {
-            __m128i* q = reinterpret_cast<__m128i*>(d);
-            _mm_storeu_si128(q, _mm_or_si128(_mm_and_si128(_mm_loadu_si128(q), keep), lo));
-        } else if constexpr (N == 2) {
-            __m128i* q = reinterpret_cast<__m128i*>(d);
-            _mm_storel_epi64(q, _mm_or_si128(_mm_and_si128(_mm_loadl_epi64(q), keep), lo));
-        } else {
-            const uint32_t px = (loadScalar<uint32_t>(d) & 0xFF000000u) | static_cast<uint32_t>(_mm_cvtsi128_si32(lo));
-            std::memcpy(d, &px, sizeof px);
-        }
-    }
 };
 
 // 16u: 32-bit lanes, 4 pixels a vector.
-struct Lanes16u : cel::demosaic::WideLanes<uint16_t> {
+struct Lanes16u : VngLanes<uint16_t> {
     using Sample = uint16_t;
     static constexpr int kPixels = 4;
 
@@ -167,39 +190,6 @@ struct Lanes16u : cel::demosaic::WideLanes<uint16_t> {
     template <int N>
     static __m128i gain(__m128i v, __m128 g) {
         return clamp(_mm_cvtps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(v), g)));
-    }
-
-    // A wide pass: 8 samples, split by lo() and hi() into the even and the odd ones.
-    static __m128i loadFull(const uint16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-
-    static void storeSplit(uint16_t* d, const __m128i even[3], const __m128i odd[3]) {
-        const __m128i keep = _mm_set1_epi64x(static_cast<long long>(0xFFFF000000000000ull)), zero = _mm_setzero_si128();
-        // one sample a pixel, in pixel order
-        const __m128i b = join(even[0], odd[0]), g = join(even[1], odd[1]), r = join(even[2], odd[2]);
-        const __m128i bgLo = _mm_unpacklo_epi16(b, g), bgHi = _mm_unpackhi_epi16(b, g);
-        const __m128i rLo = _mm_unpacklo_epi16(r, zero), rHi = _mm_unpackhi_epi16(r, zero);
-        const __m128i px[4] = {_mm_unpacklo_epi32(bgLo, rLo), _mm_unpackhi_epi32(bgLo, rLo),
-                               _mm_unpacklo_epi32(bgHi, rHi), _mm_unpackhi_epi32(bgHi, rHi)};
-        __m128i* q = reinterpret_cast<__m128i*>(d);
-        for (int k = 0; k < 4; ++k) _mm_storeu_si128(q + k, _mm_or_si128(_mm_and_si128(_mm_loadu_si128(q + k), keep), px[k]));
-    }
-
-    template <int N>
-    static void store(uint16_t* d, __m128i b, __m128i g, __m128i r) {
-        const __m128i keep = _mm_set1_epi64x(static_cast<long long>(0xFFFF000000000000ull));
-        const __m128i bg = join(b, g);
-        const __m128i lo = _mm_unpacklo_epi32(bg, r);
-        __m128i* q = reinterpret_cast<__m128i*>(d);
-        if constexpr (N == 4) {
-            const __m128i hi = _mm_unpackhi_epi32(bg, r);
-            const __m128i d0 = _mm_loadu_si128(q), d1 = _mm_loadu_si128(q + 1);
-            _mm_storeu_si128(q, _mm_or_si128(_mm_and_si128(d0, keep), lo));
-            _mm_storeu_si128(q + 1, _mm_or_si128(_mm_and_si128(d1, keep), hi));
-        } else if constexpr (N == 2) {
-            _mm_storeu_si128(q, _mm_or_si128(_mm_and_si128(_mm_loadu_si128(q), keep), lo));
-        } else {
-            _mm_storel_epi64(q, _mm_or_si128(_mm_and_si128(_mm_loadl_epi64(q), keep), lo));
-        }
     }
 };
 

@@ -2,6 +2,7 @@
 // signed offsets, and the small pointer tests that choose aligned paths.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -34,5 +35,30 @@ inline int contiguousStep(int width, int bytesPerPixel) {
 // True if an address or a step is a multiple of 16.
 inline bool aligned16(const void* p) { return (reinterpret_cast<uintptr_t>(p) & 15u) == 0; }
 inline bool aligned16(int v) { return (v & 15) == 0; }
+
+// True if every address and step given is a multiple of 16.
+template <class... A>
+inline bool allAligned16(A... a) {
+    return (aligned16(a) && ...);
+}
+
+// Rows y of the first N planes of a plane array, all with one step.
+template <int N, class T>
+inline std::array<T*, N> planeRows(T* const* planes, int y, int step) {
+    std::array<T*, N> rows;
+    for (int k = 0; k < N; ++k) rows[k] = rowAt(planes[k], y, step);
+    return rows;
+}
+
+// The row loop of three planes to three planes, one step a side: the
+// kernel gets the rows, the width and whether every address, both steps
+// and the width are multiples of 16, decided once for the call.
+template <class K>
+inline void rowsP3P3(const uint8_t* const src[3], int srcStep, uint8_t* const dst[3], int dstStep, int width,
+                     int height, K kernel) {
+    const bool aligned = allAligned16(src[0], src[1], src[2], dst[0], dst[1], dst[2], srcStep, dstStep, width);
+    for (int j = 0; j < height; ++j)
+        kernel(planeRows<3>(src, j, srcStep).data(), planeRows<3>(dst, j, dstStep).data(), width, aligned);
+}
 
 }  // namespace cel

@@ -313,4 +313,33 @@ inline void storePacked8(uint8_t* p, __m128i lanes) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(lanes, lanes));
 }
 
+// A row of three planes to three planes through a high-word recipe
+// vec(a, b, c, o0, o1, o2), whose inputs are 16-bit lanes of byte << 8 and
+// whose outputs are packed with unsigned saturation, and a scalar recipe
+// px(a, b, c, o0, o1, o2) for the tail.  Sixteen pixels an iteration with
+// aligned loads and stores where the caller found every row address a
+// multiple of 16, then eight with any address, then one at a time.
+template <class V, class P>
+inline void planes3HighRow(const uint8_t* const s[3], uint8_t* const d[3], int width, bool aligned, V vec, P px) {
+    int x = 0;
+    // body: vec, 16 pixels, aligned
+    const __m128i z = _mm_setzero_si128();
+    for (; aligned && x + 16 <= width; x += 16) {
+        __m128i c[3], lo[3], hi[3];
+        for (int k = 0; k < 3; ++k) c[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(s[k] + x));
+        vec(_mm_unpacklo_epi8(z, c[0]), _mm_unpacklo_epi8(z, c[1]), _mm_unpacklo_epi8(z, c[2]), lo[0], lo[1], lo[2]);
+        vec(_mm_unpackhi_epi8(z, c[0]), _mm_unpackhi_epi8(z, c[1]), _mm_unpackhi_epi8(z, c[2]), hi[0], hi[1], hi[2]);
+        for (int k = 0; k < 3; ++k)
+            _mm_store_si128(reinterpret_cast<__m128i*>(d[k] + x), _mm_packus_epi16(lo[k], hi[k]));
+    }
+    // body: vec, 8 pixels
+    for (; x + 8 <= width; x += 8) {
+        __m128i o[3];
+        vec(loadHigh8(s[0] + x), loadHigh8(s[1] + x), loadHigh8(s[2] + x), o[0], o[1], o[2]);
+        for (int k = 0; k < 3; ++k) storePacked8(d[k] + x, o[k]);
+    }
+    // tail: px
+    for (; x < width; ++x) px(s[0][x], s[1][x], s[2][x], d[0][x], d[1][x], d[2][x]);
+}
+
 }  // namespace cel::simd

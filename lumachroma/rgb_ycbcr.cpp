@@ -154,37 +154,17 @@ void y8_myRGBToYCbCr_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* const d
 }
 
 // ---------------------------------------------------------------------------
-// P3R rows.  Both use the high-word recipe, so the path never changes a byte.
-
-// Aligned path: 16 pixels an iteration as two halves of eight lanes, no tail
-// (the caller has checked that the width is a multiple of 16).
-void rowRGBToYCbCrP3Al16(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* y, uint8_t* cb, uint8_t* cr,
-                         int width) {
-    const __m128i z = _mm_setzero_si128();
-    // body: high-word recipe, 16 pixels
-    for (int x = 0; x < width; x += 16) {
-        const __m128i vr = _mm_load_si128(reinterpret_cast<const __m128i*>(r + x));
-        const __m128i vg = _mm_load_si128(reinterpret_cast<const __m128i*>(g + x));
-        const __m128i vb = _mm_load_si128(reinterpret_cast<const __m128i*>(b + x));
-        __m128i yl, cbl, crl, yh, cbh, crh;
-        rgbToYCbCrHigh_v(_mm_unpacklo_epi8(z, vr), _mm_unpacklo_epi8(z, vg), _mm_unpacklo_epi8(z, vb), yl, cbl, crl);
-        rgbToYCbCrHigh_v(_mm_unpackhi_epi8(z, vr), _mm_unpackhi_epi8(z, vg), _mm_unpackhi_epi8(z, vb), yh, cbh, crh);
-        _mm_store_si128(reinterpret_cast<__m128i*>(y + x), _mm_packus_epi16(yl, yh));
-        _mm_store_si128(reinterpret_cast<__m128i*>(cb + x), _mm_packus_epi16(cbl, cbh));
-        _mm_store_si128(reinterpret_cast<__m128i*>(cr + x), _mm_packus_epi16(crl, crh));
-    }
+// P3R: 16 pixels an iteration with aligned loads and stores when every
+// pointer, both steps and the width are multiples of 16 (no tail then),
+// otherwise 8 and a tail.
+void y8_innerRGBToYCbCr_8u_P3R(const uint8_t* const s[3], uint8_t* const d[3], int width, bool al16) {
+    // body: high-word recipe, 16 pixels aligned or 8; tail: scalar Q16 recipe
+    cel::simd::planes3HighRow(s, d, width, al16, rgbToYCbCrHigh_v, rgbToYCbCrQ16_px);
 }
 
-// General path: 8 pixels an iteration, then a scalar tail.
-void rowRGBToYCbCrP3(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* y, uint8_t* cb, uint8_t* cr,
-                     int width) {
-    using cel::simd::loadHigh8;
-    int x = 0;
-    // body: high-word recipe, 8 pixels
-    for (; x + 8 <= width; x += 8)
-        high8ToPlanes(loadHigh8(r + x), loadHigh8(g + x), loadHigh8(b + x), y + x, cb + x, cr + x);
-    // tail: scalar Q16 recipe
-    for (; x < width; ++x) rgbToYCbCrQ16_px(r[x], g[x], b[x], y[x], cb[x], cr[x]);
+void y8_myRGBToYCbCr_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* const dst[3], int dstStep, int width,
+                            int height) {
+    cel::rowsP3P3(src, srcStep, dst, dstStep, width, height, y8_innerRGBToYCbCr_8u_P3R);
 }
 
 }  // namespace
@@ -225,31 +205,12 @@ extern "C" CelStatus y8_celiRGBToYCbCr_8u_AC4P3R(const uint8_t* src, int srcStep
     return celStatusOk;
 }
 
-// Outer pointers, sizes, then the six plane pointers.  The row loop lives
-// here; the 16-pixel aligned path is chosen once for the whole call.
+// Outer pointers, sizes, then the six plane pointers.
 extern "C" CelStatus y8_celiRGBToYCbCr_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* dst[3], int dstStep,
                                              CelSize roiSize) {
     if (cel::anyNull(src, dst)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     if (cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-
-    using cel::aligned16;
-    using cel::rowAt;
-    const int width = roiSize.width;
-    const bool al16 = aligned16(src[0]) && aligned16(src[1]) && aligned16(src[2]) && aligned16(dst[0]) &&
-                      aligned16(dst[1]) && aligned16(dst[2]) && aligned16(srcStep) && aligned16(dstStep) &&
-                      aligned16(width);
-    for (int j = 0; j < roiSize.height; ++j) {
-        const uint8_t* r = rowAt(src[0], j, srcStep);
-        const uint8_t* g = rowAt(src[1], j, srcStep);
-        const uint8_t* b = rowAt(src[2], j, srcStep);
-        uint8_t* y = rowAt(dst[0], j, dstStep);
-        uint8_t* cb = rowAt(dst[1], j, dstStep);
-        uint8_t* cr = rowAt(dst[2], j, dstStep);
-        if (al16)
-            rowRGBToYCbCrP3Al16(r, g, b, y, cb, cr, width);
-        else
-            rowRGBToYCbCrP3(r, g, b, y, cb, cr, width);
-    }
+    y8_myRGBToYCbCr_8u_P3R(src, srcStep, dst, dstStep, roiSize.width, roiSize.height);
     return celStatusOk;
 }

@@ -86,45 +86,13 @@ void y8_myRGBToYUV_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* const dst[
 // pointer, both steps and the width are multiples of 16 (no tail then);
 // otherwise 8 pixels and a tail.  One recipe either way.
 void y8_innerRGBToYUV_8u_P3R(const uint8_t* const s[3], uint8_t* const d[3], int width, bool wide) {
-    int x = 0;
-    if (wide) {
-        // body: high-word recipe, 16 pixels, aligned
-        const __m128i z = _mm_setzero_si128();
-        for (; x + 16 <= width; x += 16) {
-            __m128i c[3], lo[3], hi[3];
-            for (int k = 0; k < 3; ++k) c[k] = _mm_load_si128(reinterpret_cast<const __m128i*>(s[k] + x));
-            yuv::highWord_v(_mm_unpacklo_epi8(z, c[0]), _mm_unpacklo_epi8(z, c[1]), _mm_unpacklo_epi8(z, c[2]), lo[0],
-                            lo[1], lo[2]);
-            yuv::highWord_v(_mm_unpackhi_epi8(z, c[0]), _mm_unpackhi_epi8(z, c[1]), _mm_unpackhi_epi8(z, c[2]), hi[0],
-                            hi[1], hi[2]);
-            for (int k = 0; k < 3; ++k)
-                _mm_store_si128(reinterpret_cast<__m128i*>(d[k] + x), _mm_packus_epi16(lo[k], hi[k]));
-        }
-    }
-    // body: high-word recipe, 8 pixels
-    for (; x + 8 <= width; x += 8) {
-        using cel::simd::loadHigh8;
-        __m128i vy, vu, vv;
-        yuv::highWord_v(loadHigh8(s[0] + x), loadHigh8(s[1] + x), loadHigh8(s[2] + x), vy, vu, vv);
-        cel::simd::storePacked8(d[0] + x, vy);
-        cel::simd::storePacked8(d[1] + x, vu);
-        cel::simd::storePacked8(d[2] + x, vv);
-    }
-    // tail: the high-word constants in scalar integers
-    for (; x < width; ++x) yuv::highWord_px(s[0][x], s[1][x], s[2][x], d[0][x], d[1][x], d[2][x]);
+    // body: high-word recipe, 16 pixels aligned or 8; tail: the high-word constants in scalar integers
+    cel::simd::planes3HighRow(s, d, width, wide, yuv::highWord_v, yuv::highWord_px);
 }
 
 void y8_myRGBToYUV_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* const dst[3], int dstStep, int width,
                           int height) {
-    using cel::aligned16;
-    const bool wide = aligned16(src[0]) && aligned16(src[1]) && aligned16(src[2]) && aligned16(dst[0]) &&
-                      aligned16(dst[1]) && aligned16(dst[2]) && aligned16(srcStep) && aligned16(dstStep) &&
-                      aligned16(width);
-    for (int j = 0; j < height; ++j) {
-        const uint8_t* s[3] = {rowAt(src[0], j, srcStep), rowAt(src[1], j, srcStep), rowAt(src[2], j, srcStep)};
-        uint8_t* d[3] = {rowAt(dst[0], j, dstStep), rowAt(dst[1], j, dstStep), rowAt(dst[2], j, dstStep)};
-        y8_innerRGBToYUV_8u_P3R(s, d, width, wide);
-    }
+    cel::rowsP3P3(src, srcStep, dst, dstStep, width, height, y8_innerRGBToYUV_8u_P3R);
 }
 
 // AC4: no vector body; the fourth destination byte is never written.
@@ -266,10 +234,8 @@ void y8_innerYUVToRGB_8u_P3C3R(const uint8_t* const s[3], uint8_t* dst, int widt
 
 void y8_myYUVToRGB_8u_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep, int width,
                             int height) {
-    for (int j = 0; j < height; ++j) {
-        const uint8_t* s[3] = {rowAt(src[0], j, srcStep), rowAt(src[1], j, srcStep), rowAt(src[2], j, srcStep)};
-        y8_innerYUVToRGB_8u_P3C3R(s, rowAt(dst, j, dstStep), width);
-    }
+    for (int j = 0; j < height; ++j)
+        y8_innerYUVToRGB_8u_P3C3R(cel::planeRows<3>(src, j, srcStep).data(), rowAt(dst, j, dstStep), width);
 }
 
 void y8_innerYUVToRGB_8u_P3R(const uint8_t* const s[3], uint8_t* const d[3], int width) {
@@ -279,11 +245,9 @@ void y8_innerYUVToRGB_8u_P3R(const uint8_t* const s[3], uint8_t* const d[3], int
 
 void y8_myYUVToRGB_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* const dst[3], int dstStep, int width,
                           int height) {
-    for (int j = 0; j < height; ++j) {
-        const uint8_t* s[3] = {rowAt(src[0], j, srcStep), rowAt(src[1], j, srcStep), rowAt(src[2], j, srcStep)};
-        uint8_t* d[3] = {rowAt(dst[0], j, dstStep), rowAt(dst[1], j, dstStep), rowAt(dst[2], j, dstStep)};
-        y8_innerYUVToRGB_8u_P3R(s, d, width);
-    }
+    using cel::planeRows;
+    for (int j = 0; j < height; ++j)
+        y8_innerYUVToRGB_8u_P3R(planeRows<3>(src, j, srcStep).data(), planeRows<3>(dst, j, dstStep).data(), width);
 }
 
 void y8_innerYUVToRGB_8u_AC4R(const uint8_t* src, uint8_t* dst, int width) {

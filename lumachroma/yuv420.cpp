@@ -18,6 +18,7 @@
 // trailing R derive their steps from the width: 3w, w, chroma w / 2.
 #include <smmintrin.h>
 
+#include <array>
 #include <cstring>
 
 #include "frame/image.h"
@@ -37,6 +38,9 @@ inline void store4(uint8_t* p, __m128i v) {
     const int32_t w = _mm_cvtsi128_si32(v);
     std::memcpy(p, &w, 4);
 }
+
+// Plane steps of a contiguous 4:2:0 image: luma w, chroma w / 2.
+inline std::array<int, 3> steps420(int w) { return {w, w / 2, w / 2}; }
 
 inline CelStatus oddStatus(CelSize s) { return ((s.width | s.height) & 1) ? celStatusOddSize : celStatusOk; }
 
@@ -162,9 +166,7 @@ inline Pair420 pairAt(const uint8_t* src, int srcStep, uint8_t* const dst[3], co
 // Full width and height in; row pairs and blocks counted here.
 void y8_myRGBToYUV420_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], const int dstStep[3], int width,
                                int height) {
-    using cel::aligned16;
-    const bool al = aligned16(src) && aligned16(dst[0]) && aligned16(dst[1]) && aligned16(dst[2]) &&
-                    aligned16(srcStep) && aligned16(dstStep[0]) && aligned16(dstStep[1]) && aligned16(dstStep[2]);
+    const bool al = cel::allAligned16(src, dst[0], dst[1], dst[2], srcStep, dstStep[0], dstStep[1], dstStep[2]);
     const auto kernel = al ? y8_innerAlRGBToYUV420_8u_C3P3R : y8_innerRGBToYUV420_8u_C3P3R;
     for (int j = 0; j < (height >> 1); ++j) kernel(pairAt(src, srcStep, dst, dstStep, j), width >> 1);
 }
@@ -192,14 +194,12 @@ void y8_innerRGBToYUV420_8u_P3R(const uint8_t* const s0[3], const uint8_t* const
 
 void y8_myRGBToYUV420_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* const dst[3], const int dstStep[3],
                              int width, int height) {
-    for (int j = 0; j < (height >> 1); ++j) {
-        const uint8_t* s0[3] = {rowAt(src[0], 2 * j, srcStep), rowAt(src[1], 2 * j, srcStep),
-                                rowAt(src[2], 2 * j, srcStep)};
-        const uint8_t* s1[3] = {rowAt(src[0], 2 * j + 1, srcStep), rowAt(src[1], 2 * j + 1, srcStep),
-                                rowAt(src[2], 2 * j + 1, srcStep)};
-        y8_innerRGBToYUV420_8u_P3R(s0, s1, rowAt(dst[0], 2 * j, dstStep[0]), rowAt(dst[0], 2 * j + 1, dstStep[0]),
-                                   rowAt(dst[1], j, dstStep[1]), rowAt(dst[2], j, dstStep[2]), width >> 1);
-    }
+    using cel::planeRows;
+    for (int j = 0; j < (height >> 1); ++j)
+        y8_innerRGBToYUV420_8u_P3R(planeRows<3>(src, 2 * j, srcStep).data(),
+                                   planeRows<3>(src, 2 * j + 1, srcStep).data(), rowAt(dst[0], 2 * j, dstStep[0]),
+                                   rowAt(dst[0], 2 * j + 1, dstStep[0]), rowAt(dst[1], j, dstStep[1]),
+                                   rowAt(dst[2], j, dstStep[2]), width >> 1);
 }
 
 // BGRA: alpha ignored; 16 pixels of both rows an iteration.
@@ -324,12 +324,10 @@ void y8_innerYUV420ToRGB_8u_P3R(const Src420& s, uint8_t* const d0[3], uint8_t* 
 
 void y8_myYUV420ToRGB_8u_P3R(const uint8_t* const src[3], const int srcStep[3], uint8_t* const dst[3], int dstStep,
                              int width, int height) {
-    for (int j = 0; j < (height >> 1); ++j) {
-        uint8_t* d0[3] = {rowAt(dst[0], 2 * j, dstStep), rowAt(dst[1], 2 * j, dstStep), rowAt(dst[2], 2 * j, dstStep)};
-        uint8_t* d1[3] = {rowAt(dst[0], 2 * j + 1, dstStep), rowAt(dst[1], 2 * j + 1, dstStep),
-                          rowAt(dst[2], 2 * j + 1, dstStep)};
-        y8_innerYUV420ToRGB_8u_P3R(srcPairAt(src, srcStep, j), d0, d1, width >> 1);
-    }
+    using cel::planeRows;
+    for (int j = 0; j < (height >> 1); ++j)
+        y8_innerYUV420ToRGB_8u_P3R(srcPairAt(src, srcStep, j), planeRows<3>(dst, 2 * j, dstStep).data(),
+                                   planeRows<3>(dst, 2 * j + 1, dstStep).data(), width >> 1);
 }
 
 void y8_innerYUV420ToRGB_8u_P3AC4R(const Src420& s, uint8_t* d0, uint8_t* d1, int n) {
@@ -374,8 +372,7 @@ extern "C" CelStatus y8_celiRGBToYUV420_8u_C3P3(const uint8_t* src, uint8_t* dst
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     if (cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
     const int w = roiSize.width;
-    const int dstStep[3] = {w, w / 2, w / 2};
-    y8_myRGBToYUV420_8u_C3P3R(src, cel::contiguousStep(w, 3), dst, dstStep, w, roiSize.height);
+    y8_myRGBToYUV420_8u_C3P3R(src, cel::contiguousStep(w, 3), dst, steps420(w).data(), w, roiSize.height);
     return oddStatus(roiSize);
 }
 
@@ -393,8 +390,7 @@ extern "C" CelStatus y8_celiRGBToYUV420_8u_P3(const uint8_t* const src[3], uint8
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     if (cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
     const int w = roiSize.width;
-    const int dstStep[3] = {w, w / 2, w / 2};
-    y8_myRGBToYUV420_8u_P3R(src, w, dst, dstStep, w, roiSize.height);
+    y8_myRGBToYUV420_8u_P3R(src, w, dst, steps420(w).data(), w, roiSize.height);
     return oddStatus(roiSize);
 }
 
@@ -421,8 +417,7 @@ extern "C" CelStatus y8_celiYUV420ToRGB_8u_P3C3(const uint8_t* const src[3], uin
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     if (cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     const int w = roiSize.width;
-    const int srcStep[3] = {w, w / 2, w / 2};
-    y8_myYUV420ToRGB_8u_P3C3R(src, srcStep, dst, cel::contiguousStep(w, 3), w, roiSize.height);
+    y8_myYUV420ToRGB_8u_P3C3R(src, steps420(w).data(), dst, cel::contiguousStep(w, 3), w, roiSize.height);
     return oddStatus(roiSize);
 }
 
@@ -440,8 +435,7 @@ extern "C" CelStatus y8_celiYUV420ToRGB_8u_P3(const uint8_t* const src[3], uint8
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     if (cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
     const int w = roiSize.width;
-    const int srcStep[3] = {w, w / 2, w / 2};
-    y8_myYUV420ToRGB_8u_P3R(src, srcStep, dst, w, w, roiSize.height);
+    y8_myYUV420ToRGB_8u_P3R(src, steps420(w).data(), dst, w, w, roiSize.height);
     return oddStatus(roiSize);
 }
 

@@ -15,6 +15,8 @@
 // even width and at least 256 pixels as one long row.
 #include <smmintrin.h>
 
+#include <array>
+
 #include "frame/image.h"
 #include "frame/simd.h"
 #include "frame/status.h"
@@ -29,8 +31,12 @@ using cel::simd::loadu;
 using cel::simd::storeu;
 
 
-// Chroma step of a contiguous 4:2:2 image: the odd pixel has a sample of its own.
-inline int chroma422(int width) { return width / 2 + (width & 1); }
+// Plane steps of a contiguous 4:2:2 image: luma w, chroma w / 2 and the odd
+// pixel's own sample.
+inline std::array<int, 3> steps422(int w) {
+    const int c = w / 2 + (w & 1);
+    return {w, c, c};
+}
 
 // ---------------------------------------------------------------------------
 // Encoders
@@ -160,9 +166,7 @@ void y8_inner_V8_RGBToYUV422_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* u
 // The choice of kernel is made once per call, and it can change the low bit.
 void y8_myRGBToYUV422_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], const int dstStep[3], int width,
                                int height) {
-    using cel::aligned16;
-    const bool al = aligned16(src) && aligned16(dst[0]) && aligned16(dst[1]) && aligned16(dst[2]) &&
-                    aligned16(srcStep) && aligned16(dstStep[0]) && aligned16(dstStep[1]) && aligned16(dstStep[2]);
+    const bool al = cel::allAligned16(src, dst[0], dst[1], dst[2], srcStep, dstStep[0], dstStep[1], dstStep[2]);
     const auto kernel = al ? y8_inner_V8_RGBToYUV422_8u_C3P3R : y8_innerRGBToYUV422_8u_C3P3R;
     for (int j = 0; j < height; ++j)
         kernel(rowAt(src, j, srcStep), rowAt(dst[0], j, dstStep[0]), rowAt(dst[1], j, dstStep[1]),
@@ -202,11 +206,9 @@ void y8_innerRGBToYUV422_8u_P3R(const uint8_t* const s[3], uint8_t* y, uint8_t* 
 
 void y8_myRGBToYUV422_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* const dst[3], const int dstStep[3],
                              int width, int height) {
-    for (int j = 0; j < height; ++j) {
-        const uint8_t* s[3] = {rowAt(src[0], j, srcStep), rowAt(src[1], j, srcStep), rowAt(src[2], j, srcStep)};
-        y8_innerRGBToYUV422_8u_P3R(s, rowAt(dst[0], j, dstStep[0]), rowAt(dst[1], j, dstStep[1]),
-                                   rowAt(dst[2], j, dstStep[2]), width);
-    }
+    for (int j = 0; j < height; ++j)
+        y8_innerRGBToYUV422_8u_P3R(cel::planeRows<3>(src, j, srcStep).data(), rowAt(dst[0], j, dstStep[0]),
+                                   rowAt(dst[1], j, dstStep[1]), rowAt(dst[2], j, dstStep[2]), width);
 }
 
 void y8_myRGBToYUV422_8u_P3(const uint8_t* const src[3], uint8_t* const dst[3], int count) {
@@ -345,10 +347,8 @@ void y8_innerYUV422ToRGB_8u_P3R(Rows422 s, uint8_t* const d[3], int width) {
 
 void y8_myYUV422ToRGB_8u_P3R(const uint8_t* const src[3], const int srcStep[3], uint8_t* const dst[3], int dstStep,
                              int width, int height) {
-    for (int j = 0; j < height; ++j) {
-        uint8_t* d[3] = {rowAt(dst[0], j, dstStep), rowAt(dst[1], j, dstStep), rowAt(dst[2], j, dstStep)};
-        y8_innerYUV422ToRGB_8u_P3R(rows422(src, srcStep, j), d, width);
-    }
+    for (int j = 0; j < height; ++j)
+        y8_innerYUV422ToRGB_8u_P3R(rows422(src, srcStep, j), cel::planeRows<3>(dst, j, dstStep).data(), width);
 }
 
 void y8_innerYUV422ToRGB_8u_P3AC4R(Rows422 s, uint8_t* dst, int width) {
@@ -399,9 +399,8 @@ extern "C" CelStatus y8_celiRGBToYUV422_8u_C3P3(const uint8_t* src, uint8_t* dst
     if (oneLongRow(roiSize)) {
         y8_myRGBToYUV422_8u_C3P3(src, dst, roiSize.width * roiSize.height);
     } else {
-        const int w = roiSize.width, c = chroma422(w);
-        const int dstStep[3] = {w, c, c};
-        y8_myRGBToYUV422_8u_C3P3R(src, cel::contiguousStep(w, 3), dst, dstStep, w, roiSize.height);
+        const int w = roiSize.width;
+        y8_myRGBToYUV422_8u_C3P3R(src, cel::contiguousStep(w, 3), dst, steps422(w).data(), w, roiSize.height);
     }
     return celStatusOk;
 }
@@ -422,9 +421,8 @@ extern "C" CelStatus y8_celiRGBToYUV422_8u_P3(const uint8_t* const src[3], uint8
     if (oneLongRow(roiSize)) {
         y8_myRGBToYUV422_8u_P3(src, dst, roiSize.width * roiSize.height);
     } else {
-        const int w = roiSize.width, c = chroma422(w);
-        const int dstStep[3] = {w, c, c};
-        y8_myRGBToYUV422_8u_P3R(src, w, dst, dstStep, w, roiSize.height);
+        y8_myRGBToYUV422_8u_P3R(src, roiSize.width, dst, steps422(roiSize.width).data(), roiSize.width,
+                                roiSize.height);
     }
     return celStatusOk;
 }
@@ -450,9 +448,8 @@ extern "C" CelStatus y8_celiYUV422ToRGB_8u_P3C3(const uint8_t* const src[3], uin
     if (cel::anyNull(src, dst)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     if (cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
-    const int w = roiSize.width, c = chroma422(w);
-    const int srcStep[3] = {w, c, c};
-    y8_myYUV422ToRGB_8u_P3C3R(src, srcStep, dst, cel::contiguousStep(w, 3), w, roiSize.height);
+    const int w = roiSize.width;
+    y8_myYUV422ToRGB_8u_P3C3R(src, steps422(w).data(), dst, cel::contiguousStep(w, 3), w, roiSize.height);
     return celStatusOk;
 }
 
@@ -469,9 +466,8 @@ extern "C" CelStatus y8_celiYUV422ToRGB_8u_P3(const uint8_t* const src[3], uint8
     if (cel::anyNull(src, dst)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     if (cel::anyPlaneNull(src, 3) || cel::anyPlaneNull(dst, 3)) return celStatusNullPointer;
-    const int w = roiSize.width, c = chroma422(w);
-    const int srcStep[3] = {w, c, c};
-    y8_myYUV422ToRGB_8u_P3R(src, srcStep, dst, w, w, roiSize.height);
+    const int w = roiSize.width;
+    y8_myYUV422ToRGB_8u_P3R(src, steps422(w).data(), dst, w, w, roiSize.height);
     return celStatusOk;
 }
 
