@@ -21,16 +21,7 @@ using namespace celtest::shapes;
 
 enum class Op { Down422, Up420, From1620, From411, To1620, To411 };
 
-struct Fn {
-    const char* name;
-    Kind srcKind;
-    Samp srcSamp;
-    Kind dstKind;
-    Samp dstSamp;
-    Op op;
-    CelStatus (*call)(Args&, CelSize);
-};
-void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
+using Fn = LayoutFn<Op>;
 
 constexpr Kind P3 = Kind::P3CbCr, UYVY = Kind::UYVY;
 constexpr Samp S420 = Samp::S420, S422 = Samp::S422, S411 = Samp::S411, S1620 = Samp::S1620;
@@ -78,15 +69,16 @@ int blocksEnd(int n, int big) {
 }
 
 // The expected destination: what it held, with the region written.
-void model(const Fn& f, ChromaLayout& s, ChromaLayout& e, int W, int H) {
-    const int w = interlaced(f.op) ? W & ~1 : W, h = interlaced(f.op) ? H & ~3 : H;
+void model(const Fn& f, ChromaLayout& s, ChromaLayout& e) {
+    const int W = s.w, H = s.h;
+    const int w = interlaced(f.rule) ? W & ~1 : W, h = interlaced(f.rule) ? H & ~3 : H;
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) e.at(0, x, y) = s.at(0, x, y);
     for (int c = 1; c <= 2; ++c) {
         const auto S = [&](int x, int y) { return int(s.at(c, x, y)); };
         const auto E = [&](int x, int y, int v) { e.at(c, x, y) = uint8_t(v); };
         const int n = w / 4;
-        switch (f.op) {
+        switch (f.rule) {
             case Op::Down422:
                 for (int k = 0; k < h / 4; ++k)
                     for (int x = 0; x < w / 2; ++x) {
@@ -110,7 +102,7 @@ void model(const Fn& f, ChromaLayout& s, ChromaLayout& e, int W, int H) {
                 break;
             case Op::From411:
             case Op::From1620: {
-                const bool from411 = f.op == Op::From411;
+                const bool from411 = f.rule == Op::From411;
                 const int rows = from411 ? h / 2 : h / 4, V = blocksEnd(n, from411 ? 64 : 32);
                 for (int r = 0; r < rows; ++r) {
                     const int sr = from411 ? 2 * r : r, tr = r + 1 < rows ? r + 1 : -1;
@@ -148,17 +140,8 @@ void model(const Fn& f, ChromaLayout& s, ChromaLayout& e, int W, int H) {
 }
 
 void expectModel(const Fn& f, int w, int h, RowWalk srcWalk, RowWalk dstWalk, uint32_t seed) {
-    ChromaLayout s(f.srcKind, f.srcSamp, w, h, srcWalk), d(f.dstKind, f.dstSamp, w, h, dstWalk);
-    s.randomize(seed);
-    ChromaLayout e = d;
-    const auto src = s.snapshot();
-    const CelStatus want = expectedStatus(f.op, w, h);
-    if (want >= 0) model(f, s, e, w, h);
-    Args a = argsOf(s, d);
-    ASSERT_EQ(f.call(a, {w, h}), want) << f.name << " " << w << "x" << h;
-    ASSERT_EQ(s.snapshot(), src) << f.name;
-    ASSERT_EQ(d.snapshot(), e.snapshot()) << f.name << " " << w << "x" << h << " walks " << int(srcWalk)
-                                          << int(dstWalk);
+    expectLayoutModel(f, w, h, srcWalk, dstWalk, seed, expectedStatus(f.rule, w, h),
+                      [&](ChromaLayout& s, ChromaLayout& e) { model(f, s, e); });
 }
 
 class Resample : public ::testing::TestWithParam<Fn> {};
@@ -177,27 +160,12 @@ TEST_P(Resample, EveryByteMatchesTheModel) {
 
 TEST_P(Resample, NegativeAndZeroSourceSteps) {
     const Fn f = GetParam();
-    uint32_t seed = 90;
-    for (auto [w, h] : {std::pair{36, 8}, {132, 12}, {260, 4}, {66, 7}}) {
-        expectModel(f, w, h, RowWalk::Up, RowWalk::Up, seed++);
-        expectModel(f, w, h, RowWalk::Same, RowWalk::Down, seed++);
-    }
+    everyWalk({{36, 8}, {132, 12}, {260, 4}, {66, 7}}, 90, [&](auto... a) { expectModel(f, a...); });
 }
 
-// Every pointer, plane pointers included, is tested before the size, and
-// nothing is written.
+// Every pointer, plane pointers included, is tested before the size.
 TEST_P(Resample, EveryPointerIsTestedBeforeTheSize) {
-    const Fn f = GetParam();
-    ChromaLayout s(f.srcKind, f.srcSamp, 8, 8), d(f.dstKind, f.dstSamp, 8, 8);
-    const auto before = d.snapshot();
-    const int ns = static_cast<int>(s.b.size()), nd = static_cast<int>(d.b.size());
-    for (int k = 0; k < ns + nd; ++k)
-        for (CelSize r : {CelSize{8, 8}, CelSize{0, 0}, CelSize{6, 3}}) {
-            Args a = argsOf(s, d);
-            (k < ns ? a.sp[k] : a.dp[k - ns]) = nullptr;
-            EXPECT_EQ(f.call(a, r), celStatusNullPointer) << f.name << " pointer " << k;
-        }
-    EXPECT_EQ(d.snapshot(), before) << f.name;
+    expectPointersBeforeSizes(GetParam(), 8, 8, {{8, 8}, {0, 0}, {6, 3}});
 }
 
 INSTANTIATE_TEST_SUITE_P(AllForms, Resample, ::testing::ValuesIn(kFns),
@@ -226,10 +194,10 @@ std::vector<int> fieldColumn(const Fn& f, int w, int h, int even, int odd) {
 
 TEST(InterlaceWorked, TwoFieldsStayApartBothWays) {
     for (const Fn& f : kFns) {
-        if (!interlaced(f.op)) continue;
+        if (!interlaced(f.rule)) continue;
         for (int w : {2, 40, 70}) {
             const auto col = fieldColumn(f, w, 16, 20, 220);
-            ASSERT_EQ(col.size(), f.op == Op::Down422 ? 8u : 16u);
+            ASSERT_EQ(col.size(), f.rule == Op::Down422 ? 8u : 16u);
             for (size_t y = 0; y < col.size(); ++y) EXPECT_EQ(col[y], y % 2 ? 220 : 20) << f.name << " row " << y;
         }
     }
@@ -264,7 +232,7 @@ TEST(InterlaceWorked, WeightsOfEachRow) {
 
 TEST(InterlaceWorked, FlatChromaStaysFlat) {
     for (const Fn& f : kFns)
-        if (interlaced(f.op))
+        if (interlaced(f.rule))
             for (int v : {0, 1, 127, 254, 255})
                 for (int c : fieldColumn(f, 66, 12, v, v)) EXPECT_EQ(c, v) << f.name;
 }
@@ -297,13 +265,13 @@ TEST(ResampleWorked, SizeRules) {
     for (const Fn& f : kFns) {
         ChromaLayout s(f.srcKind, f.srcSamp, 8, 8), d(f.dstKind, f.dstSamp, 8, 8);
         Args a = argsOf(s, d);
-        if (interlaced(f.op)) {
+        if (interlaced(f.rule)) {
             EXPECT_EQ(f.call(a, {8, 3}), celStatusBadSize) << f.name;
             EXPECT_EQ(f.call(a, {1, 8}), celStatusBadSize) << f.name;
             EXPECT_EQ(f.call(a, {3, 6}), celStatusOddSize) << f.name;
         } else {
             EXPECT_EQ(f.call(a, {6, 8}), celStatusBadSize) << f.name;
-            EXPECT_EQ(f.call(a, {8, 6}), f.op == Op::To411 ? celStatusOk : celStatusBadSize) << f.name;
+            EXPECT_EQ(f.call(a, {8, 6}), f.rule == Op::To411 ? celStatusOk : celStatusBadSize) << f.name;
         }
     }
 }

@@ -27,119 +27,75 @@ using namespace celtest::shapes;
 
 enum class Rule { A, B, C, D, E, F };
 
-struct Fn {
-    const char* name;
-    Kind srcKind;
-    Samp srcSamp;
-    Kind dstKind;
-    Samp dstSamp;
-    Rule rule;
-    int minW, minH;  // minH 0: the height is not tested
-    CelStatus (*call)(Args&, CelSize);
-};
-
-void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
+using Fn = celtest::LayoutFn<Rule>;
 
 constexpr Samp S420 = Samp::S420, S422 = Samp::S422, S411 = Samp::S411;
 constexpr Kind YUY2 = Kind::YUY2, UYVY = Kind::UYVY, YVYU = Kind::YVYU, P3 = Kind::P3CbCr, P3Cr = Kind::P3CrCb,
                P2 = Kind::P2CbCr, P2Cr = Kind::P2CrCb;
 
 const Fn kFns[] = {
-    {"celiYCbCr420ToYCbCr422_8u_P3R", P3, S420, P3, S422, Rule::A, 2, 2, viaP3P3<celiYCbCr420ToYCbCr422_8u_P3R>},
-    {"celiYCrCb420ToYCbCr422_8u_P3R", P3Cr, S420, P3, S422, Rule::A, 2, 2, viaP3P3<celiYCrCb420ToYCbCr422_8u_P3R>},
-    {"celiYCbCr420ToYCbCr422_8u_P2P3R", P2, S420, P3, S422, Rule::A, 2, 2, viaP2P3<celiYCbCr420ToYCbCr422_8u_P2P3R>},
-    {"celiYCbCr420ToYCbCr422_8u_P2C2R", P2, S420, YUY2, S422, Rule::A, 2, 2, viaP2C2<celiYCbCr420ToYCbCr422_8u_P2C2R>},
-    {"celiYCbCr420ToCbYCr422_8u_P2C2R", P2, S420, UYVY, S422, Rule::A, 2, 2, viaP2C2<celiYCbCr420ToCbYCr422_8u_P2C2R>},
-    {"celiYCrCb420ToYCbCr422_8u_P3C2R", P3Cr, S420, YUY2, S422, Rule::A, 2, 2,
-     viaP3C2<celiYCrCb420ToYCbCr422_8u_P3C2R>},
-    {"celiYCrCb420ToCbYCr422_8u_P3C2R", P3Cr, S420, UYVY, S422, Rule::A, 2, 2,
-     viaP3C2<celiYCrCb420ToCbYCr422_8u_P3C2R>},
-    {"celiYCbCr422ToYCbCr420_8u_P3R", P3, S422, P3, S420, Rule::B, 2, 2, viaP3P3<celiYCbCr422ToYCbCr420_8u_P3R>},
-    {"celiYCbCr422ToYCbCr420_8u_P3P2R", P3, S422, P2, S420, Rule::B, 2, 2, viaP3P2<celiYCbCr422ToYCbCr420_8u_P3P2R>},
-    {"celiYCbCr422ToYCbCr420_8u_C2P3R", YUY2, S422, P3, S420, Rule::B, 2, 2, viaC2P3<celiYCbCr422ToYCbCr420_8u_C2P3R>},
-    {"celiYCrCb422ToYCbCr420_8u_C2P3R", YVYU, S422, P3, S420, Rule::B, 2, 2, viaC2P3<celiYCrCb422ToYCbCr420_8u_C2P3R>},
-    {"celiYCbCr422ToYCbCr420_8u_C2P2R", YUY2, S422, P2, S420, Rule::B, 2, 2, viaC2P2<celiYCbCr422ToYCbCr420_8u_C2P2R>},
-    {"celiYCbCr422ToYCrCb420_8u_C2P2R", YUY2, S422, P2Cr, S420, Rule::B, 2, 2,
-     viaC2P2<celiYCbCr422ToYCrCb420_8u_C2P2R>},
-    {"celiYCbCr422ToYCrCb420_8u_C2P3R", YUY2, S422, P3Cr, S420, Rule::B, 2, 2,
-     viaC2P3<celiYCbCr422ToYCrCb420_8u_C2P3R>},
-    {"celiCbYCr422ToYCbCr420_8u_C2P2R", UYVY, S422, P2, S420, Rule::B, 2, 2, viaC2P2<celiCbYCr422ToYCbCr420_8u_C2P2R>},
-    {"celiCbYCr422ToYCbCr420_8u_C2P3R", UYVY, S422, P3, S420, Rule::B, 2, 2, viaC2P3<celiCbYCr422ToYCbCr420_8u_C2P3R>},
-    {"celiCbYCr422ToYCrCb420_8u_C2P3R", UYVY, S422, P3Cr, S420, Rule::B, 2, 2,
-     viaC2P3<celiCbYCr422ToYCrCb420_8u_C2P3R>},
-    {"celiYCbCr422ToYCbCr411_8u_P3R", P3, S422, P3, S411, Rule::C, 4, 0, viaP3P3<celiYCbCr422ToYCbCr411_8u_P3R>},
-    {"celiYCbCr422ToYCbCr411_8u_P3P2R", P3, S422, P2, S411, Rule::C, 4, 0, viaP3P2<celiYCbCr422ToYCbCr411_8u_P3P2R>},
-    {"celiYCbCr422ToYCbCr411_8u_C2P3R", YUY2, S422, P3, S411, Rule::C, 4, 1, viaC2P3<celiYCbCr422ToYCbCr411_8u_C2P3R>},
-    {"celiYCrCb422ToYCbCr411_8u_C2P3R", YVYU, S422, P3, S411, Rule::C, 4, 0, viaC2P3<celiYCrCb422ToYCbCr411_8u_C2P3R>},
-    {"celiYCbCr422ToYCbCr411_8u_C2P2R", YUY2, S422, P2, S411, Rule::C, 4, 0, viaC2P2<celiYCbCr422ToYCbCr411_8u_C2P2R>},
-    {"celiCbYCr422ToYCbCr411_8u_C2P3R", UYVY, S422, P3, S411, Rule::C, 4, 0, viaC2P3<celiCbYCr422ToYCbCr411_8u_C2P3R>},
-    {"celiYCbCr411ToYCbCr422_8u_P3R", P3, S411, P3, S422, Rule::D, 4, 0, viaP3P3<celiYCbCr411ToYCbCr422_8u_P3R>},
-    {"celiYCbCr411ToYCrCb422_8u_P3R", P3, S411, P3Cr, S422, Rule::D, 4, 0, viaP3P3<celiYCbCr411ToYCrCb422_8u_P3R>},
-    {"celiYCbCr411ToYCbCr422_8u_P2P3R", P2, S411, P3, S422, Rule::D, 4, 0, viaP2P3<celiYCbCr411ToYCbCr422_8u_P2P3R>},
-    {"celiYCbCr411ToYCbCr422_8u_P2C2R", P2, S411, YUY2, S422, Rule::D, 4, 0, viaP2C2<celiYCbCr411ToYCbCr422_8u_P2C2R>},
-    {"celiYCbCr411ToYCbCr422_8u_P3C2R", P3, S411, YUY2, S422, Rule::D, 4, 0, viaP3C2<celiYCbCr411ToYCbCr422_8u_P3C2R>},
-    {"celiYCbCr411ToYCrCb422_8u_P3C2R", P3, S411, YVYU, S422, Rule::D, 4, 0, viaP3C2<celiYCbCr411ToYCrCb422_8u_P3C2R>},
-    {"celiYCbCr411ToYCbCr420_8u_P3R", P3, S411, P3, S420, Rule::E, 4, 2, viaP3P3<celiYCbCr411ToYCbCr420_8u_P3R>},
-    {"celiYCbCr411ToYCbCr420_8u_P3P2R", P3, S411, P2, S420, Rule::E, 4, 2, viaP3P2<celiYCbCr411ToYCbCr420_8u_P3P2R>},
-    {"celiYCbCr411ToYCbCr420_8u_P2P3R", P2, S411, P3, S420, Rule::E, 4, 2, viaP2P3<celiYCbCr411ToYCbCr420_8u_P2P3R>},
-    {"celiYCbCr411ToYCrCb420_8u_P2P3R", P2, S411, P3Cr, S420, Rule::E, 4, 2, viaP2P3<celiYCbCr411ToYCrCb420_8u_P2P3R>},
-    {"celiYCbCr420ToYCbCr411_8u_P2P3R", P2, S420, P3, S411, Rule::F, 4, 2, viaP2P3<celiYCbCr420ToYCbCr411_8u_P2P3R>},
-    {"celiYCbCr420ToYCbCr411_8u_P3P2R", P3, S420, P2, S411, Rule::F, 4, 2, viaP3P2<celiYCbCr420ToYCbCr411_8u_P3P2R>},
-    {"celiYCrCb420ToYCbCr411_8u_P3P2R", P3Cr, S420, P2, S411, Rule::F, 4, 2, viaP3P2<celiYCrCb420ToYCbCr411_8u_P3P2R>},
+    {"celiYCbCr420ToYCbCr422_8u_P3R", P3, S420, P3, S422, Rule::A, viaP3P3<celiYCbCr420ToYCbCr422_8u_P3R>, 2, 2},
+    {"celiYCrCb420ToYCbCr422_8u_P3R", P3Cr, S420, P3, S422, Rule::A, viaP3P3<celiYCrCb420ToYCbCr422_8u_P3R>, 2, 2},
+    {"celiYCbCr420ToYCbCr422_8u_P2P3R", P2, S420, P3, S422, Rule::A, viaP2P3<celiYCbCr420ToYCbCr422_8u_P2P3R>, 2, 2},
+    {"celiYCbCr420ToYCbCr422_8u_P2C2R", P2, S420, YUY2, S422, Rule::A, viaP2C2<celiYCbCr420ToYCbCr422_8u_P2C2R>, 2, 2},
+    {"celiYCbCr420ToCbYCr422_8u_P2C2R", P2, S420, UYVY, S422, Rule::A, viaP2C2<celiYCbCr420ToCbYCr422_8u_P2C2R>, 2, 2},
+    {"celiYCrCb420ToYCbCr422_8u_P3C2R", P3Cr, S420, YUY2, S422, Rule::A,
+     viaP3C2<celiYCrCb420ToYCbCr422_8u_P3C2R>, 2, 2},
+    {"celiYCrCb420ToCbYCr422_8u_P3C2R", P3Cr, S420, UYVY, S422, Rule::A,
+     viaP3C2<celiYCrCb420ToCbYCr422_8u_P3C2R>, 2, 2},
+    {"celiYCbCr422ToYCbCr420_8u_P3R", P3, S422, P3, S420, Rule::B, viaP3P3<celiYCbCr422ToYCbCr420_8u_P3R>, 2, 2},
+    {"celiYCbCr422ToYCbCr420_8u_P3P2R", P3, S422, P2, S420, Rule::B, viaP3P2<celiYCbCr422ToYCbCr420_8u_P3P2R>, 2, 2},
+    {"celiYCbCr422ToYCbCr420_8u_C2P3R", YUY2, S422, P3, S420, Rule::B, viaC2P3<celiYCbCr422ToYCbCr420_8u_C2P3R>, 2, 2},
+    {"celiYCrCb422ToYCbCr420_8u_C2P3R", YVYU, S422, P3, S420, Rule::B, viaC2P3<celiYCrCb422ToYCbCr420_8u_C2P3R>, 2, 2},
+    {"celiYCbCr422ToYCbCr420_8u_C2P2R", YUY2, S422, P2, S420, Rule::B, viaC2P2<celiYCbCr422ToYCbCr420_8u_C2P2R>, 2, 2},
+    {"celiYCbCr422ToYCrCb420_8u_C2P2R", YUY2, S422, P2Cr, S420, Rule::B,
+     viaC2P2<celiYCbCr422ToYCrCb420_8u_C2P2R>, 2, 2},
+    {"celiYCbCr422ToYCrCb420_8u_C2P3R", YUY2, S422, P3Cr, S420, Rule::B,
+     viaC2P3<celiYCbCr422ToYCrCb420_8u_C2P3R>, 2, 2},
+    {"celiCbYCr422ToYCbCr420_8u_C2P2R", UYVY, S422, P2, S420, Rule::B, viaC2P2<celiCbYCr422ToYCbCr420_8u_C2P2R>, 2, 2},
+    {"celiCbYCr422ToYCbCr420_8u_C2P3R", UYVY, S422, P3, S420, Rule::B, viaC2P3<celiCbYCr422ToYCbCr420_8u_C2P3R>, 2, 2},
+    {"celiCbYCr422ToYCrCb420_8u_C2P3R", UYVY, S422, P3Cr, S420, Rule::B,
+     viaC2P3<celiCbYCr422ToYCrCb420_8u_C2P3R>, 2, 2},
+    {"celiYCbCr422ToYCbCr411_8u_P3R", P3, S422, P3, S411, Rule::C, viaP3P3<celiYCbCr422ToYCbCr411_8u_P3R>, 4, 0},
+    {"celiYCbCr422ToYCbCr411_8u_P3P2R", P3, S422, P2, S411, Rule::C, viaP3P2<celiYCbCr422ToYCbCr411_8u_P3P2R>, 4, 0},
+    {"celiYCbCr422ToYCbCr411_8u_C2P3R", YUY2, S422, P3, S411, Rule::C, viaC2P3<celiYCbCr422ToYCbCr411_8u_C2P3R>, 4, 1},
+    {"celiYCrCb422ToYCbCr411_8u_C2P3R", YVYU, S422, P3, S411, Rule::C, viaC2P3<celiYCrCb422ToYCbCr411_8u_C2P3R>, 4, 0},
+    {"celiYCbCr422ToYCbCr411_8u_C2P2R", YUY2, S422, P2, S411, Rule::C, viaC2P2<celiYCbCr422ToYCbCr411_8u_C2P2R>, 4, 0},
+    {"celiCbYCr422ToYCbCr411_8u_C2P3R", UYVY, S422, P3, S411, Rule::C, viaC2P3<celiCbYCr422ToYCbCr411_8u_C2P3R>, 4, 0},
+    {"celiYCbCr411ToYCbCr422_8u_P3R", P3, S411, P3, S422, Rule::D, viaP3P3<celiYCbCr411ToYCbCr422_8u_P3R>, 4, 0},
+    {"celiYCbCr411ToYCrCb422_8u_P3R", P3, S411, P3Cr, S422, Rule::D, viaP3P3<celiYCbCr411ToYCrCb422_8u_P3R>, 4, 0},
+    {"celiYCbCr411ToYCbCr422_8u_P2P3R", P2, S411, P3, S422, Rule::D, viaP2P3<celiYCbCr411ToYCbCr422_8u_P2P3R>, 4, 0},
+    {"celiYCbCr411ToYCbCr422_8u_P2C2R", P2, S411, YUY2, S422, Rule::D, viaP2C2<celiYCbCr411ToYCbCr422_8u_P2C2R>, 4, 0},
+    {"celiYCbCr411ToYCbCr422_8u_P3C2R", P3, S411, YUY2, S422, Rule::D, viaP3C2<celiYCbCr411ToYCbCr422_8u_P3C2R>, 4, 0},
+    {"celiYCbCr411ToYCrCb422_8u_P3C2R", P3, S411, YVYU, S422, Rule::D, viaP3C2<celiYCbCr411ToYCrCb422_8u_P3C2R>, 4, 0},
+    {"celiYCbCr411ToYCbCr420_8u_P3R", P3, S411, P3, S420, Rule::E, viaP3P3<celiYCbCr411ToYCbCr420_8u_P3R>, 4, 2},
+    {"celiYCbCr411ToYCbCr420_8u_P3P2R", P3, S411, P2, S420, Rule::E, viaP3P2<celiYCbCr411ToYCbCr420_8u_P3P2R>, 4, 2},
+    {"celiYCbCr411ToYCbCr420_8u_P2P3R", P2, S411, P3, S420, Rule::E, viaP2P3<celiYCbCr411ToYCbCr420_8u_P2P3R>, 4, 2},
+    {"celiYCbCr411ToYCrCb420_8u_P2P3R", P2, S411, P3Cr, S420, Rule::E, viaP2P3<celiYCbCr411ToYCrCb420_8u_P2P3R>, 4, 2},
+    {"celiYCbCr420ToYCbCr411_8u_P2P3R", P2, S420, P3, S411, Rule::F, viaP2P3<celiYCbCr420ToYCbCr411_8u_P2P3R>, 4, 2},
+    {"celiYCbCr420ToYCbCr411_8u_P3P2R", P3, S420, P2, S411, Rule::F, viaP3P2<celiYCbCr420ToYCbCr411_8u_P3P2R>, 4, 2},
+    {"celiYCrCb420ToYCbCr411_8u_P3P2R", P3Cr, S420, P2, S411, Rule::F, viaP3P2<celiYCrCb420ToYCbCr411_8u_P3P2R>, 4, 2},
 };
 
-bool touches(const Fn& f, Samp s) { return f.srcSamp == s || f.dstSamp == s; }
-
-// The expected destination: what the layout held before, with the rounded
-// region written from the source by the function's rule.  It walks its rows
-// as the destination does, so that the two compare buffer for buffer.
-ChromaLayout model(const Fn& f, ChromaLayout& s, int w, int h, RowWalk walk) {
-    ChromaLayout e(f.dstKind, f.dstSamp, w, h, walk);
-    const int dw = touches(f, S411) ? w & ~3 : w & ~1;
-    const int dh = touches(f, S420) ? h & ~1 : h;
-    for (int y = 0; y < dh; ++y)
-        for (int x = 0; x < dw; ++x) e.at(0, x, y) = s.at(0, x, y);
-    const int cols = f.dstSamp == S411 ? dw / 4 : dw / 2, rows = f.dstSamp == S420 ? dh / 2 : dh;
-    for (int c = 1; c <= 2; ++c)
-        for (int y = 0; y < rows; ++y)
-            for (int x = 0; x < cols; ++x) {
-                uint8_t v = 0;
-                switch (f.rule) {
-                    case Rule::A:
-                        v = s.at(c, x, y / 2);
-                        break;  // each source row serves two rows
-                    case Rule::B:
-                        v = s.at(c, x, 2 * y);
-                        break;  // even rows only
-                    case Rule::C:
-                        v = s.at(c, 2 * x, y);
-                        break;  // even columns only
-                    case Rule::D:
-                        v = s.at(c, x / 2, y);
-                        break;  // each sample serves two pairs
-                    case Rule::E:
-                        v = s.at(c, x / 2, 2 * y + (x & 1));
-                        break;  // two rows woven into one
-                    case Rule::F:
-                        v = s.at(c, 2 * x + (y & 1), y / 2);
-                        break;  // one row unwoven into two
-                }
-                e.at(c, x, y) = v;
-            }
-    return e;
+// The rounded region of the expected destination, written from the source
+// by the function's rule.
+void model(const Fn& f, ChromaLayout& s, ChromaLayout& e) {
+    celtest::moveSamples(s, e, [&](int c, int x, int y) -> uint8_t {
+        switch (f.rule) {
+            case Rule::A: return s.at(c, x, y / 2);  // each source row serves two rows
+            case Rule::B: return s.at(c, x, 2 * y);  // even rows only
+            case Rule::C: return s.at(c, 2 * x, y);  // even columns only
+            case Rule::D: return s.at(c, x / 2, y);  // each sample serves two pairs
+            case Rule::E: return s.at(c, x / 2, 2 * y + (x & 1));  // two rows woven into one
+            case Rule::F: return s.at(c, 2 * x + (y & 1), y / 2);  // one row unwoven into two
+        }
+        return 0;
+    });
 }
 
-// Runs f at w x h with the given row walks and compares every byte of the
-// destination buffers, canaries included, with the model.
 void expectModel(const Fn& f, int w, int h, RowWalk srcWalk, RowWalk dstWalk, uint32_t seed) {
-    ChromaLayout s(f.srcKind, f.srcSamp, w, h, srcWalk), d(f.dstKind, f.dstSamp, w, h, dstWalk);
-    s.randomize(seed);
-    const ChromaLayout e = model(f, s, w, h, dstWalk);
-    Args a = argsOf(s, d);
-    ASSERT_EQ(f.call(a, {w, h}), celStatusOk) << f.name << " " << w << "x" << h;
-    ASSERT_EQ(d.snapshot(), e.snapshot())
-        << f.name << " " << w << "x" << h << " walks " << int(srcWalk) << int(dstWalk);
-    ASSERT_TRUE(d.intact()) << f.name << " " << w << "x" << h;
+    celtest::expectLayoutModel(f, w, h, srcWalk, dstWalk, seed, celStatusOk,
+                               [&](ChromaLayout& s, ChromaLayout& e) { model(f, s, e); });
 }
 
 class Rate : public ::testing::TestWithParam<Fn> {};
@@ -159,11 +115,7 @@ TEST_P(Rate, EveryByteFollowsTheRuleAcrossBodyAndTail) {
 
 TEST_P(Rate, NegativeAndZeroSourceSteps) {
     const Fn f = GetParam();
-    uint32_t seed = 77;
-    for (auto [w, h] : {std::pair{36, 5}, {100, 4}, {140, 7}}) {
-        expectModel(f, w, h, RowWalk::Up, RowWalk::Up, seed++);
-        expectModel(f, w, h, RowWalk::Same, RowWalk::Down, seed++);
-    }
+    celtest::everyWalk({{36, 5}, {100, 4}, {140, 7}}, 77, [&](auto... a) { expectModel(f, a...); });
 }
 
 TEST_P(Rate, BelowTheMinimumWritesNothing) {
@@ -182,20 +134,9 @@ TEST_P(Rate, BelowTheMinimumWritesNothing) {
     EXPECT_EQ(d.snapshot(), before) << f.name;
 }
 
-// Pointers first, plane pointers included, then the size: every pointer
-// alone null gives celStatusNullPointer even with a bad size, and writes nothing.
+// Pointers first, plane pointers included, then the size.
 TEST_P(Rate, EveryPointerIsTestedBeforeTheSize) {
-    const Fn f = GetParam();
-    ChromaLayout s(f.srcKind, f.srcSamp, 8, 4), d(f.dstKind, f.dstSamp, 8, 4);
-    const auto before = d.snapshot();
-    const int ns = static_cast<int>(s.b.size()), nd = static_cast<int>(d.b.size());
-    for (int k = 0; k < ns + nd; ++k)
-        for (CelSize r : {CelSize{8, 4}, CelSize{0, 0}}) {
-            Args a = argsOf(s, d);
-            (k < ns ? a.sp[k] : a.dp[k - ns]) = nullptr;
-            EXPECT_EQ(f.call(a, r), celStatusNullPointer) << f.name << " pointer " << k;
-        }
-    EXPECT_EQ(d.snapshot(), before) << f.name;
+    celtest::expectPointersBeforeSizes(GetParam(), 8, 4, {{8, 4}, {0, 0}});
 }
 
 INSTANTIATE_TEST_SUITE_P(AllForms, Rate, ::testing::ValuesIn(kFns),

@@ -13,102 +13,63 @@
 
 namespace {
 
-using celtest::Kind;
-using celtest::Samp;
-using Layout = celtest::ChromaLayout;
+using namespace celtest;
+using namespace celtest::shapes;
 
-struct Fn {
-    const char* name;
-    Samp samp;
-    Kind src, dst;
-    int minW, minH;  // minH 0: the height is not tested
-    bool oddWarn;
-};
+// The rule of a repacking: whether an odd width warns.
+using Fn = LayoutFn<bool>;
 
-void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
+constexpr Samp S422 = Samp::S422, S420 = Samp::S420, S411 = Samp::S411;
+constexpr Kind YUY2 = Kind::YUY2, UYVY = Kind::UYVY, YVYU = Kind::YVYU, P3 = Kind::P3CbCr, P3Cr = Kind::P3CrCb,
+               P2 = Kind::P2CbCr;
 
 const Fn kFns[] = {
-    {"YCbCr422_C2P3R", Samp::S422, Kind::YUY2, Kind::P3CbCr, 2, 1, false},
-    {"YCrCb422ToYCbCr422_C2P3R", Samp::S422, Kind::YVYU, Kind::P3CbCr, 2, 1, false},
-    {"CbYCr422ToYCbCr422_C2P3R", Samp::S422, Kind::UYVY, Kind::P3CbCr, 2, 1, false},
-    {"YCbCr422_P3C2R", Samp::S422, Kind::P3CbCr, Kind::YUY2, 2, 1, false},
-    {"YCbCr422ToCbYCr422_P3C2R", Samp::S422, Kind::P3CbCr, Kind::UYVY, 2, 1, true},
-    {"YCbCr422ToYCrCb422_P3C2R", Samp::S422, Kind::P3CbCr, Kind::YVYU, 2, 0, false},
-    {"CbYCr422ToYCbCr422_C2R", Samp::S422, Kind::UYVY, Kind::YUY2, 2, 1, false},
-    {"YCbCr422ToCbYCr422_C2R", Samp::S422, Kind::YUY2, Kind::UYVY, 2, 1, false},
-    {"YCbCr422ToYCrCb422_C2R", Samp::S422, Kind::YUY2, Kind::YVYU, 2, 0, false},
-    {"YCbCr420_P2P3R", Samp::S420, Kind::P2CbCr, Kind::P3CbCr, 2, 2, false},
-    {"YCbCr420_P3P2R", Samp::S420, Kind::P3CbCr, Kind::P2CbCr, 2, 2, false},
+    {"YCbCr422_C2P3R", YUY2, S422, P3, S422, false, viaC2P3<celiYCbCr422_8u_C2P3R>, 2, 1},
+    {"YCrCb422ToYCbCr422_C2P3R", YVYU, S422, P3, S422, false, viaC2P3<celiYCrCb422ToYCbCr422_8u_C2P3R>, 2, 1},
+    {"CbYCr422ToYCbCr422_C2P3R", UYVY, S422, P3, S422, false, viaC2P3<celiCbYCr422ToYCbCr422_8u_C2P3R>, 2, 1},
+    {"YCbCr422_P3C2R", P3, S422, YUY2, S422, false, viaP3C2<celiYCbCr422_8u_P3C2R>, 2, 1},
+    {"YCbCr422ToCbYCr422_P3C2R", P3, S422, UYVY, S422, true, viaP3C2<celiYCbCr422ToCbYCr422_8u_P3C2R>, 2, 1},
+    {"YCbCr422ToYCrCb422_P3C2R", P3, S422, YVYU, S422, false, viaP3C2<celiYCbCr422ToYCrCb422_8u_P3C2R>, 2, 0},
+    {"CbYCr422ToYCbCr422_C2R", UYVY, S422, YUY2, S422, false, viaC2C2<celiCbYCr422ToYCbCr422_8u_C2R>, 2, 1},
+    {"YCbCr422ToCbYCr422_C2R", YUY2, S422, UYVY, S422, false, viaC2C2<celiYCbCr422ToCbYCr422_8u_C2R>, 2, 1},
+    {"YCbCr422ToYCrCb422_C2R", YUY2, S422, YVYU, S422, false, viaC2C2<celiYCbCr422ToYCrCb422_8u_C2R>, 2, 0},
+    {"YCbCr420_P2P3R", P2, S420, P3, S420, false, viaP2P3<celiYCbCr420_8u_P2P3R>, 2, 2},
+    {"YCbCr420_P3P2R", P3, S420, P2, S420, false, viaP3P2<celiYCbCr420_8u_P3P2R>, 2, 2},
     // the first byte of a pair goes to dst[1]: modelled as Cb planes
-    {"YCbCr420ToYCrCb420_P2P3R", Samp::S420, Kind::P2CbCr, Kind::P3CbCr, 2, 2, false},
-    {"YCrCb420ToYCbCr420_P3P2R", Samp::S420, Kind::P3CrCb, Kind::P2CbCr, 2, 2, false},
-    {"YCbCr411_P2P3R", Samp::S411, Kind::P2CbCr, Kind::P3CbCr, 4, 0, false},
-    {"YCbCr411_P3P2R", Samp::S411, Kind::P3CbCr, Kind::P2CbCr, 4, 0, false},
+    {"YCbCr420ToYCrCb420_P2P3R", P2, S420, P3, S420, false, viaP2P3<celiYCbCr420ToYCrCb420_8u_P2P3R>, 2, 2},
+    {"YCrCb420ToYCbCr420_P3P2R", P3Cr, S420, P2, S420, false, viaP3P2<celiYCrCb420ToYCbCr420_8u_P3P2R>, 2, 2},
+    {"YCbCr411_P2P3R", P2, S411, P3, S411, false, viaP2P3<celiYCbCr411_8u_P2P3R>, 4, 0},
+    {"YCbCr411_P3P2R", P3, S411, P2, S411, false, viaP3P2<celiYCbCr411_8u_P3P2R>, 4, 0},
 };
-
-CelStatus call(const Fn& fn, Layout& s, Layout& d, CelSize roi) {
-    const std::string n = fn.name;
-    uint8_t* dp[3] = {d.b[0].row(0), d.b.size() > 1 ? d.b[1].row(0) : nullptr, d.b.size() > 2 ? d.b[2].row(0) : nullptr};
-    int ds[3] = {d.b[0].step(), d.b.size() > 1 ? d.b[1].step() : 0, d.b.size() > 2 ? d.b[2].step() : 0};
-    const uint8_t* sp[3] = {s.b[0].row(0), s.b.size() > 1 ? s.b[1].row(0) : nullptr,
-                            s.b.size() > 2 ? s.b[2].row(0) : nullptr};
-    int ss[3] = {s.b[0].step(), s.b.size() > 1 ? s.b[1].step() : 0, s.b.size() > 2 ? s.b[2].step() : 0};
-    if (n == "YCbCr422_C2P3R") return celiYCbCr422_8u_C2P3R(sp[0], ss[0], dp, ds, roi);
-    if (n == "YCrCb422ToYCbCr422_C2P3R") return celiYCrCb422ToYCbCr422_8u_C2P3R(sp[0], ss[0], dp, ds, roi);
-    if (n == "CbYCr422ToYCbCr422_C2P3R") return celiCbYCr422ToYCbCr422_8u_C2P3R(sp[0], ss[0], dp, ds, roi);
-    if (n == "YCbCr422_P3C2R") return celiYCbCr422_8u_P3C2R(sp, ss, dp[0], ds[0], roi);
-    if (n == "YCbCr422ToCbYCr422_P3C2R") return celiYCbCr422ToCbYCr422_8u_P3C2R(sp, ss, dp[0], ds[0], roi);
-    if (n == "YCbCr422ToYCrCb422_P3C2R") return celiYCbCr422ToYCrCb422_8u_P3C2R(sp, ss, dp[0], ds[0], roi);
-    if (n == "CbYCr422ToYCbCr422_C2R") return celiCbYCr422ToYCbCr422_8u_C2R(sp[0], ss[0], dp[0], ds[0], roi);
-    if (n == "YCbCr422ToCbYCr422_C2R") return celiYCbCr422ToCbYCr422_8u_C2R(sp[0], ss[0], dp[0], ds[0], roi);
-    if (n == "YCbCr422ToYCrCb422_C2R") return celiYCbCr422ToYCrCb422_8u_C2R(sp[0], ss[0], dp[0], ds[0], roi);
-    if (n == "YCbCr420_P2P3R") return celiYCbCr420_8u_P2P3R(sp[0], ss[0], sp[1], ss[1], dp, ds, roi);
-    if (n == "YCbCr420_P3P2R") return celiYCbCr420_8u_P3P2R(sp, ss, dp[0], ds[0], dp[1], ds[1], roi);
-    if (n == "YCbCr420ToYCrCb420_P2P3R") return celiYCbCr420ToYCrCb420_8u_P2P3R(sp[0], ss[0], sp[1], ss[1], dp, ds, roi);
-    if (n == "YCrCb420ToYCbCr420_P3P2R") return celiYCrCb420ToYCbCr420_8u_P3P2R(sp, ss, dp[0], ds[0], dp[1], ds[1], roi);
-    if (n == "YCbCr411_P2P3R") return celiYCbCr411_8u_P2P3R(sp[0], ss[0], sp[1], ss[1], dp, ds, roi);
-    return celiYCbCr411_8u_P3P2R(sp, ss, dp[0], ds[0], dp[1], ds[1], roi);
-}
 
 class Repack : public ::testing::TestWithParam<Fn> {};
 
+// The done region (width rounded down to even, 4 for 4:1:1, height to even
+// for 4:2:0) of every sample copied from its source byte, the rest untouched.
 TEST_P(Repack, EveryByteComesFromItsSourceByte) {
     const Fn fn = GetParam();
     uint32_t seed = 1;
     for (int h : {1, 2, 3, 4, 5})
         for (int w : {2, 3, 4, 5, 6, 7, 8, 9, 12, 15, 16, 17, 18, 31, 32, 33, 34, 40, 64, 66}) {
             if (w < fn.minW || h < fn.minH) continue;
-            Layout s(fn.src, fn.samp, w, h), d(fn.dst, fn.samp, w, h);
-            for (auto& b : s.b) b.randomize(seed++);
-            const CelStatus want = (fn.oddWarn && (w & 1)) ? celStatusOddSize : celStatusOk;
-            ASSERT_EQ(call(fn, s, d, {w, h}), want) << fn.name << " " << w << "x" << h;
-            // the done region: width rounded down to even (4 for 4:1:1), height to even for 4:2:0
-            const int dw = fn.samp == Samp::S411 ? w & ~3 : w & ~1;
-            const int dh = fn.samp == Samp::S420 ? h & ~1 : h;
-            Layout e(fn.dst, fn.samp, w, h);  // expected: fill everywhere, then the done samples
-            for (int y = 0; y < dh; ++y)
-                for (int x = 0; x < dw; ++x) e.at(0, x, y) = s.at(0, x, y);
-            const int cx = fn.samp == Samp::S411 ? dw / 4 : dw / 2, cy = fn.samp == Samp::S420 ? dh / 2 : dh;
-            for (int y = 0; y < cy; ++y)
-                for (int x = 0; x < cx; ++x) {
-                    // chroma sample x: pixel pair x of a packed row
-                    e.at(1, x, y) = s.at(1, x, y);
-                    e.at(2, x, y) = s.at(2, x, y);
-                }
-            ASSERT_EQ(d.snapshot(), e.snapshot()) << fn.name << " " << w << "x" << h;
-            ASSERT_TRUE(d.intact());
+            const CelStatus want = (fn.rule && (w & 1)) ? celStatusOddSize : celStatusOk;
+            expectLayoutModel(fn, w, h, RowWalk::Down, RowWalk::Down, seed++, want,
+                              [](ChromaLayout& s, ChromaLayout& e) {
+                                  moveSamples(s, e, [&](int c, int x, int y) { return s.at(c, x, y); });
+                              });
         }
 }
 
 TEST_P(Repack, BelowTheMinimumFailsAndWritesNothing) {
     const Fn fn = GetParam();
-    Layout s(fn.src, fn.samp, 8, 4), d(fn.dst, fn.samp, 8, 4);
+    ChromaLayout s(fn.srcKind, fn.srcSamp, 8, 4), d(fn.dstKind, fn.dstSamp, 8, 4);
     const auto before = d.snapshot();
-    EXPECT_EQ(call(fn, s, d, {fn.minW - 1, 4}), celStatusBadSize) << fn.name;
+    Args a = argsOf(s, d);
+    EXPECT_EQ(fn.call(a, {fn.minW - 1, 4}), celStatusBadSize) << fn.name;
     if (fn.minH > 0)
-        EXPECT_EQ(call(fn, s, d, {8, fn.minH - 1}), celStatusBadSize) << fn.name;
+        EXPECT_EQ(fn.call(a, {8, fn.minH - 1}), celStatusBadSize) << fn.name;
     else
-        EXPECT_EQ(call(fn, s, d, {8, -3}), celStatusOk) << fn.name;  // the height is not tested
+        EXPECT_EQ(fn.call(a, {8, -3}), celStatusOk) << fn.name;  // the height is not tested
     EXPECT_EQ(d.snapshot(), before) << fn.name;
 }
 

@@ -8,7 +8,11 @@
 // `shapes` hand such images to a function of any of the families' shapes.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <initializer_list>
+#include <ostream>
 #include <vector>
 
 #include "celcc.h"
@@ -119,6 +123,7 @@ using FnP2C2 = CelStatus (*)(const uint8_t*, int, const uint8_t*, int, uint8_t*,
 using FnP3C2 = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t*, int, CelSize);
 using FnC2P3 = CelStatus (*)(const uint8_t*, int, uint8_t* [3], int[3], CelSize);
 using FnC2P2 = CelStatus (*)(const uint8_t*, int, uint8_t*, int, uint8_t*, int, CelSize);
+using FnC2C2 = CelStatus (*)(const uint8_t*, int, uint8_t*, int, CelSize);
 
 template <FnP3P3 F>
 CelStatus viaP3P3(Args& a, CelSize r) {
@@ -151,6 +156,92 @@ template <FnC2P2 F>
 CelStatus viaC2P2(Args& a, CelSize r) {
     return F(a.sp[0], a.ss[0], a.dp[0], a.ds[0], a.dp[1], a.ds[1], r);
 }
+template <FnC2C2 F>
+CelStatus viaC2C2(Args& a, CelSize r) {
+    return F(a.sp[0], a.ss[0], a.dp[0], a.ds[0], r);
+}
 }  // namespace shapes
+
+// One export of a layout family: its source and destination layouts, the
+// family's rule, the adapter that calls it, and the least size it takes
+// (minH 0: the height is not tested).
+template <class Rule>
+struct LayoutFn {
+    const char* name;
+    Kind srcKind;
+    Samp srcSamp;
+    Kind dstKind;
+    Samp dstSamp;
+    Rule rule;
+    CelStatus (*call)(Args&, CelSize);
+    int minW = 1, minH = 1;
+};
+template <class Rule>
+void PrintTo(const LayoutFn<Rule>& f, std::ostream* os) {
+    *os << f.name;
+}
+
+// The expected destination of a layout change that moves samples without
+// arithmetic: the luma of the done region (the size rounded down to whole
+// 4:1:1 groups or pixel pairs, and to row pairs where either side is 4:2:0)
+// copied, and each chroma sample (c, x, y) of the done region taken from
+// from(c, x, y).
+template <class From>
+void moveSamples(ChromaLayout& s, ChromaLayout& e, From from) {
+    const auto touches = [&](Samp m) { return s.samp == m || e.samp == m; };
+    const int dw = touches(Samp::S411) ? s.w & ~3 : s.w & ~1, dh = touches(Samp::S420) ? s.h & ~1 : s.h;
+    for (int y = 0; y < dh; ++y)
+        for (int x = 0; x < dw; ++x) e.at(0, x, y) = s.at(0, x, y);
+    const int cols = e.samp == Samp::S411 ? dw / 4 : dw / 2, rows = e.samp == Samp::S420 ? dh / 2 : dh;
+    for (int c = 1; c <= 2; ++c)
+        for (int y = 0; y < rows; ++y)
+            for (int x = 0; x < cols; ++x) e.at(c, x, y) = from(c, x, y);
+}
+
+// Runs f at w x h on a random source, its rows and the destination's walked
+// as given: the call returns `want`, the source keeps every byte and the
+// destination, canaries included, equals a copy of itself into which
+// model(source, expected) has written the region (on success).
+template <class Fn, class Model>
+void expectLayoutModel(const Fn& f, int w, int h, RowWalk srcWalk, RowWalk dstWalk, uint32_t seed, CelStatus want,
+                       Model model) {
+    ChromaLayout s(f.srcKind, f.srcSamp, w, h, srcWalk), d(f.dstKind, f.dstSamp, w, h, dstWalk);
+    s.randomize(seed);
+    ChromaLayout e = d;
+    const auto src = s.snapshot();
+    if (want >= 0) model(s, e);
+    Args a = argsOf(s, d);
+    ASSERT_EQ(f.call(a, {w, h}), want) << f.name << " " << w << "x" << h;
+    ASSERT_EQ(s.snapshot(), src) << f.name;
+    ASSERT_EQ(d.snapshot(), e.snapshot()) << f.name << " " << w << "x" << h << " walks " << int(srcWalk)
+                                          << int(dstWalk);
+}
+
+// expect(w, h, srcWalk, dstWalk, seed) at each size with negative steps on
+// both sides and with a zero source step.
+template <class Expect>
+void everyWalk(std::initializer_list<CelSize> sizes, uint32_t seed, Expect expect) {
+    for (CelSize z : sizes) {
+        expect(z.width, z.height, RowWalk::Up, RowWalk::Up, seed++);
+        expect(z.width, z.height, RowWalk::Same, RowWalk::Down, seed++);
+    }
+}
+
+// Every pointer alone null, plane members included, gives
+// celStatusNullPointer at each of the sizes, good or bad, and nothing is
+// written.
+template <class Fn>
+void expectPointersBeforeSizes(const Fn& f, int w, int h, std::initializer_list<CelSize> sizes) {
+    ChromaLayout s(f.srcKind, f.srcSamp, w, h), d(f.dstKind, f.dstSamp, w, h);
+    const auto before = d.snapshot();
+    const int ns = static_cast<int>(s.b.size()), nd = static_cast<int>(d.b.size());
+    for (int k = 0; k < ns + nd; ++k)
+        for (CelSize r : sizes) {
+            Args a = argsOf(s, d);
+            (k < ns ? a.sp[k] : a.dp[k - ns]) = nullptr;
+            EXPECT_EQ(f.call(a, r), celStatusNullPointer) << f.name << " pointer " << k;
+        }
+    EXPECT_EQ(d.snapshot(), before) << f.name;
+}
 
 }  // namespace celtest

@@ -3,8 +3,9 @@
 // the low bits), random images over widths that hit body and tail, aligned
 // and unaligned rows, both step signs, canaries around every row; the
 // whole 8-bit input space through body and tail; lossless round trips of
-// every lifting pair; the error bound of the plain pairs; worked values;
-// statuses.
+// every lifting pair; the error bound of the plain pairs; worked values.
+// Statuses, check order and errors that write nothing: the robustness
+// table's rows (tests/robust).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/sweep24.h"
 
 namespace {
 
@@ -95,7 +97,7 @@ struct Form {
     const char* name;
     Kind kind;
     int pixBytes, planeBytes, channels;  // sample sizes of the pixel and plane sides
-    bool sizeTest, rgb;                  // rgb: R first (else B first)
+    bool rgb;                            // R first (else B first)
     int tailBlock;                       // pixels of the last vector block: x >= width - width % tailBlock is tail
     FwdCall fwd;
     InvCall inv;
@@ -106,32 +108,32 @@ struct Form {
 #define INV4(n, S, D, ...) Form{#n, __VA_ARGS__, nullptr, invCall4<S, D, n>}
 const std::vector<Form>& forms() {
     static const std::vector<Form> f = {
-        FWD(celiBGRToYCoCg_8u16s_C3P3R, uint8_t, int16_t, Kind::Plain, 1, 2, 3, true, false, 8),
-        FWD(celiBGRToYCoCg_8u16s_C4P3R, uint8_t, int16_t, Kind::Plain, 1, 2, 4, true, false, 8),
-        FWD(celiBGRToYCoCg_Rev_8u16s_C3P3R, uint8_t, int16_t, Kind::Lifting, 1, 2, 3, true, false, 8),
-        FWD(celiBGRToYCoCg_Rev_8u16s_C4P3R, uint8_t, int16_t, Kind::Lifting, 1, 2, 4, true, false, 8),
-        FWD(celiRGBToYCoCg_8u_C3P3R, uint8_t, uint8_t, Kind::Offset8u, 1, 1, 3, true, true, 16),
-        FWD(celiSBGRToYCoCg_16s_C3P3R, int16_t, int16_t, Kind::Plain16s, 2, 2, 3, true, false, 4),
-        FWD(celiSBGRToYCoCg_16s_C4P3R, int16_t, int16_t, Kind::Plain16s, 2, 2, 4, true, false, 4),
-        FWD(celiSBGRToYCoCg_16s32s_C3P3R, int16_t, int32_t, Kind::Plain, 2, 4, 3, true, false, 4),
-        FWD(celiSBGRToYCoCg_16s32s_C4P3R, int16_t, int32_t, Kind::Plain, 2, 4, 4, false, false, 4),
-        FWD(celiSBGRToYCoCg_Rev_16s_C3P3R, int16_t, int16_t, Kind::Lifting16s, 2, 2, 3, false, false, 4),
-        FWD(celiSBGRToYCoCg_Rev_16s_C4P3R, int16_t, int16_t, Kind::Lifting16s, 2, 2, 4, false, false, 4),
-        FWD(celiSBGRToYCoCg_Rev_16s32s_C3P3R, int16_t, int32_t, Kind::Lifting, 2, 4, 3, true, false, 4),
-        FWD(celiSBGRToYCoCg_Rev_16s32s_C4P3R, int16_t, int32_t, Kind::Lifting, 2, 4, 4, false, false, 4),
-        INV3(celiYCoCgToBGR_16s8u_P3C3R, int16_t, uint8_t, Kind::Plain, 1, 2, 3, false, false, 8),
-        INV4(celiYCoCgToBGR_16s8u_P3C4R, int16_t, uint8_t, Kind::Plain, 1, 2, 4, false, false, 8),
-        INV3(celiYCoCgToBGR_Rev_16s8u_P3C3R, int16_t, uint8_t, Kind::Lifting, 1, 2, 3, false, false, 8),
-        INV4(celiYCoCgToBGR_Rev_16s8u_P3C4R, int16_t, uint8_t, Kind::Lifting, 1, 2, 4, false, false, 8),
-        INV3(celiYCoCgToRGB_8u_P3C3R, uint8_t, uint8_t, Kind::Offset8u, 1, 1, 3, false, true, 16),
-        INV3(celiYCoCgToSBGR_16s_P3C3R, int16_t, int16_t, Kind::Plain, 2, 2, 3, false, false, 4),
-        INV4(celiYCoCgToSBGR_16s_P3C4R, int16_t, int16_t, Kind::Plain, 2, 2, 4, true, false, 4),
-        INV3(celiYCoCgToSBGR_32s16s_P3C3R, int32_t, int16_t, Kind::Plain, 2, 4, 3, true, false, 4),
-        INV4(celiYCoCgToSBGR_32s16s_P3C4R, int32_t, int16_t, Kind::Plain, 2, 4, 4, true, false, 4),
-        INV3(celiYCoCgToSBGR_Rev_16s_P3C3R, int16_t, int16_t, Kind::Lifting, 2, 2, 3, false, false, 4),
-        INV4(celiYCoCgToSBGR_Rev_16s_P3C4R, int16_t, int16_t, Kind::Lifting, 2, 2, 4, false, false, 4),
-        INV3(celiYCoCgToSBGR_Rev_32s16s_P3C3R, int32_t, int16_t, Kind::Lifting, 2, 4, 3, false, false, 4),
-        INV4(celiYCoCgToSBGR_Rev_32s16s_P3C4R, int32_t, int16_t, Kind::Lifting, 2, 4, 4, false, false, 4),
+        FWD(celiBGRToYCoCg_8u16s_C3P3R, uint8_t, int16_t, Kind::Plain, 1, 2, 3, false, 8),
+        FWD(celiBGRToYCoCg_8u16s_C4P3R, uint8_t, int16_t, Kind::Plain, 1, 2, 4, false, 8),
+        FWD(celiBGRToYCoCg_Rev_8u16s_C3P3R, uint8_t, int16_t, Kind::Lifting, 1, 2, 3, false, 8),
+        FWD(celiBGRToYCoCg_Rev_8u16s_C4P3R, uint8_t, int16_t, Kind::Lifting, 1, 2, 4, false, 8),
+        FWD(celiRGBToYCoCg_8u_C3P3R, uint8_t, uint8_t, Kind::Offset8u, 1, 1, 3, true, 16),
+        FWD(celiSBGRToYCoCg_16s_C3P3R, int16_t, int16_t, Kind::Plain16s, 2, 2, 3, false, 4),
+        FWD(celiSBGRToYCoCg_16s_C4P3R, int16_t, int16_t, Kind::Plain16s, 2, 2, 4, false, 4),
+        FWD(celiSBGRToYCoCg_16s32s_C3P3R, int16_t, int32_t, Kind::Plain, 2, 4, 3, false, 4),
+        FWD(celiSBGRToYCoCg_16s32s_C4P3R, int16_t, int32_t, Kind::Plain, 2, 4, 4, false, 4),
+        FWD(celiSBGRToYCoCg_Rev_16s_C3P3R, int16_t, int16_t, Kind::Lifting16s, 2, 2, 3, false, 4),
+        FWD(celiSBGRToYCoCg_Rev_16s_C4P3R, int16_t, int16_t, Kind::Lifting16s, 2, 2, 4, false, 4),
+        FWD(celiSBGRToYCoCg_Rev_16s32s_C3P3R, int16_t, int32_t, Kind::Lifting, 2, 4, 3, false, 4),
+        FWD(celiSBGRToYCoCg_Rev_16s32s_C4P3R, int16_t, int32_t, Kind::Lifting, 2, 4, 4, false, 4),
+        INV3(celiYCoCgToBGR_16s8u_P3C3R, int16_t, uint8_t, Kind::Plain, 1, 2, 3, false, 8),
+        INV4(celiYCoCgToBGR_16s8u_P3C4R, int16_t, uint8_t, Kind::Plain, 1, 2, 4, false, 8),
+        INV3(celiYCoCgToBGR_Rev_16s8u_P3C3R, int16_t, uint8_t, Kind::Lifting, 1, 2, 3, false, 8),
+        INV4(celiYCoCgToBGR_Rev_16s8u_P3C4R, int16_t, uint8_t, Kind::Lifting, 1, 2, 4, false, 8),
+        INV3(celiYCoCgToRGB_8u_P3C3R, uint8_t, uint8_t, Kind::Offset8u, 1, 1, 3, true, 16),
+        INV3(celiYCoCgToSBGR_16s_P3C3R, int16_t, int16_t, Kind::Plain, 2, 2, 3, false, 4),
+        INV4(celiYCoCgToSBGR_16s_P3C4R, int16_t, int16_t, Kind::Plain, 2, 2, 4, false, 4),
+        INV3(celiYCoCgToSBGR_32s16s_P3C3R, int32_t, int16_t, Kind::Plain, 2, 4, 3, false, 4),
+        INV4(celiYCoCgToSBGR_32s16s_P3C4R, int32_t, int16_t, Kind::Plain, 2, 4, 4, false, 4),
+        INV3(celiYCoCgToSBGR_Rev_16s_P3C3R, int16_t, int16_t, Kind::Lifting, 2, 2, 3, false, 4),
+        INV4(celiYCoCgToSBGR_Rev_16s_P3C4R, int16_t, int16_t, Kind::Lifting, 2, 2, 4, false, 4),
+        INV3(celiYCoCgToSBGR_Rev_32s16s_P3C3R, int32_t, int16_t, Kind::Lifting, 2, 4, 3, false, 4),
+        INV4(celiYCoCgToSBGR_Rev_32s16s_P3C4R, int32_t, int16_t, Kind::Lifting, 2, 4, 4, false, 4),
     };
     return f;
 }
@@ -266,30 +268,6 @@ TEST_P(YCoCgForm, MatchesModelOverWidthsAlignmentsAndSteps) {
                 }
 }
 
-// Errors leave everything untouched; empty regions write nothing.
-TEST_P(YCoCgForm, StatusesInOrderAndNothingWritten) {
-    const Form& f = GetParam();
-    std::mt19937 rng(5);
-    Images im = makeImages(f, 9, 2, 0, rng);
-    Plane& out = f.fwd ? im.planes[0] : im.pix;
-    const std::vector<uint8_t> before = out.mem;
-    const auto call = [&](bool nullPix, bool nullArray, int nullPlane, CelSize roi) {
-        void* planes[3] = {im.planes[0].row(0), im.planes[1].row(0), im.planes[2].row(0)};
-        if (nullPlane >= 0) planes[nullPlane] = nullptr;
-        void* pix = nullPix ? nullptr : im.pix.row(0);
-        if (f.fwd) return f.fwd(pix, im.pix.step, nullArray ? nullptr : planes, im.planes[0].step, roi);
-        return f.inv(nullArray ? nullptr : planes, im.planes[0].step, pix, im.pix.step, roi, 7);
-    };
-    for (CelSize roi : {CelSize{9, 2}, CelSize{0, 0}}) {
-        EXPECT_EQ(call(true, false, -1, roi), celStatusNullPointer) << f.name;
-        EXPECT_EQ(call(false, true, -1, roi), celStatusNullPointer) << f.name;
-        for (int k = 0; k < 3; ++k) EXPECT_EQ(call(false, false, k, roi), celStatusNullPointer) << f.name << " plane " << k;
-    }
-    for (CelSize roi : {CelSize{0, 2}, CelSize{9, 0}, CelSize{-1, 2}, CelSize{9, -5}, CelSize{INT32_MIN, 3}})
-        EXPECT_EQ(call(false, false, -1, roi), f.sizeTest ? celStatusBadSize : celStatusOk) << f.name << " " << roi.width << "x" << roi.height;
-    EXPECT_EQ(out.mem, before) << f.name << " wrote on an error or an empty region";
-}
-
 INSTANTIATE_TEST_SUITE_P(All, YCoCgForm, ::testing::ValuesIn(forms()),
                          [](const ::testing::TestParamInfo<Form>& i) { return std::string(i.param.name).substr(4); });
 
@@ -300,31 +278,18 @@ const Form& form(const std::string& name) {
 }
 
 // ---- The whole 8-bit space ------------------------------------------------------------------------
-// The release build walks all of it; the sanitizer builds every 17th block
-// of 65536 triples: the sweeps are about values, which the sanitizers do
-// not change, and the other tests give them every path.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kHighStride = 17;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr int kHighStride = 17;
-#else
-constexpr int kHighStride = 1;
-#endif
-#else
-constexpr int kHighStride = 1;
-#endif
-
-// Every R, G, B (or Y, Co, Cg byte) triple, in rows of 4096 (vector body)
-// and of 7 (scalar tail only), against the model.
+// Every R, G, B (or Y, Co, Cg byte) triple of common/sweep24.h, in rows of
+// 4096 (vector body) and of 7 (scalar tail only), 65536 at a time, against
+// the model.
 void sweep8(const char* name, int w) {
     const Form& f = form(name);
     const int h = (65536 + w - 1) / w;
     std::mt19937 rng(1);
     Images im = makeImages(f, w, h, 0, rng);
-    for (int hi = 0; hi < 256; hi += kHighStride) {
+    for (int64_t start = 0; start < celtest::sweep24Count(); start += int64_t(w) * h) {
         for (int i = 0; i < w * h; ++i) {
-            const int v[3] = {hi, (i >> 8) & 0xFF, i & 0xFF};
+            int v[3];
+            celtest::sweep24Input((start + i) % celtest::sweep24Count(), v[0], v[1], v[2]);
             for (int k = 0; k < 3; ++k) {
                 if (f.fwd)
                     im.pix.set(i / w, (i % w) * f.channels + k, v[k]);
@@ -390,10 +355,13 @@ Trip roundTrip(const char* fwdName, const char* invName, size_t n, Sample sample
     return t;
 }
 
-// Every 8-bit triple (every kHighStride-th first byte): pixel i has
-// channels (i >> 16) * kHighStride, (i >> 8) & 255, i & 255.
-I byteOf(size_t i, int k) { return k == 0 ? I(i >> 16) * kHighStride : I((i >> (16 - 8 * k)) & 0xFF); }
-constexpr size_t kAllBytes = size_t((255 + kHighStride) / kHighStride) << 16;
+// Every 8-bit triple of common/sweep24.h: channel k of pixel i.
+I byteOf(size_t i, int k) {
+    int v[3];
+    celtest::sweep24Input(int64_t(i), v[0], v[1], v[2]);
+    return v[k];
+}
+const size_t kAllBytes = size_t(celtest::sweep24Count());
 
 TEST(YCoCgRoundTrip, LiftingPairsOn8BitAreLosslessForEveryPixel) {
     for (int w : {4096, 7}) {
