@@ -50,6 +50,13 @@ inline std::array<T*, N> planeRows(T* const* planes, int y, int step) {
     return rows;
 }
 
+// The row loop of an interleaved image to three planes, one step a side.
+template <class K>
+inline void rowsToP3(const uint8_t* src, int srcStep, uint8_t* const dst[3], int dstStep, int width, int height,
+                     K kernel) {
+    for (int j = 0; j < height; ++j) kernel(rowAt(src, j, srcStep), planeRows<3>(dst, j, dstStep).data(), width);
+}
+
 // The row loop of three planes to three planes, one step a side: the
 // kernel gets the rows, the width and whether every address, both steps
 // and the width are multiples of 16, decided once for the call.

@@ -313,6 +313,31 @@ inline void storePacked8(uint8_t* p, __m128i lanes) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(lanes, lanes));
 }
 
+// A row of interleaved pixels of Ch bytes (3, or 4 with the fourth never
+// read) to three planes through a high-word recipe vec(a, b, c, o0, o1, o2)
+// as below, eight pixels an iteration, and its scalar tail px(a, b, c, o0,
+// o1, o2) one pixel at a time.
+template <int Ch, class V, class P>
+inline void pixelsHighToPlanes(const uint8_t* src, uint8_t* const d[3], int width, V vec, P px) {
+    static_assert(Ch == 3 || Ch == 4, "three or four bytes a pixel");
+    int x = 0;
+    // body: vec, 8 pixels
+    for (; x + 8 <= width; x += 8) {
+        __m128i c[3], o[3];
+        if constexpr (Ch == 3)
+            split3x8High(src + 3 * x, c[0], c[1], c[2]);
+        else
+            split4x8High(src + 4 * x, c[0], c[1], c[2]);
+        vec(c[0], c[1], c[2], o[0], o[1], o[2]);
+        for (int k = 0; k < 3; ++k) storePacked8(d[k] + x, o[k]);
+    }
+    // tail: px
+    for (; x < width; ++x) {
+        const uint8_t* s = src + Ch * x;
+        px(s[0], s[1], s[2], d[0][x], d[1][x], d[2][x]);
+    }
+}
+
 // A row of three planes to three planes through a high-word recipe
 // vec(a, b, c, o0, o1, o2), whose inputs are 16-bit lanes of byte << 8 and
 // whose outputs are packed with unsigned saturation, and a scalar recipe

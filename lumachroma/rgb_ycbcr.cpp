@@ -43,15 +43,6 @@ inline void lane16(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i& cb, __m
     cr = _mm_packus_epi16(crl, crh);
 }
 
-// Eight pixels by the high-word recipe, written to three planes.
-inline void high8ToPlanes(__m128i r8, __m128i g8, __m128i b8, uint8_t* y, uint8_t* cb, uint8_t* cr) {
-    __m128i vy, vcb, vcr;
-    rgbToYCbCrHigh_v(r8, g8, b8, vy, vcb, vcr);
-    cel::simd::storePacked8(y, vy);
-    cel::simd::storePacked8(cb, vcb);
-    cel::simd::storePacked8(cr, vcr);
-}
-
 // ---------------------------------------------------------------------------
 // C3R: 16 pixels an iteration, in place allowed (a group is read whole
 // before it is written).
@@ -106,51 +97,26 @@ void y8_myRGBToYCbCr_AC4R(const uint8_t* src, int srcStep, uint8_t* dst, int dst
 }
 
 // ---------------------------------------------------------------------------
-// C3P3R: eight pixels an iteration; 24 bytes spread into high halves of lanes.
-void y8_innerRGBToYCbCr_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int width) {
-    int x = 0;
-    // body: high-word recipe
-    for (; x + 8 <= width; x += 8) {
-        __m128i r8, g8, b8;
-        cel::simd::split3x8High(src + 3 * x, r8, g8, b8);
-        high8ToPlanes(r8, g8, b8, y + x, cb + x, cr + x);
-    }
-    // tail: scalar Q16 recipe
-    for (; x < width; ++x) {
-        const uint8_t* s = src + 3 * x;
-        rgbToYCbCrQ16_px(s[0], s[1], s[2], y[x], cb[x], cr[x]);
-    }
+// C3P3R and AC4P3R: eight pixels (24 or 32 bytes) an iteration spread into
+// high halves of lanes; alpha never read into the result.
+void y8_innerRGBToYCbCr_8u_C3P3R(const uint8_t* src, uint8_t* const d[3], int width) {
+    // body: high-word recipe, 8 pixels; tail: scalar Q16 recipe
+    cel::simd::pixelsHighToPlanes<3>(src, d, width, rgbToYCbCrHigh_v, rgbToYCbCrQ16_px);
 }
 
 void y8_myRGBToYCbCr_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], int dstStep, int width,
                               int height) {
-    for (int j = 0; j < height; ++j)
-        y8_innerRGBToYCbCr_8u_C3P3R(cel::rowAt(src, j, srcStep), cel::rowAt(dst[0], j, dstStep),
-                                    cel::rowAt(dst[1], j, dstStep), cel::rowAt(dst[2], j, dstStep), width);
+    cel::rowsToP3(src, srcStep, dst, dstStep, width, height, y8_innerRGBToYCbCr_8u_C3P3R);
 }
 
-// ---------------------------------------------------------------------------
-// AC4P3R: eight pixels (32 bytes) an iteration, alpha never read into the result.
-void y8_innerRGBToYCbCr_8u_AC4P3R(const uint8_t* src, uint8_t* y, uint8_t* cb, uint8_t* cr, int width) {
-    int x = 0;
-    // body: high-word recipe
-    for (; x + 8 <= width; x += 8) {
-        __m128i r8, g8, b8;
-        cel::simd::split4x8High(src + 4 * x, r8, g8, b8);
-        high8ToPlanes(r8, g8, b8, y + x, cb + x, cr + x);
-    }
-    // tail: scalar Q16 recipe
-    for (; x < width; ++x) {
-        const uint8_t* s = src + 4 * x;
-        rgbToYCbCrQ16_px(s[0], s[1], s[2], y[x], cb[x], cr[x]);
-    }
+void y8_innerRGBToYCbCr_8u_AC4P3R(const uint8_t* src, uint8_t* const d[3], int width) {
+    // body: high-word recipe, 8 pixels; tail: scalar Q16 recipe
+    cel::simd::pixelsHighToPlanes<4>(src, d, width, rgbToYCbCrHigh_v, rgbToYCbCrQ16_px);
 }
 
 void y8_myRGBToYCbCr_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], int dstStep, int width,
                                int height) {
-    for (int j = 0; j < height; ++j)
-        y8_innerRGBToYCbCr_8u_AC4P3R(cel::rowAt(src, j, srcStep), cel::rowAt(dst[0], j, dstStep),
-                                     cel::rowAt(dst[1], j, dstStep), cel::rowAt(dst[2], j, dstStep), width);
+    cel::rowsToP3(src, srcStep, dst, dstStep, width, height, y8_innerRGBToYCbCr_8u_AC4P3R);
 }
 
 // ---------------------------------------------------------------------------

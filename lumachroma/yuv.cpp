@@ -57,29 +57,14 @@ void y8_myRGBToYUV_8u_C3R(const uint8_t* src, int srcStep, uint8_t* dst, int dst
     for (int j = 0; j < height; ++j) y8_innerRGBToYUV_8u_C3R(rowAt(src, j, srcStep), rowAt(dst, j, dstStep), width);
 }
 
-void y8_innerRGBToYUV_8u_C3P3R(const uint8_t* src, uint8_t* y, uint8_t* u, uint8_t* v, int width) {
-    int x = 0;
-    // body: high-word recipe, 8 pixels
-    for (; x + 8 <= width; x += 8) {
-        __m128i r8, g8, b8, vy, vu, vv;
-        cel::simd::split3x8High(src + 3 * x, r8, g8, b8);
-        yuv::highWord_v(r8, g8, b8, vy, vu, vv);
-        cel::simd::storePacked8(y + x, vy);
-        cel::simd::storePacked8(u + x, vu);
-        cel::simd::storePacked8(v + x, vv);
-    }
-    // tail: scalar difference recipe
-    for (; x < width; ++x) {
-        const uint8_t* s = src + 3 * x;
-        yuv::difference_px(s[0], s[1], s[2], y[x], u[x], v[x]);
-    }
+void y8_innerRGBToYUV_8u_C3P3R(const uint8_t* src, uint8_t* const d[3], int width) {
+    // body: high-word recipe, 8 pixels; tail: scalar difference recipe
+    cel::simd::pixelsHighToPlanes<3>(src, d, width, yuv::highWord_v, yuv::difference_px);
 }
 
 void y8_myRGBToYUV_8u_C3P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], int dstStep, int width,
                             int height) {
-    for (int j = 0; j < height; ++j)
-        y8_innerRGBToYUV_8u_C3P3R(rowAt(src, j, srcStep), rowAt(dst[0], j, dstStep), rowAt(dst[1], j, dstStep),
-                                  rowAt(dst[2], j, dstStep), width);
+    cel::rowsToP3(src, srcStep, dst, dstStep, width, height, y8_innerRGBToYUV_8u_C3P3R);
 }
 
 // Planar: 16 pixels an iteration with aligned loads and stores when every
