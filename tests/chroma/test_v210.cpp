@@ -190,7 +190,10 @@ constexpr int kSweepStride = 1;
 // Red depends on (Cr, Y) alone and blue on (Cb, Y): every chroma value
 // with every luma, both forms.
 TEST(V210Colour, EveryChromaWithEveryLuma) {
-    const int width = 2 * 1024 * 1024 / 64 - 5;  // 16 chroma values a row, a cut group at the end
+    // 32 chroma values a row, each over 1024 pixels of every luma; rows
+    // start 16 values apart, so what the cut group at a row's end leaves
+    // out the next row holds whole
+    const int width = 32 * 1024 - 5;
     std::vector<Samples> rows;
     for (int first = 0; first < 1024; first += 16 * kSweepStride) {
         const int groups = groupsOf(width);
