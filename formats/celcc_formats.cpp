@@ -184,6 +184,56 @@ CelStatus EXCHANGE_IN_PLACE(CelStatus (*f)(T*, int, CelSize, const float (*)[4])
     return f(out<T>(d, 0), d.s[0], z, kExchange);
 }
 
+// Pixels of four bytes whose colour is in bytes 1 to 3 (XRGB, XBGR): the
+// four-channel colour twist's pixels moved by one byte.  It reads and writes
+// the first three bytes of each of its pixels and reads the fourth, leaves
+// the fourth of the destination as it was.  Either side's steps below 1
+// are handed to the export before anything is written (it refuses them).
+constexpr float kIdentity[3][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}};
+
+// The rows of a four-byte destination set to 255 ahead of a twist that
+// leaves one byte of each pixel as it is (the opaque alpha or the padding).
+void opaqueRows(const Side& d, CelSize z) {
+    for (int y = 0; y < z.height; ++y) std::memset(d.p[0] + int64_t(y) * d.s[0], 255, size_t(z.width) * 4);
+}
+
+// From bytes 1 to 3 of the source into an RGBA or BGRA destination, alpha
+// 255.  The twist's pixels start one byte into the source's, so the fourth
+// byte it reads of a row's last pixel is the first byte after the row: the
+// next row's (or padding), but past the image in the last row, whose last
+// pixel goes through a copy of its three bytes.
+CelStatus paddedIn(CelStatus (*f)(const uint8_t*, int, uint8_t*, int, CelSize, const float (*)[4]), const Side& s,
+                   const Side& d, CelSize z, const float (*m)[4]) {
+    if (s.s[0] < 1 || d.s[0] < 1) return f(s.p[0] + 1, s.s[0], d.p[0], d.s[0], z, m);
+    opaqueRows(d, z);
+    const int last = z.height - 1;
+    CelStatus st = celStatusOk;
+    if (last > 0) st = f(s.p[0] + 1, s.s[0], d.p[0], d.s[0], CelSize{z.width, last}, m);
+    const uint8_t* sl = s.p[0] + int64_t(last) * s.s[0];
+    uint8_t* dl = d.p[0] + int64_t(last) * d.s[0];
+    if (st >= celStatusOk && z.width > 1) st = f(sl + 1, s.s[0], dl, d.s[0], CelSize{z.width - 1, 1}, m);
+    const uint8_t px[4] = {sl[4 * (z.width - 1) + 1], sl[4 * (z.width - 1) + 2], sl[4 * (z.width - 1) + 3], 0};
+    if (st >= celStatusOk) st = f(px, 4, dl + 4 * (z.width - 1), 4, CelSize{1, 1}, m);
+    return st;
+}
+// From an RGBA or BGRA source into bytes 1 to 3 of the destination, byte 0
+// 255: the twist's destination pixels start one byte into the row, and the
+// fourth byte it leaves of its last pixel is the first after the row.
+CelStatus paddedOut(CelStatus (*f)(const uint8_t*, int, uint8_t*, int, CelSize, const float (*)[4]), const Side& s,
+                    const Side& d, CelSize z, const float (*m)[4]) {
+    if (s.s[0] >= 1 && d.s[0] >= 1) opaqueRows(d, z);
+    return f(s.p[0], s.s[0], d.p[0] + 1, d.s[0], z, m);
+}
+using Twist8u = CelStatus (*)(const uint8_t*, int, uint8_t*, int, CelSize, const float (*)[4]);
+CelStatus PADDED_IN(Twist8u f, const Side& s, const Side& d, CelSize z) { return paddedIn(f, s, d, z, kIdentity); }
+CelStatus PADDED_IN_EXCHANGE(Twist8u f, const Side& s, const Side& d, CelSize z) {
+    return paddedIn(f, s, d, z, kExchange);
+}
+CelStatus PADDED_OUT(Twist8u f, const Side& s, const Side& d, CelSize z) { return paddedOut(f, s, d, z, kIdentity); }
+CelStatus PADDED_OUT_EXCHANGE(Twist8u f, const Side& s, const Side& d, CelSize z) {
+    return paddedOut(f, s, d, z, kExchange);
+}
+
 // (src, srcStep, dst, dstStep, size) with steps counted in elements of each
 // side's type: the table's byte steps divided, refused unless they divide.
 template <class S, class D>

@@ -57,7 +57,9 @@ GST_DEBUG_CATEGORY_STATIC(gst_celcc_convert_debug);
 /* GStreamer's formats and the table's formats they are.  RGBx and BGRx are
  * the table's RGBA and BGRA: sources ignore the fourth byte, destinations
  * get 255 there, but for the exchange of RGB and BGR orders (RGBA, RGBx to
- * BGRA, BGRx and back), which carries the fourth byte over. */
+ * BGRA, BGRx and back), which carries the fourth byte over.  xRGB and ARGB
+ * are the table's XRGB (xBGR and ABGR its XBGR): the first byte is ignored
+ * on input and written 255. */
 typedef struct {
     GstVideoFormat gst;
     const char* table;
@@ -70,8 +72,9 @@ static const GstCelccFormatName gst_celcc_format_map[] = {
     {GST_VIDEO_FORMAT_Y41B, "I411"},      {GST_VIDEO_FORMAT_v308, "YUV24"},  {GST_VIDEO_FORMAT_v210, "v210"},
     {GST_VIDEO_FORMAT_RGB, "RGB24"},      {GST_VIDEO_FORMAT_BGR, "BGR24"},   {GST_VIDEO_FORMAT_RGBA, "RGBA"},
     {GST_VIDEO_FORMAT_RGBx, "RGBA"},      {GST_VIDEO_FORMAT_BGRA, "BGRA"},   {GST_VIDEO_FORMAT_BGRx, "BGRA"},
-    {GST_VIDEO_FORMAT_xRGB, "XRGB"},      {GST_VIDEO_FORMAT_ARGB, "ARGB"},   {GST_VIDEO_FORMAT_GRAY8, "GRAY8"},
+    {GST_VIDEO_FORMAT_xRGB, "XRGB"},      {GST_VIDEO_FORMAT_ARGB, "XRGB"},   {GST_VIDEO_FORMAT_GRAY8, "GRAY8"},
     {GST_VIDEO_FORMAT_GRAY16_LE, "GRAY16"}, {GST_VIDEO_FORMAT_RGBA64_LE, "RGBA64"},
+    {GST_VIDEO_FORMAT_xBGR, "XBGR"},      {GST_VIDEO_FORMAT_ABGR, "XBGR"},
     /* 5-6-5 words: GStreamer names them from the top bit down. */
     {GST_VIDEO_FORMAT_RGB16, "BGR565"},   {GST_VIDEO_FORMAT_BGR16, "RGB565"},
 };
@@ -191,10 +194,16 @@ int gst_celcc_route_for(GstVideoFormat from, GstVideoFormat to, int model, gbool
     /* The exchange of RGB and BGR orders with four channels carries the
      * fourth byte over: from RGBx or BGRx into a format with alpha it would
      * make padding alpha, so such a pair is not offered either. */
-    if (GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(to)) &&
-        !GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(from)))
-        for (int i = 0; i < n; ++i)
-            if (strcmp(celccfmt_edge(e[i])->adapter, "EXCHANGE_IN_PLACE") == 0) return -1;
+    const gboolean alpha_in = GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(from)),
+                   alpha_out = GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(to));
+    for (int i = 0; i < n; ++i) {
+        const char* adapter = celccfmt_edge(e[i])->adapter;
+        if (alpha_out && !alpha_in && strcmp(adapter, "EXCHANGE_IN_PLACE") == 0) return -1;
+        /* The table's XRGB and XBGR hold no alpha (ARGB and ABGR are read
+         * without it and written opaque): alpha to alpha through them would
+         * be lost, so such a pair is not offered. */
+        if (alpha_out && alpha_in && g_str_has_prefix(adapter, "PADDED_")) return -1;
+    }
     if (edges) memcpy(edges, e, sizeof(int32_t) * (size_t)n);
     if (mid && n == 2) *mid = celccfmt_edge(e[0])->to;
     return n;

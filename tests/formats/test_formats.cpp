@@ -461,8 +461,43 @@ template <class F>
 CelStatus directElements(F, Planes, Planes, CelSize) {
     return celStatusBadArgument;  // no other shape counts its steps in elements
 }
+// Colour in bytes 1 to 3 (XRGB, XBGR) through the four-channel twist: the
+// twist run on whole images of its own pixels (the padded side copied to
+// or from a buffer of four-byte RGB pixels), the fourth byte made 255 here.
+using Twist8u = CelStatus (*)(const uint8_t*, int, uint8_t*, int, CelSize, const float (*)[4]);
+const float kSame[3][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}};
+CelStatus directPadded(const char* adapter, Twist8u f, Planes s, Planes d, CelSize z) {
+    const float(*m)[4] = std::strstr(adapter, "EXCHANGE") ? kSwap13 : kSame;
+    const bool in = std::strncmp(adapter, "PADDED_IN", 9) == 0;
+    if (s.s[0] < 1 || d.s[0] < 1) return f(s.p[0], s.s[0], d.p[0], d.s[0], z, m);
+    std::vector<uint8_t> four(size_t(z.width) * z.height * 4);
+    const int step = 4 * z.width;
+    CelStatus st;
+    if (in) {
+        for (int y = 0; y < z.height; ++y)
+            for (int x = 0; x < z.width; ++x)
+                std::memcpy(&four[size_t(y) * step + 4 * x], s.p[0] + int64_t(y) * s.s[0] + 4 * x + 1, 3);
+        st = f(four.data(), step, d.p[0], d.s[0], z, m);
+        for (int y = 0; y < z.height; ++y)
+            for (int x = 0; x < z.width; ++x) d.p[0][int64_t(y) * d.s[0] + 4 * x + 3] = 255;
+    } else {
+        st = f(s.p[0], s.s[0], four.data(), step, z, m);
+        for (int y = 0; y < z.height; ++y)
+            for (int x = 0; x < z.width; ++x) {
+                uint8_t* px = d.p[0] + int64_t(y) * d.s[0] + 4 * x;
+                px[0] = 255;
+                std::memcpy(px + 1, &four[size_t(y) * step + 4 * x], 3);
+            }
+    }
+    return st;
+}
+template <class F>
+CelStatus directPadded(const char*, F, Planes, Planes, CelSize) {
+    return celStatusBadArgument;  // the padded adapters take the 8-bit twist only
+}
 template <class F>
 CelStatus directAs(const char* adapter, F f, Planes s, Planes d, CelSize z) {
+    if (std::strncmp(adapter, "PADDED_", 7) == 0) return directPadded(adapter, f, s, d, z);
     return std::strcmp(adapter, "ELEMENTS") == 0 ? directElements(f, s, d, z) : direct(f, s, d, z);
 }
 
@@ -565,6 +600,50 @@ TEST(Edges, ChannelOrderExchangeIsExact) {
         expectExactExchange<uint16_t>(celFmt_RGBA64, celFmt_BGRA64, w);
         expectExactExchange<uint16_t>(celFmt_BGRA64, celFmt_RGBA64, w);
     }
+}
+
+// XRGB and XBGR: every 8-bit value in each colour byte through the twist's
+// bodies and tails lands in its channel of RGBA or BGRA and back, the
+// fourth byte (first of XRGB) 255; the images are allocated to their last
+// byte, so that a read past the last row shows in the sanitizer build.
+TEST(Edges, PaddedColourMovesExactly) {
+    struct Case {
+        int padded, four;
+        int order[3];  // the four-byte format's channel c is the padded pixel's byte 1 + order[c]
+    };
+    const Case cases[] = {{celFmt_XRGB, celFmt_RGBA, {0, 1, 2}},
+                          {celFmt_XRGB, celFmt_BGRA, {2, 1, 0}},
+                          {celFmt_XBGR, celFmt_BGRA, {0, 1, 2}},
+                          {celFmt_XBGR, celFmt_RGBA, {2, 1, 0}}};
+    for (const Case& c : cases)
+        for (int w : {1, 3, 4, 5, 16, 37}) {
+            SCOPED_TRACE(std::string(fmt(c.padded).name) + " <-> " + fmt(c.four).name + " width " + std::to_string(w));
+            const int h = 256, step = 4 * w;
+            std::vector<uint8_t> padded(size_t(step) * h), four(size_t(step) * h), back(size_t(step) * h, 0);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x)
+                    for (int b = 0; b < 4; ++b) padded[size_t(y) * step + 4 * x + b] = uint8_t(y + 4099 * x + 13 * b);
+            CelFmtImage p{c.padded, w, h, {padded.data()}, {step}}, f{c.four, w, h, {four.data()}, {step}},
+                q{c.padded, w, h, {back.data()}, {step}};
+            CelFmtReport rep;
+            ASSERT_EQ(celccfmt_convert(&p, &f, &rep), 0);
+            ASSERT_EQ(rep.count, 1);
+            ASSERT_EQ(celccfmt_convert(&f, &q, &rep), 0);
+            ASSERT_EQ(rep.count, 1);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) {
+                    const size_t at = size_t(y) * step + 4 * x;
+                    for (int ch = 0; ch < 3; ++ch)
+                        ASSERT_EQ(four[at + ch], padded[at + 1 + c.order[ch]]) << "x " << x << " y " << y;
+                    ASSERT_EQ(four[at + 3], 255);
+                    ASSERT_EQ(back[at], 255);
+                    for (int b = 1; b < 4; ++b) ASSERT_EQ(back[at + b], padded[at + b]) << "x " << x << " y " << y;
+                }
+        }
+    // two steps from and to YCbCr through RGBA or BGRA
+    int32_t e[CELFMT_MAX_ROUTE];
+    EXPECT_EQ(celccfmt_route(celFmt_XRGB, celFmt_I420, e), 2);
+    EXPECT_EQ(celccfmt_route(celFmt_I420, celFmt_XBGR, e), 2);
 }
 
 // ---- Convert -----------------------------------------------------------------------

@@ -42,7 +42,8 @@ const Named kFormats[] = {
     {"UYVY", "UYVY"},   {"YVYU", "YVYU"},   {"Y42B", "I422"},   {"Y444", "I444"},     {"Y41B", "I411"},
     {"v308", "YUV24"},  {"RGB", "RGB24"},   {"BGR", "BGR24"},   {"RGBA", "RGBA"},     {"RGBx", "RGBA"},
     {"BGRA", "BGRA"},   {"BGRx", "BGRA"},   {"GRAY8", "GRAY8"}, {"GRAY16_LE", "GRAY16"}, {"RGBA64_LE", "RGBA64"},
-    {"v210", "V210"},   {"RGB16", "BGR565"}, {"BGR16", "RGB565"},
+    {"v210", "V210"},   {"RGB16", "BGR565"}, {"BGR16", "RGB565"}, {"xRGB", "XRGB"},     {"ARGB", "XRGB"},
+    {"xBGR", "XBGR"},   {"ABGR", "XBGR"},
 };
 
 int tableOf(const std::string& gst) {
@@ -116,8 +117,12 @@ int tableRoute(const std::string& a, const std::string& b, Matrix m = Matrix::Bt
     const auto alpha = [](const std::string& f) {
         return GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(gst_video_format_from_string(f.c_str())));
     };
-    for (int i = 0; i < n; ++i)
-        if (alpha(b) && !alpha(a) && std::string(celccfmt_edge(r[i])->adapter) == "EXCHANGE_IN_PLACE") return -1;
+    for (int i = 0; i < n; ++i) {
+        const std::string adapter = celccfmt_edge(r[i])->adapter;
+        if (alpha(b) && !alpha(a) && adapter == "EXCHANGE_IN_PLACE") return -1;
+        // nor is alpha lost through the formats with the colour in bytes 1 to 3
+        if (alpha(b) && alpha(a) && adapter.rfind("PADDED_", 0) == 0) return -1;
+    }
     if (n == 2) {
         // not through an intermediate of coarser chroma than both ends
         const CelFmtFormat *fa = celccfmt_format(ta), *fb = celccfmt_format(tb),
@@ -174,11 +179,16 @@ struct Pair {
     std::string from, to;
     Matrix m;
 };
+// ARGB and ABGR are the table's XRGB and XBGR as xRGB and xBGR are (read
+// without alpha, written opaque): the pairs below take the x forms only
+// (the caps tests hold the offers of all four).
+bool sweptFormat(const std::string& gst) { return gst != "ARGB" && gst != "ABGR"; }
+
 std::vector<Pair> routedPairs() {
     std::vector<Pair> v;
     for (const Named& a : kFormats)
         for (const Named& b : kFormats) {
-            if (std::string(a.gst) == b.gst) continue;
+            if (std::string(a.gst) == b.gst || !sweptFormat(a.gst) || !sweptFormat(b.gst)) continue;
             if (isYuv(a.gst) == isYuv(b.gst)) {
                 if (tableRoute(a.gst, b.gst) > 0) v.push_back({a.gst, b.gst, Matrix::Bt601});
                 continue;
@@ -403,7 +413,14 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
         // no route of one or two exports
         {capsOf("GRAY16_LE", 64, 48), "video/x-raw,format=I420", false},
         // a format the table does not hold
-        {capsOf("I420", 64, 48), "video/x-raw,format=xRGB", false},
+        {capsOf("I420", 64, 48), "video/x-raw,format=AYUV", false},
+        // colour in bytes 1 to 3: xRGB and ARGB both ways, alpha never lost
+        {capsOf("I420", 64, 48), "video/x-raw,format=xRGB", true},
+        {capsOf("ABGR", 33, 17), "video/x-raw,format=GRAY8", true},
+        {capsOf("xBGR", 64, 48), "video/x-raw,format=NV12", true},
+        {capsOf("RGBA", 33, 17), "video/x-raw,format=ARGB", false},
+        {capsOf("ARGB", 33, 17), "video/x-raw,format=BGRA", false},
+        {capsOf("RGBx", 33, 17), "video/x-raw,format=ARGB", true},
         // BT.709 changes colour model through the BT.709 exports: BT.709
         // 4:2:0 to BGR, not to BGRx (no export), full range to BGRx...
         {capsAt("I420", 64, 48, Matrix::Bt709), "video/x-raw,format=BGR", true},
