@@ -82,13 +82,16 @@ struct Reader {
 
 // ---- Body recipes: luma from lanes of value << 8, chroma from sums << 5 --------
 // Each brings its results to bytes (pack, and luma16 for sixteen pixels
-// from lanes of pixels 0-7 and 8-15) and names the scalar block recipe of
-// its tail (lumaPx, chromaPx).
+// from byte vectors of R, G, B) and names the scalar block recipe of its
+// tail (lumaPx, chromaPx).
 template <class Rc, const enc::BlockSet& S>
 struct BlockTail {
     static __m128i pack(__m128i lo, __m128i hi) { return enc::packUHigh_v<S>(lo, hi); }
-    static __m128i luma16(__m128i rl, __m128i gl, __m128i bl, __m128i rh, __m128i gh, __m128i bh) {
-        return pack(Rc::luma(rl, gl, bl), Rc::luma(rh, gh, bh));
+    static __m128i luma16(__m128i r, __m128i g, __m128i b) {
+        const __m128i z = _mm_setzero_si128();
+        const auto lo = [z](__m128i v) { return _mm_unpacklo_epi8(z, v); };
+        const auto hi = [z](__m128i v) { return _mm_unpackhi_epi8(z, v); };
+        return pack(Rc::luma(lo(r), lo(g), lo(b)), Rc::luma(hi(r), hi(g), hi(b)));
     }
     static uint8_t lumaPx(int r, int g, int b) { return enc::lumaQ16_px<S>(r, g, b); }
     static void chromaPx(int sr, int sg, int sb, uint8_t& cb, uint8_t& cr) {
@@ -120,9 +123,7 @@ struct LateOffset : BlockTail<LateOffset, enc::kBlock601> {
 template <const enc::BlockSet& S>
 struct UnsignedHigh : BlockTail<UnsignedHigh<S>, S> {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v<S>(r8, g8, b8); }
-    static __m128i luma16(__m128i rl, __m128i gl, __m128i bl, __m128i rh, __m128i gh, __m128i bh) {
-        return enc::lumaUHighBytes_v<S>(rl, gl, bl, rh, gh, bh);
-    }
+    static __m128i luma16(__m128i r, __m128i g, __m128i b) { return enc::lumaUHighBytes_v<S>(r, g, b); }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
         enc::chromaUHigh_v<S>(sr, sg, sb, cb, cr);
     }
@@ -132,6 +133,11 @@ struct UnsignedHigh : BlockTail<UnsignedHigh<S>, S> {
 struct PlanarOut {
     uint8_t* cb;
     uint8_t* cr;
+    // eight chroma samples at sample i: Cb in bytes 0-7 of v, Cr in 8-15
+    void store8(int i, __m128i v) const {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(cb + i), v);
+        _mm_storeh_pi(reinterpret_cast<__m64*>(cr + i), _mm_castsi128_ps(v));
+    }
     // n chroma samples (4 or 8) from the low bytes of b and r, at sample i
     void store(int i, __m128i b, __m128i r, int n) const {
         if (n == 8) {
@@ -151,6 +157,10 @@ struct PlanarOut {
 
 struct InterleavedOut {
     uint8_t* cbcr;
+    void store8(int i, __m128i v) const {
+        const __m128i pairs = _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(cbcr + 2 * i), _mm_shuffle_epi8(v, pairs));
+    }
     void store(int i, __m128i b, __m128i r, int n) const {
         const __m128i pairs = _mm_unpacklo_epi8(b, r);
         if (n == 8)
@@ -188,13 +198,8 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
         __m128i ra, ga, ba, rb, gb, bb;
         Rd::read16Bytes(s0 + P * x, ra, ga, ba);
         Rd::read16Bytes(s1 + P * x, rb, gb, bb);
-        const __m128i z = _mm_setzero_si128();
-        const auto lo = [z](__m128i v) { return _mm_unpacklo_epi8(z, v); };
-        const auto hi = [z](__m128i v) { return _mm_unpackhi_epi8(z, v); };
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(y0 + x),
-                         Rc::luma16(lo(ra), lo(ga), lo(ba), hi(ra), hi(ga), hi(ba)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x),
-                         Rc::luma16(lo(rb), lo(gb), lo(bb), hi(rb), hi(gb), hi(bb)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(y0 + x), Rc::luma16(ra, ga, ba));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x), Rc::luma16(rb, gb, bb));
         // block sums << 5: neighbouring bytes of each row multiplied by 32
         // and added into 16-bit lanes (at most 16320), the two rows added
         const __m128i k32 = _mm_set1_epi8(32);
@@ -203,7 +208,7 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
         };
         __m128i cb, cr;
         Rc::chroma(sum(ra, rb), sum(ga, gb), sum(ba, bb), cb, cr);
-        out.store(i, Rc::pack(cb, cb), Rc::pack(cr, cr), 8);
+        out.store8(i, Rc::pack(cb, cr));
     }
     // one group of 8 pixels (4 chroma samples) when bit 2 of n is set
     if (n & 4) {
