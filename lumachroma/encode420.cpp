@@ -104,6 +104,7 @@ struct RoundedLane : BlockTail<RoundedLane<YAdd>, enc::kBlock601> {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) {
         return enc::lumaLane_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1), YAdd);
     }
+    static __m128i luma16(__m128i r, __m128i g, __m128i b) { return enc::lumaLaneBytes_v(r, g, b, YAdd); }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
         enc::chromaLane_v(sr, sg, sb, cb, cr);
     }

@@ -49,6 +49,22 @@ inline __m128i lumaLane_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYA
     return _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(_mm_add_epi16(yr, yg), yb), _mm_set1_epi16(add)), 6);
 }
 
+// Luma of sixteen pixels as bytes, from byte vectors of R, G, B in pixel
+// order: the lanes of value << 7 of the even pixels are a lane shifted left
+// by 7 with the odd byte's bits masked off, of the odd pixels a lane shifted
+// right by 1 and masked, so nothing is unpacked.  Every result lies within
+// 16..235 for the addends used (1026, 1056), so the even and odd results
+// join as the low and high bytes of a lane, as the saturating pack would
+// leave them.
+inline __m128i lumaLaneBytes_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYAdd) {
+    const __m128i m = _mm_set1_epi16(0x7F80);
+    const auto even = [m](__m128i v) { return _mm_and_si128(_mm_slli_epi16(v, 7), m); };
+    const auto odd = [m](__m128i v) { return _mm_and_si128(_mm_srli_epi16(v, 1), m); };
+    const __m128i ye = lumaLane_v(even(r), even(g), even(b), add);
+    const __m128i yo = lumaLane_v(odd(r), odd(g), odd(b), add);
+    return _mm_or_si128(ye, _mm_slli_epi16(yo, 8));
+}
+
 // Chroma of eight lanes holding R, G, B << 7 (one pixel each) or the sums
 // of a block's four samples << 5 (the block mean << 7): the same formula.
 // `add` is the offset-and-rounding addend (8194; the 4:2:2 pair recipe,
