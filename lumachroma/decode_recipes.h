@@ -122,17 +122,25 @@ struct WideTerms {
     __m128i r, g, b;  // his(cr, crR) + 8, his(cr, crG) + his(cb, cbG) - 8, his(cb, cbB) + 8
 };
 
-template <const WideSet& S>
+// Addend false leaves the 8 out of the terms: the luma term carries it then.
+template <const WideSet& S, bool Addend = true>
 inline WideTerms wideTerms_v(__m128i cb, __m128i cr) {
-    const __m128i eight = _mm_set1_epi16(8);
+    const __m128i eight = _mm_set1_epi16(Addend ? 8 : 0);
     const __m128i g = _mm_add_epi16(_mm_mulhi_epi16(cr, _mm_set1_epi16(S.crG)), _mm_mulhi_epi16(cb, _mm_set1_epi16(S.cbG)));
     return {_mm_add_epi16(_mm_mulhi_epi16(cr, _mm_set1_epi16(S.crR)), eight), _mm_sub_epi16(g, eight),
             _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(S.cbB)), eight)};
 }
 
-template <const WideSet& S>
+// NegLuma: y holds the negated luma lanes and is multiplied by the negated
+// coefficient, the same product (studio-range sets only).  LumaAddend: the
+// terms came without the addend 8, which joins the luma term once (the
+// same sums).
+template <const WideSet& S, bool NegLuma = false, bool LumaAddend = false>
 inline void widePixels_v(__m128i y, const WideTerms& t, __m128i& r, __m128i& g, __m128i& b) {
-    const __m128i ty = S.y == 1 << 13 ? _mm_srai_epi16(y, 3) : _mm_mulhi_epi16(y, _mm_set1_epi16(S.y));
+    static_assert(!NegLuma || S.y != 1 << 13, "full-scale luma is formed by a shift of Y << 7");
+    const __m128i ty0 = S.y == 1 << 13 ? _mm_srai_epi16(y, 3)
+                                       : _mm_mulhi_epi16(y, _mm_set1_epi16(static_cast<int16_t>(NegLuma ? -S.y : S.y)));
+    const __m128i ty = LumaAddend ? _mm_add_epi16(ty0, _mm_set1_epi16(8)) : ty0;
     r = _mm_srai_epi16(_mm_add_epi16(ty, t.r), 4);
     g = _mm_srai_epi16(_mm_sub_epi16(ty, t.g), 4);
     b = _mm_srai_epi16(_mm_add_epi16(ty, t.b), 4);
@@ -141,6 +149,20 @@ inline void widePixels_v(__m128i y, const WideTerms& t, __m128i& r, __m128i& g, 
 template <const WideSet& S>
 inline void wideSet_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
     widePixels_v<S>(y, wideTerms_v<S>(cb, cr), r, g, b);
+}
+
+// Sixteen pixels by the wide recipe from their luma bytes and the chroma
+// lanes of the even and of the odd pixels; results packed to bytes in
+// even/odd order, as narrowEvenOdd_v leaves them.
+template <const WideSet& S>
+inline void wideEvenOdd_v(__m128i y, __m128i cbE, __m128i crE, __m128i cbO, __m128i crO, __m128i& r, __m128i& g,
+                          __m128i& b) {
+    __m128i re, ge, be, ro, go, bo;
+    widePixels_v<S, true, true>(lumaNegFromBytes<false>(y), wideTerms_v<S, false>(cbE, crE), re, ge, be);
+    widePixels_v<S, true, true>(lumaNegFromBytes<true>(y), wideTerms_v<S, false>(cbO, crO), ro, go, bo);
+    r = _mm_packus_epi16(re, ro);
+    g = _mm_packus_epi16(ge, go);
+    b = _mm_packus_epi16(be, bo);
 }
 
 inline void wide_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {

@@ -28,6 +28,9 @@ using cel::dec::kSetA;
 using cel::dec::kSetB;
 using cel::dec::scalar_px;
 using Recipe = void (*)(__m128i, __m128i, __m128i, __m128i&, __m128i&, __m128i&);
+// A recipe on sixteen pixels: luma bytes, chroma lanes of the even and of
+// the odd pixels; bytes out in even/odd order.
+using EvenOddRecipe = void (*)(__m128i, __m128i, __m128i, __m128i, __m128i, __m128i&, __m128i&, __m128i&);
 
 // Eight pixels from lanes holding Y, Cb, Cr << 8 to 16-bit R, G, B lanes.
 template <Recipe Dec>
@@ -47,13 +50,19 @@ inline void decode16(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, 
     b = _mm_packus_epi16(bl, bh);
 }
 
-// Sixteen pixels by the narrow recipe, lanes prepared straight from the
-// bytes: results in even/odd order (pixels 0, 2, .., 14, then 1, .., 15).
+// Sixteen pixels, lanes prepared straight from the bytes: results in
+// even/odd order (pixels 0, 2, .., 14, then 1, .., 15).
+template <EvenOddRecipe Dec>
 inline void decode16EvenOdd(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
     namespace dec = cel::dec;
     const __m128i sb = dec::signedChroma(cb), sr = dec::signedChroma(cr);
-    dec::narrowEvenOdd_v(y, dec::chromaFromSignedBytes<false>(sb), dec::chromaFromSignedBytes<false>(sr),
-                         dec::chromaFromSignedBytes<true>(sb), dec::chromaFromSignedBytes<true>(sr), r, g, b);
+    Dec(y, dec::chromaFromSignedBytes<false>(sb), dec::chromaFromSignedBytes<false>(sr),
+        dec::chromaFromSignedBytes<true>(sb), dec::chromaFromSignedBytes<true>(sr), r, g, b);
+}
+
+// Bytes in even/odd order back to pixel order.
+inline __m128i pixelOrder(__m128i v) {
+    return _mm_shuffle_epi8(v, _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
 }
 
 // Eight pixels from three 8-byte rows; results in the low halves.
@@ -114,21 +123,15 @@ void rowYCbCrToRGB_C3R(const uint8_t* src, uint8_t* dst, int width) {
 // P3C3R: planes in, interleaved RGB or BGR out.  BT.601: narrow recipe,
 // 16 then 8 pixels, set A tail; BT.709 studio range: the wide recipe with
 // its set, 16 pixels, its own scalar set in the tail.
-template <Recipe Dec, const cel::dec::ScalarSet& Tail, bool Eight, bool Bgr>
+template <Recipe Dec, EvenOddRecipe Body, const cel::dec::ScalarSet& Tail, bool Eight, bool Bgr>
 void rowYCbCrToC3_P3C3R(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, uint8_t* dst, int width) {
     using O = Order<Bgr>;
     int x = 0;
-    // body: 16 pixels; the BT.601 forms (Eight, narrow recipe) on even and
-    // odd lanes, the BT.709 ones on lanes of pixels 0-7 and 8-15
+    // body: 16 pixels on even and odd lanes
     for (; x + 16 <= width; x += 16) {
         __m128i r, g, b;
-        if constexpr (Eight) {
-            decode16EvenOdd(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
-            cel::simd::join3x16EvenOdd(dst + 3 * x, O::first(r, b), g, O::last(r, b));
-        } else {
-            decode16<Dec>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
-            cel::simd::join3x16(dst + 3 * x, O::first(r, b), g, O::last(r, b));
-        }
+        decode16EvenOdd<Body>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+        cel::simd::join3x16EvenOdd(dst + 3 * x, O::first(r, b), g, O::last(r, b));
     }
     // then 8 pixels if at least 8 remain (BT.601 forms): the same recipe
     if (Eight && x + 8 <= width) {
@@ -179,7 +182,7 @@ void y8_myYCbCrToRGB_8u_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t*
 // ---------------------------------------------------------------------------
 // BGR P3C4R: the wide recipe everywhere, down to single-lane vectors for the
 // last pixels, so that this form has no second recipe (BT.601 or BT.709 set).
-template <Recipe Dec>
+template <Recipe Dec, EvenOddRecipe Body>
 void y8_ownYCbCrToBGR_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep, int width,
                                int height, uint8_t alphaValue) {
     const __m128i alpha = _mm_set1_epi8(static_cast<char>(alphaValue));
@@ -189,11 +192,11 @@ void y8_ownYCbCrToBGR_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t* d
         const uint8_t* cr = cel::rowAt(src[2], j, srcStep);
         uint8_t* d = cel::rowAt(dst, j, dstStep);
         int x = 0;
-        // body: wide recipe, 16 pixels
+        // body: wide recipe, 16 pixels on even and odd lanes
         for (; x + 16 <= width; x += 16) {
             __m128i r, g, b;
-            decode16<Dec>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
-            cel::simd::join4x16(d + 4 * x, b, g, r, alpha);
+            decode16EvenOdd<Body>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+            cel::simd::join4x16(d + 4 * x, pixelOrder(b), pixelOrder(g), pixelOrder(r), alpha);
         }
         // then 8 pixels if at least 8 remain: wide recipe
         if (x + 8 <= width) {
@@ -290,12 +293,12 @@ void y8_myYCbCrToRGBA_AC4R(const uint8_t* src, int srcStep, uint8_t* dst, int ds
         y8_innerYCbCrToRGB_AC4R(cel::rowAt(src, j, srcStep), cel::rowAt(dst, j, dstStep), width);
 }
 
-template <Recipe Dec, const cel::dec::ScalarSet& Tail, bool Eight, bool Bgr>
+template <Recipe Dec, EvenOddRecipe Body, const cel::dec::ScalarSet& Tail, bool Eight, bool Bgr>
 CelStatus tierYCbCrToC3_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep, CelSize roiSize) {
     if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
     for (int j = 0; j < roiSize.height; ++j)
-        rowYCbCrToC3_P3C3R<Dec, Tail, Eight, Bgr>(cel::rowAt(src[0], j, srcStep), cel::rowAt(src[1], j, srcStep),
+        rowYCbCrToC3_P3C3R<Dec, Body, Tail, Eight, Bgr>(cel::rowAt(src[0], j, srcStep), cel::rowAt(src[1], j, srcStep),
                                 cel::rowAt(src[2], j, srcStep), cel::rowAt(dst, j, dstStep), roiSize.width);
     return celStatusOk;
 }
@@ -317,12 +320,12 @@ extern "C" CelStatus y8_celiYCbCrToRGB_8u_C3R(const uint8_t* src, int srcStep, u
 // Plane pointers are tested with the outer pointers, ahead of the sizes.
 extern "C" CelStatus y8_celiYCbCrToRGB_8u_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep,
                                                CelSize roiSize) {
-    return tierYCbCrToC3_P3C3R<cel::dec::narrow_v<true>, kSetA, true, false>(src, srcStep, dst, dstStep, roiSize);
+    return tierYCbCrToC3_P3C3R<cel::dec::narrow_v<true>, cel::dec::narrowEvenOdd_v, kSetA, true, false>(src, srcStep, dst, dstStep, roiSize);
 }
 
 extern "C" CelStatus y8_celiYCbCrToBGR_8u_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst, int dstStep,
                                                CelSize roiSize) {
-    return tierYCbCrToC3_P3C3R<cel::dec::narrow_v<true>, kSetA, true, true>(src, srcStep, dst, dstStep, roiSize);
+    return tierYCbCrToC3_P3C3R<cel::dec::narrow_v<true>, cel::dec::narrowEvenOdd_v, kSetA, true, true>(src, srcStep, dst, dstStep, roiSize);
 }
 
 // Outer pointers, sizes, then the plane pointers.
@@ -340,7 +343,7 @@ extern "C" CelStatus y8_celiYCbCrToBGR_8u_P3C4R(const uint8_t* const src[3], int
                                                CelSize roiSize, uint8_t alphaValue) {
     if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
-    y8_ownYCbCrToBGR_P3C4R<cel::dec::wide_v>(src, srcStep, dst, dstStep, roiSize.width, roiSize.height, alphaValue);
+    y8_ownYCbCrToBGR_P3C4R<cel::dec::wide_v, cel::dec::wideEvenOdd_v<cel::dec::kWide601>>(src, srcStep, dst, dstStep, roiSize.width, roiSize.height, alphaValue);
     return celStatusOk;
 }
 
@@ -376,7 +379,8 @@ extern "C" CelStatus y8_celiYCbCrToRGB_8u_AC4R(const uint8_t* src, int srcStep, 
 // Plane pointers are tested with the outer pointers, ahead of the sizes.
 extern "C" CelStatus y8_celiYCbCrToBGR_709CSC_8u_P3C3R(const uint8_t* const src[3], int srcStep, uint8_t* dst,
                                                       int dstStep, CelSize roiSize) {
-    return tierYCbCrToC3_P3C3R<cel::dec::wideSet_v<cel::dec::kWide709Csc>, cel::dec::kSet709Csc, false, true>(
+    return tierYCbCrToC3_P3C3R<cel::dec::wideSet_v<cel::dec::kWide709Csc>, cel::dec::wideEvenOdd_v<cel::dec::kWide709Csc>,
+                               cel::dec::kSet709Csc, false, true>(
         src, srcStep, dst, dstStep, roiSize);
 }
 
@@ -384,7 +388,7 @@ extern "C" CelStatus y8_celiYCbCrToBGR_709CSC_8u_P3C4R(const uint8_t* const src[
                                                       int dstStep, CelSize roiSize, uint8_t alphaValue) {
     if (cel::anyNull(src, dst) || cel::anyPlaneNull(src, 3)) return celStatusNullPointer;
     if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
-    y8_ownYCbCrToBGR_P3C4R<cel::dec::wideSet_v<cel::dec::kWide709Csc>>(src, srcStep, dst, dstStep, roiSize.width,
+    y8_ownYCbCrToBGR_P3C4R<cel::dec::wideSet_v<cel::dec::kWide709Csc>, cel::dec::wideEvenOdd_v<cel::dec::kWide709Csc>>(src, srcStep, dst, dstStep, roiSize.width,
                                                                       roiSize.height, alphaValue);
     return celStatusOk;
 }
