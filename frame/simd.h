@@ -180,6 +180,13 @@ inline void join4x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 48), _mm_unpackhi_epi16(hi01, hi23));
 }
 
+// The same from three channel vectors in even/odd order (pixels 0, 2, ..,
+// 14, then 1, 3, .., 15) and a fourth channel whose bytes are all equal.
+inline void join4x16EvenOdd(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i fill) {
+    const __m128i order = _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
+    join4x16(dst, _mm_shuffle_epi8(c0, order), _mm_shuffle_epi8(c1, order), _mm_shuffle_epi8(c2, order), fill);
+}
+
 namespace detail {
 
 // Shuffles between eight three-channel pixels (24 bytes, handled as 16 + 8)

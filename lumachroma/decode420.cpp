@@ -11,8 +11,8 @@
 //   celiYCrCb420To*_8u_P2C{3,4}R         folded, YCrCb set     8, then 4       folded recipe
 //   celiYCrCb420ToBGR_Filter_8u_P3C4R    narrow, no addend     8               Q12 scalar
 //   celiYCbCr411ToBGR_8u_P3C{3,4}R       narrow                16/8/4 luma     set C rounded, clamp table
-//   celiYCbCr420ToBGR_709CSC_8u_P3C3R    wide, BT.709 set      4               BT.709 set rounded, clamp table
-//   celiYCbCr420ToBGR_709HDTV_8u_P3C4R   wide on Y * 16        4               full-scale set rounded, clamp table
+//   celiYCbCr420ToBGR_709CSC_8u_P3C3R    wide, BT.709 set      8, then 4       BT.709 set rounded, clamp table
+//   celiYCbCr420ToBGR_709HDTV_8u_P3C4R   wide on Y * 16        8, then 4       full-scale set rounded, clamp table
 //
 // 4:2:0 forms work on whole blocks: an odd last column or row is neither
 // read nor written, and the status warns.  4:1:1 forms decode every pixel.
@@ -49,10 +49,12 @@ struct Out {
     uint8_t* d;
     __m128i alpha;
     uint8_t alphaByte;
-    // sixteen pixels from channel vectors in even/odd order (C3 only)
+    // sixteen pixels from channel vectors in even/odd order
     void put16EvenOdd(int x, __m128i r, __m128i g, __m128i b) const {
-        static_assert(Bytes == 3);
-        cel::simd::join3x16EvenOdd(d + 3 * x, Bgr ? b : r, g, Bgr ? r : b);
+        if constexpr (Bytes == 3)
+            cel::simd::join3x16EvenOdd(d + 3 * x, Bgr ? b : r, g, Bgr ? r : b);
+        else
+            cel::simd::join4x16EvenOdd(d + 4 * x, Bgr ? b : r, g, Bgr ? r : b, alpha);
     }
     void put16(int x, __m128i r, __m128i g, __m128i b) const {
         if constexpr (Bytes == 3)
@@ -116,11 +118,17 @@ struct PairedChroma {
 
 // The wide recipe with a coefficient set: its chroma terms once per sample,
 // duplicated, then added to each pixel's luma term; luma minus the tail
-// set's offset (none for full-scale luma).
+// set's offset (none for full-scale luma).  On lanes of even and odd pixels
+// the terms of eight samples serve both rows undoubled.
 template <const dec::WideSet& S, const dec::ScalarSet& Tail>
 struct WideBlocks {
-    static constexpr bool kEvenOdd = false;
+    static constexpr bool kEvenOdd = true;
     using Terms = dec::WideTerms;
+    // Terms of eight samples from lanes (C - 128) << 7.
+    static Terms termsEvenOdd(__m128i cb, __m128i cr) { return dec::wideTerms_v<S>(cb, cr); }
+    static void pixels16EvenOdd(__m128i y, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
+        dec::wideEvenOddShared_v<S>(y, t, r, g, b);
+    }
     static Terms terms(__m128i cb7, __m128i cr7) {
         const __m128i c = _mm_set1_epi16(128 << 7);
         return dec::wideTerms_v<S>(_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c));
@@ -146,10 +154,11 @@ using FoldedYCrCb = dec::FoldedRecipe<dec::kFoldedYCrCb, dec::folded_px<dec::kFo
 // chroma needs no duplication.
 struct NarrowB : dec::DiffRecipe<dec::narrow_v<true>, dec::scalar_px<dec::kSetB, 32768, Clamp::Table>> {
     static constexpr bool kEvenOdd = true;
+    static Terms termsEvenOdd(__m128i cb, __m128i cr) { return {cb, cr}; }
     // Sixteen pixels of one row (bytes y) with eight chroma samples (lanes
     // (C - 128) << 7), packed in even/odd order.
-    static void pixels16EvenOdd(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
-        dec::narrowEvenOdd_v(y, cb, cr, cb, cr, r, g, b);
+    static void pixels16EvenOdd(__m128i y, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
+        dec::narrowEvenOdd_v(y, t.cb, t.cr, t.cb, t.cr, r, g, b);
     }
 };
 using WideB = dec::DiffRecipe<dec::wide_v, dec::scalar_px<dec::kSetB, 32768, Clamp::Table>>;
@@ -178,9 +187,10 @@ void y8_innerRowPair420(const uint8_t* y0, const uint8_t* y1, const Ch& ch, cons
         for (; i + 8 <= n; i += 8) {
             const __m128i cb = dec::chromaFromSignedLow8(dec::signedChroma(loadl(ch.cb + i)));
             const __m128i cr = dec::chromaFromSignedLow8(dec::signedChroma(loadl(ch.cr + i)));
+            const typename Rc::Terms t = Rc::termsEvenOdd(cb, cr);
             for (int row = 0; row < 2; ++row) {
                 __m128i r, g, b;
-                Rc::pixels16EvenOdd(loadu((row ? y1 : y0) + 2 * i), cb, cr, r, g, b);
+                Rc::pixels16EvenOdd(loadu((row ? y1 : y0) + 2 * i), t, r, g, b);
                 (row ? o1 : o0).put16EvenOdd(2 * i, r, g, b);
             }
         }

@@ -131,6 +131,13 @@ inline WideTerms wideTerms_v(__m128i cb, __m128i cr) {
             _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(S.cbB)), eight)};
 }
 
+// The pixels from their luma term ty and the chroma terms.
+inline void wideFromLumaTerm_v(__m128i ty, const WideTerms& t, __m128i& r, __m128i& g, __m128i& b) {
+    r = _mm_srai_epi16(_mm_add_epi16(ty, t.r), 4);
+    g = _mm_srai_epi16(_mm_sub_epi16(ty, t.g), 4);
+    b = _mm_srai_epi16(_mm_add_epi16(ty, t.b), 4);
+}
+
 // NegLuma: y holds the negated luma lanes and is multiplied by the negated
 // coefficient, the same product (studio-range sets only).  LumaAddend: the
 // terms came without the addend 8, which joins the luma term once (the
@@ -140,10 +147,31 @@ inline void widePixels_v(__m128i y, const WideTerms& t, __m128i& r, __m128i& g, 
     static_assert(!NegLuma || S.y != 1 << 13, "full-scale luma is formed by a shift of Y << 7");
     const __m128i ty0 = S.y == 1 << 13 ? _mm_srai_epi16(y, 3)
                                        : _mm_mulhi_epi16(y, _mm_set1_epi16(static_cast<int16_t>(NegLuma ? -S.y : S.y)));
-    const __m128i ty = LumaAddend ? _mm_add_epi16(ty0, _mm_set1_epi16(8)) : ty0;
-    r = _mm_srai_epi16(_mm_add_epi16(ty, t.r), 4);
-    g = _mm_srai_epi16(_mm_sub_epi16(ty, t.g), 4);
-    b = _mm_srai_epi16(_mm_add_epi16(ty, t.b), 4);
+    wideFromLumaTerm_v(LumaAddend ? _mm_add_epi16(ty0, _mm_set1_epi16(8)) : ty0, t, r, g, b);
+}
+
+// The luma term of the even (Odd false) or odd pixels of sixteen luma
+// bytes: the studio sets' product from the negated lanes, or, for
+// full-scale luma, Y * 16 straight from a byte multiply-add.
+template <const WideSet& S, bool Odd>
+inline __m128i wideLumaTermFromBytes(__m128i y) {
+    if constexpr (S.y == 1 << 13)
+        return _mm_maddubs_epi16(y, _mm_set1_epi16(Odd ? 16 << 8 : 16));
+    else
+        return _mm_mulhi_epi16(lumaNegFromBytes<Odd>(y), _mm_set1_epi16(static_cast<int16_t>(-S.y)));
+}
+
+// Sixteen pixels of a row whose neighbours 2i and 2i + 1 share the chroma
+// terms of lane i (4:2:0, 4:2:2), from their luma bytes; results packed in
+// even/odd order.
+template <const WideSet& S>
+inline void wideEvenOddShared_v(__m128i y, const WideTerms& t, __m128i& r, __m128i& g, __m128i& b) {
+    __m128i re, ge, be, ro, go, bo;
+    wideFromLumaTerm_v(wideLumaTermFromBytes<S, false>(y), t, re, ge, be);
+    wideFromLumaTerm_v(wideLumaTermFromBytes<S, true>(y), t, ro, go, bo);
+    r = _mm_packus_epi16(re, ro);
+    g = _mm_packus_epi16(ge, go);
+    b = _mm_packus_epi16(be, bo);
 }
 
 template <const WideSet& S>

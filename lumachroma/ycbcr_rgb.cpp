@@ -60,10 +60,6 @@ inline void decode16EvenOdd(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m12
         dec::chromaFromSignedBytes<true>(sb), dec::chromaFromSignedBytes<true>(sr), r, g, b);
 }
 
-// Bytes in even/odd order back to pixel order.
-inline __m128i pixelOrder(__m128i v) {
-    return _mm_shuffle_epi8(v, _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
-}
 
 // Eight pixels from three 8-byte rows; results in the low halves.
 template <Recipe Dec>
@@ -196,7 +192,7 @@ void y8_ownYCbCrToBGR_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t* d
         for (; x + 16 <= width; x += 16) {
             __m128i r, g, b;
             decode16EvenOdd<Body>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
-            cel::simd::join4x16(d + 4 * x, pixelOrder(b), pixelOrder(g), pixelOrder(r), alpha);
+            cel::simd::join4x16EvenOdd(d + 4 * x, b, g, r, alpha);
         }
         // then 8 pixels if at least 8 remain: wide recipe
         if (x + 8 <= width) {
