@@ -259,8 +259,14 @@ inline void splitPairsRow(const uint8_t* s, uint8_t* a, uint8_t* b, int n) {
 // n pairs from a (first byte) and b (second byte).
 inline void joinPairsRow(const uint8_t* a, const uint8_t* b, uint8_t* d, int n) {
     int i = 0;
-    // body: 8 pairs
-    for (; i + 8 <= n; i += 8) store(d + 2 * i, _mm_unpacklo_epi8(load8(a + i), load8(b + i)));
+    // body: 16 pairs
+    for (; i + 16 <= n; i += 16) {
+        const __m128i va = load(a + i), vb = load(b + i);
+        store(d + 2 * i, _mm_unpacklo_epi8(va, vb));
+        store(d + 2 * i + 16, _mm_unpackhi_epi8(va, vb));
+    }
+    // then 8 pairs
+    if (i + 8 <= n) store(d + 2 * i, _mm_unpacklo_epi8(load8(a + i), load8(b + i))), i += 8;
     // tail: single pairs
     for (; i < n; ++i) d[2 * i] = a[i], d[2 * i + 1] = b[i];
 }
