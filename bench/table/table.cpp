@@ -18,6 +18,7 @@
 #include <libyuv/convert.h>
 #include <libyuv/convert_argb.h>
 #include <libyuv/convert_from.h>
+#include <libyuv/convert_from_argb.h>
 #include <libyuv/cpu_id.h>
 #include <libyuv/planar_functions.h>
 #endif
@@ -61,29 +62,35 @@ Case bayerMine() {
     };
 }
 
-enum class Enc { Rgb420, Bgra420 };
+enum class Enc { Rgb420, Bgra420, Bgra420Hdtv };
 Case encode420Mine(Enc e) {
     return [=](const Frame& f, const std::string& content) -> Call {
         const Bytes rgb = contentOf(content, f);
-        auto src = std::make_shared<Bytes>(e == Enc::Bgra420 ? bgraOf(rgb) : rgb);
+        auto src = std::make_shared<Bytes>(e == Enc::Rgb420 ? rgb : bgraOf(rgb));
         auto out = std::make_shared<Planes>();
         for (int k = 0; k < 3; ++k) out->p[k].resize(k ? px(f) / 4 : px(f)), out->step[k] = k ? f.width / 2 : f.width;
         return [=] {
             uint8_t* d[3] = {out->p[0].data(), out->p[1].data(), out->p[2].data()};
             if (e == Enc::Bgra420)
                 celiBGRToYCbCr420_8u_AC4P3R(src->data(), 4 * f.width, d, out->step, {f.width, f.height});
+            else if (e == Enc::Bgra420Hdtv)
+                celiBGRToYCbCr420_709HDTV_8u_AC4P3R(src->data(), 4 * f.width, d, out->step, {f.width, f.height});
             else
                 celiRGBToYCbCr420_8u_C3P3R(src->data(), 3 * f.width, d, out->step, {f.width, f.height});
         };
     };
 }
 
-enum class Dec { P444, P420, To420P2, To422C2 };
+// The BT.709 rows decode the same planes (the BT.601 encoder's output): the
+// work does not depend on which matrix made them.
+enum class Dec { P444, P420, To420P2, To422C2, P444Bgr709, P444Bgra709, P420Bgra709Hdtv };
+bool is444(Dec d) { return d == Dec::P444 || d == Dec::P444Bgr709 || d == Dec::P444Bgra709; }
+bool is420(Dec d) { return d == Dec::P420 || d == Dec::To420P2 || d == Dec::P420Bgra709Hdtv; }
 Case planarMine(Dec d) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        const int cw = d == Dec::P444 ? 1 : 2, ch = d == Dec::P420 || d == Dec::To420P2 ? 2 : 1;
+        const int cw = is444(d) ? 1 : 2, ch = is420(d) ? 2 : 1;
         auto in = planesOf(contentOf(content, f), f, cw, ch);
-        auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
+        auto dst = std::make_shared<Bytes>(size_t(px(f)) * 4);
         return [=] {
             const CelSize roi{f.width, f.height};
             switch (d) {
@@ -98,6 +105,15 @@ Case planarMine(Dec d) {
                     break;
                 case Dec::To422C2:
                     celiYCbCr422_8u_P3C2R(in->src, in->step, dst->data(), 2 * f.width, roi);
+                    break;
+                case Dec::P444Bgr709:
+                    celiYCbCrToBGR_709CSC_8u_P3C3R(in->src, f.width, dst->data(), 3 * f.width, roi);
+                    break;
+                case Dec::P444Bgra709:
+                    celiYCbCrToBGR_709CSC_8u_P3C4R(in->src, f.width, dst->data(), 4 * f.width, roi, 255);
+                    break;
+                case Dec::P420Bgra709Hdtv:
+                    celiYCbCr420ToBGR_709HDTV_8u_P3C4R(in->src, in->step, dst->data(), 4 * f.width, roi, 255);
                     break;
             }
         };
@@ -141,7 +157,7 @@ Case libyuvGray() {
 Case libyuvEncode(Enc e) {
     return [=](const Frame& f, const std::string& content) -> Call {
         const Bytes rgb = contentOf(content, f);
-        auto src = std::make_shared<Bytes>(e == Enc::Bgra420 ? bgraOf(rgb) : rgb);
+        auto src = std::make_shared<Bytes>(e == Enc::Rgb420 ? rgb : bgraOf(rgb));
         auto out = std::make_shared<Bytes>(size_t(px(f)) * 3 / 2);
         return [=] {
             uint8_t* y = out->data();
@@ -149,6 +165,9 @@ Case libyuvEncode(Enc e) {
             uint8_t* v = u + px(f) / 4;
             if (e == Enc::Bgra420)
                 libyuv::ARGBToI420(src->data(), 4 * f.width, y, f.width, u, f.width / 2, v, f.width / 2, f.width,
+                                   f.height);
+            else if (e == Enc::Bgra420Hdtv)
+                libyuv::ARGBToJ420(src->data(), 4 * f.width, y, f.width, u, f.width / 2, v, f.width / 2, f.width,
                                    f.height);
             else
                 libyuv::RAWToI420(src->data(), 3 * f.width, y, f.width, u, f.width / 2, v, f.width / 2, f.width,
@@ -158,9 +177,9 @@ Case libyuvEncode(Enc e) {
 }
 Case libyuvPlanar(Dec d) {
     return [=](const Frame& f, const std::string& content) -> Call {
-        const int cw = d == Dec::P444 ? 1 : 2, ch = d == Dec::P420 || d == Dec::To420P2 ? 2 : 1;
+        const int cw = is444(d) ? 1 : 2, ch = is420(d) ? 2 : 1;
         auto in = planesOf(contentOf(content, f), f, cw, ch);
-        auto dst = std::make_shared<Bytes>(size_t(px(f)) * 3);
+        auto dst = std::make_shared<Bytes>(size_t(px(f)) * 4);
         return [=] {
             const uint8_t *y = in->src[0], *u = in->src[1], *v = in->src[2];
             const int sy = in->step[0], su = in->step[1], sv = in->step[2];
@@ -177,6 +196,16 @@ Case libyuvPlanar(Dec d) {
                     break;
                 case Dec::To422C2:
                     libyuv::I422ToYUY2(y, sy, u, su, v, sv, o, 2 * f.width, f.width, f.height);
+                    break;
+                case Dec::P444Bgr709:
+                    libyuv::I444ToRGB24Matrix(y, sy, u, su, v, sv, o, 3 * f.width, &libyuv::kYuvH709Constants, f.width,
+                                              f.height);
+                    break;
+                case Dec::P444Bgra709:
+                    libyuv::H444ToARGB(y, sy, u, su, v, sv, o, 4 * f.width, f.width, f.height);
+                    break;
+                case Dec::P420Bgra709Hdtv:
+                    libyuv::H420ToARGB(y, sy, u, su, v, sv, o, 4 * f.width, f.width, f.height);
                     break;
             }
         };
@@ -239,6 +268,16 @@ std::vector<Row> rows() {
         IF_LIBYUV(libyuvPeer("I420ToNV12", libyuvPlanar(Dec::To420P2))));
     add("celiYCbCr422_8u_P3C2R", planarMine(Dec::To422C2), 2,
         IF_LIBYUV(libyuvPeer("I422ToYUY2", libyuvPlanar(Dec::To422C2))));
+    // BT.709 beside libyuv's BT.709 decoders and its full-range BT.601
+    // encoder of the same shape (libyuv has no BT.709 encoder)
+    add("celiBGRToYCbCr420_709HDTV_8u_AC4P3R", encode420Mine(Enc::Bgra420Hdtv), 4,
+        IF_LIBYUV(libyuvPeer("ARGBToJ420", libyuvEncode(Enc::Bgra420Hdtv))));
+    add("celiYCbCrToBGR_709CSC_8u_P3C3R", planarMine(Dec::P444Bgr709), 3,
+        IF_LIBYUV(libyuvPeer("I444ToRGB24Matrix709", libyuvPlanar(Dec::P444Bgr709))));
+    add("celiYCbCrToBGR_709CSC_8u_P3C4R", planarMine(Dec::P444Bgra709), 3,
+        IF_LIBYUV(libyuvPeer("H444ToARGB", libyuvPlanar(Dec::P444Bgra709))));
+    add("celiYCbCr420ToBGR_709HDTV_8u_P3C4R", planarMine(Dec::P420Bgra709Hdtv), 1.5,
+        IF_LIBYUV(libyuvPeer("H420ToARGB", libyuvPlanar(Dec::P420Bgra709Hdtv))));
     return r;
 }
 
