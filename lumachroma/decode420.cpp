@@ -116,33 +116,17 @@ struct PairedChroma {
     int Cr(int i) const { return cbcr[2 * i + (CbFirst ? 1 : 0)]; }
 };
 
-// The wide recipe with a coefficient set: its chroma terms once per sample,
-// duplicated, then added to each pixel's luma term; luma minus the tail
-// set's offset (none for full-scale luma).  On lanes of even and odd pixels
-// the terms of eight samples serve both rows undoubled.
+// The wide recipe with a coefficient set (its chroma terms once per sample,
+// duplicated: the shared adapter); on lanes of even and odd pixels the
+// terms of eight samples serve both rows undoubled.
 template <const dec::WideSet& S, const dec::ScalarSet& Tail>
-struct WideBlocks {
+struct WideBlocks : dec::WideRecipe<S, Tail> {
     static constexpr bool kEvenOdd = true;
     using Terms = dec::WideTerms;
     // Terms of eight samples from lanes (C - 128) << 7.
     static Terms termsEvenOdd(__m128i cb, __m128i cr) { return dec::wideTerms_v<S>(cb, cr); }
     static void pixels16EvenOdd(__m128i y, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
         dec::wideEvenOddShared_v<S>(y, t, r, g, b);
-    }
-    static Terms terms(__m128i cb7, __m128i cr7) {
-        const __m128i c = _mm_set1_epi16(128 << 7);
-        return dec::wideTerms_v<S>(_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c));
-    }
-    static Terms dup(const Terms& t, bool hi) {
-        const auto d = [hi](__m128i v) { return hi ? _mm_unpackhi_epi16(v, v) : _mm_unpacklo_epi16(v, v); };
-        return {d(t.r), d(t.g), d(t.b)};
-    }
-    static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
-        dec::widePixels_v<S>(Tail.yOff ? _mm_sub_epi16(y7, _mm_set1_epi16(static_cast<int16_t>(Tail.yOff << 7))) : y7, t,
-                             r, g, b);
-    }
-    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
-        dec::scalar_px<Tail, 32768, Clamp::Table>(Y, Cb, Cr, r, g, b);
     }
 };
 

@@ -11,6 +11,8 @@
 //   celiCbYCr422ToBGR_8u_C2C4R          wide (aligned twin)  8 px             set A, rounded
 //   celiYCrCb422To{RGB,BGR}_8u_C2C{3,4}R folded 4:2:2        16, then 8 px    set B, rounded
 //   celiYC{bCr,rCb}422ToRGB_8u_C2P3R    plain                8 px             set B, rounded
+//   celiCbYCr422ToBGR_709HDTV_8u_C2C3R  wide on Y * 16       16, then 8 px    full-scale BT.709 set, rounded
+//   celiCbYCr422ToBGR_709HDTV_8u_C2C4R  wide on Y * 16 (aligned twin)  8 px   full-scale BT.709 set, rounded
 //
 // An odd width decodes its last pixel with the chroma of its own pair; no
 // warning exists in this family.
@@ -40,6 +42,8 @@ using TruncB = dec::DiffRecipe<dec::narrowTrunc_v, setBRounded>;
 using WideA = dec::DiffRecipe<dec::wide_v, setARounded>;
 using PlainB = dec::DiffRecipe<dec::plain_v, setBRounded>;
 using Folded422 = dec::FoldedRecipe<dec::kFolded422, setBRounded>;
+// BT.709, full-scale luma: the wide recipe on Y * 16 with that set, its scalar set rounded.
+using Wide709Hdtv = dec::WideRecipe<dec::kWide709Hdtv, dec::kSet709Hdtv>;
 
 // ---- Row loops ------------------------------------------------------------------------
 template <class Rc, Body B, Order O, int Bytes, bool Bgr, bool Al = false>
@@ -93,6 +97,19 @@ CelStatus tierToPlanes(const uint8_t* src, int srcStep, uint8_t* dst[3], int dst
     return celStatusOk;
 }
 
+// Cb-first to BGRA, 8 px: the aligned twin when both pointers and both steps
+// are multiples of 16.
+template <class Rc>
+CelStatus tierCbFirstC4(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep, CelSize roi, uint8_t alpha) {
+    if (cel::anyNull(src, dst)) return celStatusNullPointer;
+    if (cel::sizeBelow(roi, 1, 1)) return celStatusBadSize;
+    if (cel::aligned16(src) && cel::aligned16(dst) && cel::aligned16(srcStep) && cel::aligned16(dstStep))
+        y8_myPackedToPixels<Rc, Body::Eight, Order::CbYCr, 4, true, true>(src, srcStep, dst, dstStep, roi, alpha);
+    else
+        y8_myPackedToPixels<Rc, Body::Eight, Order::CbYCr, 4, true>(src, srcStep, dst, dstStep, roi, alpha);
+    return celStatusOk;
+}
+
 }  // namespace
 
 // ---- Tier functions ---------------------------------------------------------------------
@@ -123,16 +140,8 @@ extern "C" CelStatus y8_celiYCbCr422ToBGR_8u_C2C4R(CEL_C2_ARGS, uint8_t alphaVal
     return tierPacked<TruncB, Body::Sixteen, Order::YCbCr, 4, true>(src, srcStep, dst, dstStep, roiSize, 2, alphaValue);
 }
 
-// The aligned twin when both pointers and both steps are multiples of 16.
 extern "C" CelStatus y8_celiCbYCr422ToBGR_8u_C2C4R(CEL_C2_ARGS, uint8_t alphaValue) {
-    if (cel::anyNull(src, dst)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
-    if (cel::aligned16(src) && cel::aligned16(dst) && cel::aligned16(srcStep) && cel::aligned16(dstStep))
-        y8_myPackedToPixels<WideA, Body::Eight, Order::CbYCr, 4, true, true>(src, srcStep, dst, dstStep, roiSize,
-                                                                              alphaValue);
-    else
-        y8_myPackedToPixels<WideA, Body::Eight, Order::CbYCr, 4, true>(src, srcStep, dst, dstStep, roiSize, alphaValue);
-    return celStatusOk;
+    return tierCbFirstC4<WideA>(src, srcStep, dst, dstStep, roiSize, alphaValue);
 }
 
 extern "C" CelStatus y8_celiYCrCb422ToRGB_8u_C2C3R(CEL_C2_ARGS) {
@@ -156,6 +165,14 @@ extern "C" CelStatus y8_celiYCbCr422ToRGB_8u_C2P3R(const uint8_t* src, int srcSt
 extern "C" CelStatus y8_celiYCrCb422ToRGB_8u_C2P3R(const uint8_t* src, int srcStep, uint8_t* dst[3], int dstStep,
                                                   CelSize roiSize) {
     return tierToPlanes<Order::YCrCb>(src, srcStep, dst, dstStep, roiSize);
+}
+
+// ---- BT.709, full-scale luma (no 1..254 hold on decoding) ------------------------------
+extern "C" CelStatus y8_celiCbYCr422ToBGR_709HDTV_8u_C2C3R(CEL_C2_ARGS) {
+    return tierPacked<Wide709Hdtv, Body::SixteenThenEight, Order::CbYCr, 3, true>(src, srcStep, dst, dstStep, roiSize, 1);
+}
+extern "C" CelStatus y8_celiCbYCr422ToBGR_709HDTV_8u_C2C4R(CEL_C2_ARGS, uint8_t alphaValue) {
+    return tierCbFirstC4<Wide709Hdtv>(src, srcStep, dst, dstStep, roiSize, alphaValue);
 }
 
 #undef CEL_C2_ARGS

@@ -356,4 +356,29 @@ struct FoldedRecipe {
     static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) { Px(Y, Cb, Cr, r, g, b); }
 };
 
+// The wide recipe with a coefficient set (the BT.709 decoders, 4:2:0 and
+// 4:2:2): its chroma terms once per sample, duplicated, then added to each
+// pixel's luma term; luma minus the tail set's offset (none for full-scale
+// luma); the tail set rounded, clamped through the table.
+template <const WideSet& S, const ScalarSet& Tail>
+struct WideRecipe {
+    static constexpr bool kEvenOdd = false;
+    using Terms = WideTerms;
+    static Terms terms(__m128i cb7, __m128i cr7) {
+        const __m128i c = _mm_set1_epi16(128 << 7);
+        return wideTerms_v<S>(_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c));
+    }
+    static Terms dup(const Terms& t, bool hi) {
+        const auto d = [hi](__m128i v) { return hi ? _mm_unpackhi_epi16(v, v) : _mm_unpacklo_epi16(v, v); };
+        return {d(t.r), d(t.g), d(t.b)};
+    }
+    static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
+        widePixels_v<S>(Tail.yOff ? _mm_sub_epi16(y7, _mm_set1_epi16(static_cast<int16_t>(Tail.yOff << 7))) : y7, t, r,
+                        g, b);
+    }
+    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
+        scalar_px<Tail, 32768, Clamp::Table>(Y, Cb, Cr, r, g, b);
+    }
+};
+
 }  // namespace cel::dec

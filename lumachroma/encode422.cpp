@@ -7,6 +7,7 @@
 //   celiRGBToYCbCr422_8u_C3P3R        pair recipe, rounded lanes   scalar pairs, second group
 //   celiBGRToYCbCr422_8u_{C3,AC4}*    pair recipe, rounded lanes   scalar pairs, second group
 //   celiBGRToCbYCr422_8u_AC4C2R       unsigned-high                scalar pairs, Cr two below Cb
+//   celiBGRToCbYCr422_709HDTV_8u_{C3,AC4}C2R  the same with the full-scale BT.709 set, bytes held in 1..254
 //   celiRGBToCbYCr422_8u_C3C2R        filtered chroma 1/4 1/2 1/4   filtered scalar Q16 pairs
 //   celiRGBToCbYCr422Gamma_8u_C3C2R   gamma table, Q15 multiply-add on 4 px, then a pair, then one pixel
 //
@@ -36,6 +37,8 @@ using k::Order;
 using FirstGroup = k::PairLane<enc::kPairFirstGroup>;
 using SecondGroup = k::PairLane<enc::kPairSecondGroup>;
 using CbFirstUHigh = k::PairUHigh<enc::kPairCbFirst>;
+// BT.709 with full-scale luma: the same kernels with that set, every byte held in 1..254.
+using CbFirstUHigh709Hdtv = k::PairUHigh<enc::kPairCbFirstFull, enc::kBlock709Hdtv>;
 
 // ---- Row loops of the pair encoders -----------------------------------------------
 template <class Rc, class In, Order O, bool Al = false>
@@ -237,6 +240,18 @@ using RgbC3 = k::InterleavedIn<3, false>;
 using BgrC3 = k::InterleavedIn<3, true>;
 using BgrC4 = k::InterleavedIn<4, true>;
 
+// The aligned twin when both pointers and both steps are multiples of 16.
+template <class Rc>
+CelStatus tierCbFirstAC4(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep, CelSize roi) {
+    if (cel::anyNull(src, dst)) return celStatusNullPointer;
+    if (cel::sizeBelow(roi, 1, 1)) return celStatusBadSize;
+    if (cel::aligned16(src) && cel::aligned16(dst) && cel::aligned16(srcStep) && cel::aligned16(dstStep))
+        y8_myPairsToPacked<Rc, k::InterleavedIn<4, true, true>, Order::CbYCr, true>({src}, srcStep, dst, dstStep, roi);
+    else
+        y8_myPairsToPacked<Rc, BgrC4, Order::CbYCr>({src}, srcStep, dst, dstStep, roi);
+    return celStatusOk;
+}
+
 }  // namespace
 
 // ---- Tier functions ------------------------------------------------------------------
@@ -286,17 +301,19 @@ extern "C" CelStatus y8_celiRGBToCbYCr422_8u_C3C2R(const uint8_t* src, int srcSt
     return celStatusOk;
 }
 
-// The aligned twin when both pointers and both steps are multiples of 16.
 extern "C" CelStatus y8_celiBGRToCbYCr422_8u_AC4C2R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
                                                    CelSize roiSize) {
-    if (cel::anyNull(src, dst)) return celStatusNullPointer;
-    if (cel::sizeBelow(roiSize, 1, 1)) return celStatusBadSize;
-    if (cel::aligned16(src) && cel::aligned16(dst) && cel::aligned16(srcStep) && cel::aligned16(dstStep))
-        y8_myPairsToPacked<CbFirstUHigh, k::InterleavedIn<4, true, true>, Order::CbYCr, true>(
-            {src}, srcStep, dst, dstStep, roiSize);
-    else
-        y8_myPairsToPacked<CbFirstUHigh, BgrC4, Order::CbYCr>({src}, srcStep, dst, dstStep, roiSize);
-    return celStatusOk;
+    return tierCbFirstAC4<CbFirstUHigh>(src, srcStep, dst, dstStep, roiSize);
+}
+
+// ---- BT.709, full-scale luma ------------------------------------------------------------
+extern "C" CelStatus y8_celiBGRToCbYCr422_709HDTV_8u_C3C2R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
+                                                          CelSize roiSize) {
+    return tierToPacked<CbFirstUHigh709Hdtv, BgrC3, Order::CbYCr>(src, srcStep, dst, dstStep, roiSize, 1);
+}
+extern "C" CelStatus y8_celiBGRToCbYCr422_709HDTV_8u_AC4C2R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
+                                                           CelSize roiSize) {
+    return tierCbFirstAC4<CbFirstUHigh709Hdtv>(src, srcStep, dst, dstStep, roiSize);
 }
 
 extern "C" CelStatus y8_celiRGBToCbYCr422Gamma_8u_C3C2R(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,

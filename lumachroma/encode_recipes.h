@@ -298,14 +298,19 @@ inline constexpr PairQ17 kPairFirstGroup{kQ16YAdd, 0x100000, 0x1010000, 0x101000
 inline constexpr PairQ17 kPairSecondGroup{kQ16YAdd, kQ16YAdd, 0x1004000, 0x1004000};
 // The Cb-first BGRA kernel: Cr two below Cb.
 inline constexpr PairQ17 kPairCbFirst{kQ16YAdd, kQ16YAdd, 0x1010000, 0x100FFFE};
+// Its full-scale BT.709 twins: the same chroma addends, luma rounded with no offset.
+inline constexpr PairQ17 kPairCbFirstFull{kBlock709Hdtv.qyAdd, kBlock709Hdtv.qyAdd, kPairCbFirst.cbAdd,
+                                          kPairCbFirst.crAdd};
 
-template <const PairQ17& S>
+// The Q16 coefficients and the 1..254 hold come from the block set M (the
+// BT.601 set's are the high-word ones; its results stay within 16..240).
+template <const PairQ17& S, const BlockSet& M = kBlock601>
 inline void pairQ17_px(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
-    y0 = static_cast<uint8_t>((kHiYR * p0[0] + kHiYG * p0[1] + kHiYB * p0[2] + S.yAdd0) >> 16);
-    y1 = static_cast<uint8_t>((kHiYR * p1[0] + kHiYG * p1[1] + kHiYB * p1[2] + S.yAdd1) >> 16);
+    y0 = clampBlock<M>((M.qyR * p0[0] + M.qyG * p0[1] + M.qyB * p0[2] + S.yAdd0) >> 16);
+    y1 = clampBlock<M>((M.qyR * p1[0] + M.qyG * p1[1] + M.qyB * p1[2] + S.yAdd1) >> 16);
     const int sr = p0[0] + p1[0], sg = p0[1] + p1[1], sb = p0[2] + p1[2];
-    cb = static_cast<uint8_t>((kHiCbR * sr + kHiCbG * sg + kHiCbB * sb + S.cbAdd) >> 17);
-    cr = static_cast<uint8_t>((kHiCrR * sr + kHiCrG * sg + kHiCrB * sb + S.crAdd) >> 17);
+    cb = clampBlock<M>((M.qcbR * sr + M.qcbG * sg + M.qcbB * sb + S.cbAdd) >> 17);
+    cr = clampBlock<M>((M.qcrR * sr + M.qcrG * sg + M.qcrB * sb + S.crAdd) >> 17);
 }
 
 // ---- Filtered 4:2:2 chroma (the Cb-first RGB encoder) ----------------------------

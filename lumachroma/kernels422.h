@@ -240,16 +240,18 @@ struct PairLane {
     }
 };
 
-// Unsigned-high luma and chroma (Q15 luma, Q16 chroma on the pair sums).
-template <const enc::PairQ17& S>
+// Unsigned-high luma and chroma of the block set M (BT.601: Q15 luma, Q16
+// chroma on the pair sums; a set with the 1..254 hold applies it to the
+// packed bytes), with the scalar pair set S in the tail.
+template <const enc::PairQ17& S, const enc::BlockSet& M = enc::kBlock601>
 struct PairUHigh {
-    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v<enc::kBlock601>(r8, g8, b8); }
+    static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v<M>(r8, g8, b8); }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
-        enc::chromaUHigh_v<enc::kBlock601>(sr, sg, sb, cb, cr);
+        enc::chromaUHigh_v<M>(sr, sg, sb, cb, cr);
     }
-    static __m128i finish(__m128i v) { return v; }
+    static __m128i finish(__m128i v) { return enc::holdBytes_v<M>(v); }
     static void pair(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
-        enc::pairQ17_px<S>(p0, p1, y0, y1, cb, cr);
+        enc::pairQ17_px<S, M>(p0, p1, y0, y1, cb, cr);
     }
 };
 

@@ -64,6 +64,17 @@ TEST(Bt709Sets, FullScaleEncoderAsTabledAndFromKrKb) {
     expectEncoder(cel::enc::kBlock709Hdtv, encoderOf(1.0, 112.0 / 219), 15);
 }
 
+// The 4:2:2 full-scale pairs: luma rounded with no offset, chroma of the
+// BGRA Cb-first form (128.5 in Q17, Cr two below).
+TEST(Bt709Sets, FullScalePairAddends) {
+    const cel::enc::PairQ17& p = cel::enc::kPairCbFirstFull;
+    EXPECT_EQ(p.yAdd0, 32768);
+    EXPECT_EQ(p.yAdd1, 32768);
+    EXPECT_EQ(p.cbAdd, 0x1010000);
+    EXPECT_EQ(p.crAdd, 0x100FFFE);
+    EXPECT_EQ(std::ldexp(p.cbAdd, -17), 128.5);
+}
+
 // Decoder terms: Y, Cr->R, Cb->G, Cr->G, Cb->B.
 void expectDecoder(const cel::dec::WideSet& w, const cel::dec::ScalarSet& q, const int (&wantW)[5],
                    const int (&wantQ)[5], const double (&exact)[5], const double (&slack)[5]) {

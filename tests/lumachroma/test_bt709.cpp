@@ -1,9 +1,10 @@
 // BT.709 forms: worked values of the studio-range and full-scale encoders
 // in the body and in the scalar blocks, the full-scale decoder without the
-// 1..254 hold, the YCrCb twins, and round trips through both ranges.  The
+// 1..254 hold (4:2:0 and 4:2:2), the YCrCb twins, and round trips through
+// both ranges.  The
 // models by pixel position, sizes, canaries and checks of these exports
-// run in the encoder and decoder tables of test_encode420, test_decode420
-// and test_ycbcr_rgb.
+// run in the encoder and decoder tables of test_encode420, test_decode420,
+// test_encode422, test_decode422 and test_ycbcr_rgb.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,14 +21,16 @@ using celtest::ImageBuffer;
 
 struct Colour {
     int r, g, b;
-    std::array<int, 3> csc, hdtvBody, hdtvTail;  // Y, Cb, Cr
+    std::array<int, 3> csc, hdtvBody, hdtvTail, hdtvPairTail;  // Y, Cb, Cr
 };
+// hdtvTail: the 4:2:0 scalar block (chroma 128.125 in Q18); hdtvPairTail:
+// the 4:2:2 scalar pair (chroma 128.5 in Q17, Cr two below).
 const Colour kColours[] = {
-    {255, 0, 0, {63, 102, 240}, {54, 98, 254}, {54, 98, 254}},
-    {0, 255, 0, {173, 41, 26}, {182, 28, 10}, {182, 27, 9}},
-    {0, 0, 255, {32, 240, 117}, {18, 254, 116}, {18, 254, 116}},
-    {255, 255, 255, {235, 128, 128}, {254, 128, 128}, {254, 128, 128}},
-    {0, 0, 0, {16, 128, 128}, {1, 128, 128}, {1, 128, 128}},
+    {255, 0, 0, {63, 102, 240}, {54, 98, 254}, {54, 98, 254}, {54, 98, 254}},
+    {0, 255, 0, {173, 41, 26}, {182, 28, 10}, {182, 27, 9}, {182, 28, 10}},
+    {0, 0, 255, {32, 240, 117}, {18, 254, 116}, {18, 254, 116}, {18, 254, 116}},
+    {255, 255, 255, {235, 128, 128}, {254, 128, 128}, {254, 128, 128}, {254, 128, 128}},
+    {0, 0, 0, {16, 128, 128}, {1, 128, 128}, {1, 128, 128}, {1, 128, 128}},
 };
 
 // A uniform w x 2 BGR(A) image through an encoder; returns Y, Cb, Cr of the first block.
@@ -59,6 +62,24 @@ TEST(Bt709Worked, EncodersOnPrimariesWhiteAndBlack) {
     }
 }
 
+// The 4:2:2 full-scale encoders on a uniform row: every pair Cb Y0 Cr Y1 the same.
+TEST(Bt709Worked, FullScale422EncodersOnPrimariesWhiteAndBlack) {
+    for (const Colour& c : kColours)
+        for (int bpp : {3, 4})
+            for (int w : {16, 2}) {
+                std::vector<uint8_t> src(size_t(bpp) * w), out(size_t(2) * w, 0x11);
+                for (int x = 0; x < w; ++x) src[bpp * x] = uint8_t(c.b), src[bpp * x + 1] = uint8_t(c.g), src[bpp * x + 2] = uint8_t(c.r);
+                const auto f = bpp == 3 ? celiBGRToCbYCr422_709HDTV_8u_C3C2R : celiBGRToCbYCr422_709HDTV_8u_AC4C2R;
+                ASSERT_EQ(f(src.data(), bpp * w, out.data(), 2 * w, {w, 1}), celStatusOk);
+                const std::array<int, 3> want = w == 16 ? c.hdtvBody : c.hdtvPairTail;
+                for (int i = 0; i < w / 2; ++i) {
+                    const uint8_t* p = &out[4 * i];
+                    EXPECT_EQ((std::array<int, 3>{p[1], p[0], p[2]}), want) << c.r << "," << c.g << "," << c.b << " w " << w;
+                    EXPECT_EQ(p[3], p[1]);
+                }
+            }
+}
+
 TEST(Bt709Worked, FullScaleDecoderHasNoHold) {
     for (int w : {8, 2}) {  // four chroma samples (body) and one (scalar)
         for (int Y : {0, 255}) {
@@ -72,6 +93,18 @@ TEST(Bt709Worked, FullScaleDecoderHasNoHold) {
             }
         }
     }
+    for (int w : {16, 2})  // the 4:2:2 forms: body and scalar pairs
+        for (int Y : {0, 255}) {
+            std::vector<uint8_t> uyvy(size_t(2) * w), c3(size_t(3) * w), c4(size_t(4) * w);
+            for (int i = 0; i < w; ++i) uyvy[2 * i] = 128, uyvy[2 * i + 1] = uint8_t(Y);
+            ASSERT_EQ(celiCbYCr422ToBGR_709HDTV_8u_C2C3R(uyvy.data(), 2 * w, c3.data(), 3 * w, {w, 1}), celStatusOk);
+            ASSERT_EQ(celiCbYCr422ToBGR_709HDTV_8u_C2C4R(uyvy.data(), 2 * w, c4.data(), 4 * w, {w, 1}, 0xEE), celStatusOk);
+            for (int i = 0; i < w; ++i)
+                for (int k = 0; k < 3; ++k) {
+                    EXPECT_EQ(c3[3 * i + k], Y) << "width " << w;
+                    EXPECT_EQ(c4[4 * i + k], Y) << "width " << w;
+                }
+        }
 }
 
 // Studio white and black, and the primaries the encoder makes, through the
@@ -153,6 +186,12 @@ TEST(Bt709RoundTrip, BothRangesOnAVideoFrame) {
     std::vector<uint8_t> back(bgra.size());
     ASSERT_EQ(celiYCbCr420ToBGR_709HDTV_8u_P3C4R(in, steps, back.data(), 4 * w, {w, h}, 0), celStatusOk);
     const int full = worst(back, 4);
+    std::vector<uint8_t> uyvy(size_t(2) * w * h), back422(bgra.size());
+    ASSERT_EQ(celiBGRToCbYCr422_709HDTV_8u_AC4C2R(bgra.data(), 4 * w, uyvy.data(), 2 * w, {w, h}), celStatusOk);
+    ASSERT_EQ(celiCbYCr422ToBGR_709HDTV_8u_C2C4R(uyvy.data(), 2 * w, back422.data(), 4 * w, {w, h}, 0), celStatusOk);
+    const int full422 = worst(back422, 4);
+    RecordProperty("max_error_full_scale_422", full422);
+    EXPECT_LE(full422, 8);
     RecordProperty("max_error_studio", studio);
     RecordProperty("max_error_full_scale", full);
     // Measured: 6 and 8; the full-scale hold at 254 clips the strongest red chroma.

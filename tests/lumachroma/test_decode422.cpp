@@ -52,6 +52,8 @@ const Fn kFns[] = {
     {"YCrCb422ToBGR_C2C4R", Kind::YVYU, 4, true, folded422, setBRounded, 8, 1, false},
     {"YCbCr422ToRGB_C2P3R", Kind::YUY2, 0, false, plain, setBRounded, 8, 1, true},
     {"YCrCb422ToRGB_C2P3R", Kind::YVYU, 0, false, plain, setBRounded, 8, 1, true},
+    {"CbYCr422ToBGR_709HDTV_C2C3R", Kind::UYVY, 3, true, hdtv709, hdtv709Scalar, 8, 1, false},
+    {"CbYCr422ToBGR_709HDTV_C2C4R", Kind::UYVY, 4, true, hdtv709, hdtv709Scalar, 8, 1, false},
 };
 
 constexpr uint8_t kAlpha = 0xC7, kFill = 0x5A;
@@ -78,6 +80,9 @@ CelStatus call(const Fn& fn, const uint8_t* const s[3], const int ss[3], uint8_t
     if (n == "YCbCr422ToRGB_C2C4R") return celiYCbCr422ToRGB_8u_C2C4R(s[0], ss[0], d[0], ds, roi, kAlpha);
     if (n == "YCbCr422ToBGR_C2C4R") return celiYCbCr422ToBGR_8u_C2C4R(s[0], ss[0], d[0], ds, roi, kAlpha);
     if (n == "CbYCr422ToBGR_C2C4R") return celiCbYCr422ToBGR_8u_C2C4R(s[0], ss[0], d[0], ds, roi, kAlpha);
+    if (n == "CbYCr422ToBGR_709HDTV_C2C3R") return celiCbYCr422ToBGR_709HDTV_8u_C2C3R(s[0], ss[0], d[0], ds, roi);
+    if (n == "CbYCr422ToBGR_709HDTV_C2C4R")
+        return celiCbYCr422ToBGR_709HDTV_8u_C2C4R(s[0], ss[0], d[0], ds, roi, kAlpha);
     if (n == "YCrCb422ToRGB_C2C3R") return celiYCrCb422ToRGB_8u_C2C3R(s[0], ss[0], d[0], ds, roi);
     if (n == "YCrCb422ToBGR_C2C3R") return celiYCrCb422ToBGR_8u_C2C3R(s[0], ss[0], d[0], ds, roi);
     if (n == "YCrCb422ToRGB_C2C4R") return celiYCrCb422ToRGB_8u_C2C4R(s[0], ss[0], d[0], ds, roi, kAlpha);
@@ -253,16 +258,18 @@ TEST(Decode422Worked, WidthOneAcceptedOrRefusedByForm) {
     EXPECT_EQ(celiYCbCr422ToBGR_8u_C2C3R(src.base(0), src.step(0), out, 8, {1, 1}), celStatusBadSize);
 }
 
-// The aligned twin gives the bytes of the general path.
+// The aligned twins give the bytes of the general path.
 TEST(Decode422Worked, AlignedTwinMatchesUnalignedPath) {
-    const int w = 37, h = 3;
-    alignas(16) static uint8_t src[h][96], a[h][160], b[h][160 + 1];
-    for (int y = 0; y < h; ++y)
-        for (int i = 0; i < 96; ++i) src[y][i] = uint8_t(i * 37 + y * 11);
-    ASSERT_EQ(celiCbYCr422ToBGR_8u_C2C4R(&src[0][0], 96, &a[0][0], 160, {w, h}, 9), celStatusOk);
-    ASSERT_EQ(celiCbYCr422ToBGR_8u_C2C4R(&src[0][0], 96, &b[0][0] + 1, 161, {w, h}, 9), celStatusOk);
-    for (int y = 0; y < h; ++y)
-        for (int i = 0; i < 4 * w; ++i) ASSERT_EQ(a[y][i], (&b[0][0] + 1)[y * 161 + i]);
+    for (auto f : {celiCbYCr422ToBGR_8u_C2C4R, celiCbYCr422ToBGR_709HDTV_8u_C2C4R}) {
+        const int w = 37, h = 3;
+        alignas(16) static uint8_t src[h][96], a[h][160], b[h][160 + 1];
+        for (int y = 0; y < h; ++y)
+            for (int i = 0; i < 96; ++i) src[y][i] = uint8_t(i * 37 + y * 11);
+        ASSERT_EQ(f(&src[0][0], 96, &a[0][0], 160, {w, h}, 9), celStatusOk);
+        ASSERT_EQ(f(&src[0][0], 96, &b[0][0] + 1, 161, {w, h}, 9), celStatusOk);
+        for (int y = 0; y < h; ++y)
+            for (int i = 0; i < 4 * w; ++i) ASSERT_EQ(a[y][i], (&b[0][0] + 1)[y * 161 + i]);
+    }
 }
 
 }  // namespace

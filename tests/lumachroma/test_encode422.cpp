@@ -32,15 +32,33 @@ int hiu(int c, int x) { return int((uint32_t(c) * uint32_t(x)) >> 16); }
 uint8_t sat8(int v) { return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v); }
 using Px = std::array<int, 3>;  // R, G, B
 
-enum class Recipe { LaneFirst, LaneSecond, UHighCbFirst, Filtered, Gamma };
+enum class Recipe { LaneFirst, LaneSecond, UHighCbFirst, Filtered, Gamma, Hdtv709 };
 
 uint8_t laneLuma(const Px& p) { return sat8((rnd(4211, p[0] * 128) + rnd(8258, p[1] * 128) + rnd(1606, p[2] * 128) + 1056) >> 6); }
 uint8_t q16Luma(const Px& p, int add = 0x108000) { return uint8_t((16843 * p[0] + 33030 * p[1] + 6423 * p[2] + add) >> 16); }
 int pcb(const Px& p) { return -9699 * p[0] - 19071 * p[1] + 28770 * p[2]; }
 int pcr(const Px& p) { return 28770 * p[0] - 24117 * p[1] - 4653 * p[2]; }
 
+// BT.709, full-scale luma: Q15 body, Q16/Q17 scalar pairs, every byte held in 1..254.
+uint8_t hold(int v) { return uint8_t(v < 1 ? 1 : v > 254 ? 254 : v); }
+std::array<uint8_t, 4> hdtvPair(bool vec, const Px& a, const Px& b) {
+    const int SR = a[0] + b[0], SG = a[1] + b[1], SB = a[2] + b[2];
+    if (!vec) {
+        const auto y = [](const Px& p) { return hold((13959 * p[0] + 46858 * p[1] + 4719 * p[2] + 32768) >> 16); };
+        return {y(a), y(b), hold((-7668 * SR - 25821 * SG + 33489 * SB + 16842752) >> 17),
+                hold((33489 * SR - 30409 * SG - 3080 * SB + 16842750) >> 17)};
+    }
+    const auto y = [](const Px& p) {
+        return hold(sat8((hiu(6980, p[0] * 256) + hiu(23429, p[1] * 256) + hiu(2359, p[2] * 256) + 64) >> 7));
+    };
+    const int sr = SR * 64, sg = SG * 64, sb = SB * 64;
+    return {y(a), y(b), hold(sat8((hiu(16744, sb) - (hiu(3834, sr) + hiu(12911, sg)) + 8224) >> 6)),
+            hold(sat8((hiu(16744, sr) - (hiu(15204, sg) + hiu(1540, sb)) + 8224) >> 6))};
+}
+
 // Y0, Y1, Cb, Cr of a pair.
 std::array<uint8_t, 4> pairModel(Recipe rc, bool vec, const Px& a, const Px& b) {
+    if (rc == Recipe::Hdtv709) return hdtvPair(vec, a, b);
     const int SR = a[0] + b[0], SG = a[1] + b[1], SB = a[2] + b[2];
     if (!vec) {
         const bool first = rc == Recipe::LaneFirst;
@@ -85,6 +103,8 @@ const Fn kFns[] = {
     {"RGBToCbYCr422_C3C2R", 3, false, Kind::UYVY, Recipe::Filtered, 1, false},
     {"BGRToCbYCr422_AC4C2R", 4, true, Kind::UYVY, Recipe::UHighCbFirst, 1, false},
     {"RGBToCbYCr422Gamma_C3C2R", 3, false, Kind::UYVY, Recipe::Gamma, 1, false},
+    {"BGRToCbYCr422_709HDTV_C3C2R", 3, true, Kind::UYVY, Recipe::Hdtv709, 1, false},
+    {"BGRToCbYCr422_709HDTV_AC4C2R", 4, true, Kind::UYVY, Recipe::Hdtv709, 1, false},
 };
 
 // Source pixels: one interleaved buffer or three planes, walked like the destination.
@@ -127,6 +147,8 @@ CelStatus call(const Fn& fn, Source& s, ChromaLayout& d, CelSize roi) {
     if (n == "BGRToYCbCr422_AC4P3R") return celiBGRToYCbCr422_8u_AC4P3R(src, ss, dp, ds, roi);
     if (n == "RGBToCbYCr422_C3C2R") return celiRGBToCbYCr422_8u_C3C2R(src, ss, dp[0], ds[0], roi);
     if (n == "BGRToCbYCr422_AC4C2R") return celiBGRToCbYCr422_8u_AC4C2R(src, ss, dp[0], ds[0], roi);
+    if (n == "BGRToCbYCr422_709HDTV_C3C2R") return celiBGRToCbYCr422_709HDTV_8u_C3C2R(src, ss, dp[0], ds[0], roi);
+    if (n == "BGRToCbYCr422_709HDTV_AC4C2R") return celiBGRToCbYCr422_709HDTV_8u_AC4C2R(src, ss, dp[0], ds[0], roi);
     return celiRGBToCbYCr422Gamma_8u_C3C2R(src, ss, dp[0], ds[0], roi);
 }
 
@@ -308,6 +330,8 @@ TEST(Encode422Checks, NullOuterPointers) {
     const CelSize zero{0, 0};
     EXPECT_EQ(celiRGBToYCbCr422_8u_P3C2R(nullptr, 8, buf, 8, zero), celStatusNullPointer);
     EXPECT_EQ(celiBGRToCbYCr422_8u_AC4C2R(buf, 8, nullptr, 8, zero), celStatusNullPointer);
+    EXPECT_EQ(celiBGRToCbYCr422_709HDTV_8u_AC4C2R(nullptr, 8, buf, 8, zero), celStatusNullPointer);
+    EXPECT_EQ(celiBGRToCbYCr422_709HDTV_8u_C3C2R(buf, 8, nullptr, 8, zero), celStatusNullPointer);
     EXPECT_EQ(celiRGBToCbYCr422Gamma_8u_C3C2R(nullptr, 8, buf, 8, zero), celStatusNullPointer);
     EXPECT_EQ(celiBGRToYCbCr422_8u_C3P3R(buf, 8, nullptr, steps, zero), celStatusNullPointer);
     EXPECT_EQ(celiRGBToYCbCr422_8u_C3P3R(nullptr, 8, planes, steps, zero), celStatusNullPointer);
@@ -383,6 +407,36 @@ TEST(Encode422Worked, GammaWidthSixWritesTwoBytesPastTheRowFromPixelSix) {
     EXPECT_EQ(dst[13], 41);
     EXPECT_EQ(dst[1], 16);
     (void)fn;
+}
+
+// The aligned twins (pointers and steps multiples of 16) against the model,
+// and against the general path on the same pixels one byte off.
+TEST(Encode422Worked, AlignedTwinsMatchTheModelAndTheGeneralPath) {
+    for (const char* name : {"BGRToCbYCr422_AC4C2R", "BGRToCbYCr422_709HDTV_AC4C2R"}) {
+        const Fn& fn = byName(name);
+        const int w = 45, h = 3, sStep = 192, dStep = 96;
+        alignas(16) static uint8_t src[h * sStep + 16], a[h * dStep], b[h * dStep + 16];
+        for (int i = 0; i < h * sStep + 16; ++i) src[i] = uint8_t(i * 97 + (i >> 7) * 13);
+        std::fill(a, a + sizeof a, uint8_t(0x5A)), std::fill(b, b + sizeof b, uint8_t(0x5A));
+        for (int off : {0, 1}) {
+            uint8_t* d = off ? b + 1 : a;
+            const CelStatus st = fn.recipe == Recipe::Hdtv709
+                                     ? celiBGRToCbYCr422_709HDTV_8u_AC4C2R(src + off, sStep, d, dStep, {w, h})
+                                     : celiBGRToCbYCr422_8u_AC4C2R(src + off, sStep, d, dStep, {w, h});
+            ASSERT_EQ(st, celStatusOk);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x + 1 < w; x += 2) {
+                    const auto p = [&](int at) {
+                        const uint8_t* q = src + off + y * sStep + 4 * at;
+                        return Px{q[2], q[1], q[0]};
+                    };
+                    const auto e = pairModel(fn.recipe, x < (w & ~7), p(x), p(x + 1));
+                    const uint8_t* o = d + y * dStep + 2 * x;
+                    ASSERT_EQ((std::array<uint8_t, 4>{o[1], o[3], o[0], o[2]}), e) << name << " offset " << off << " at " << x;
+                }
+        }
+        for (int y = 0; y < h; ++y) ASSERT_EQ(a[y * dStep + 2 * w - 1], 0x5A) << name << ": odd last pixel untouched";
+    }
 }
 
 // ---- Round trips ------------------------------------------------------------------------------
