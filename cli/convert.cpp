@@ -169,6 +169,7 @@ const int kMatrixForms[][3] = {
     {celFmt_YV12, celFmt_YV12_709, -1},
     {celFmt_NV12, celFmt_NV12_709, -1},
     {celFmt_I444, celFmt_I444_709, -1},
+    {celFmt_UYVY, -1, celFmt_UYVY_709HDTV},
 };
 
 // Column of a named matrix, or -1 when the option is no matrix name.
@@ -191,7 +192,7 @@ int withMatrix(int format, int column, const std::string& file) {
             }
     static const char* names[] = {"BT.601", "BT.709", "BT.709 full-scale"};
     fail(file, "the library has no " + std::string(names[column]) + " form of " + formatName(format) +
-                   " (BT.709: I420, YV12, NV12, I444; full scale: I420 only)");
+                   " (BT.709: I420, YV12, NV12, I444; full scale: I420 and UYVY)");
 }
 
 // ---- --matrix: the colour twist in place on an RGB picture ------------------------------

@@ -234,6 +234,23 @@ CelStatus PADDED_OUT_EXCHANGE(Twist8u f, const Side& s, const Side& d, CelSize z
     return paddedOut(f, s, d, z, kExchange);
 }
 
+// (srcDst, srcDstStep, size, twist) with the exchange matrix, from pixels of
+// three samples: each source pixel spread to four samples with an opaque
+// fourth (the rows' bytes only moved), then exchanged in place; a
+// destination step the export refuses is handed to it before any copy.
+template <class T>
+CelStatus SPREAD_EXCHANGE(CelStatus (*f)(T*, int, CelSize, const float (*)[4]), const Side& s, const Side& d,
+                          CelSize z) {
+    if (d.s[0] >= 1 && z.width > 0)
+        for (int y = 0; y < z.height; ++y) {
+            const T* a = reinterpret_cast<const T*>(s.p[0] + int64_t(y) * s.s[0]);
+            T* b = reinterpret_cast<T*>(d.p[0] + int64_t(y) * d.s[0]);
+            for (int x = 0; x < z.width; ++x)
+                b[4 * x] = a[3 * x], b[4 * x + 1] = a[3 * x + 1], b[4 * x + 2] = a[3 * x + 2], b[4 * x + 3] = opaque<T>();
+        }
+    return f(out<T>(d, 0), d.s[0], z, kExchange);
+}
+
 // (src, srcStep, dst, dstStep, size) with steps counted in elements of each
 // side's type: the table's byte steps divided, refused unless they divide.
 template <class S, class D>

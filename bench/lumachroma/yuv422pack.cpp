@@ -4,6 +4,9 @@
 // UYVYToARGB, ARGBToYUY2, ARGBToUYVY, I422ToARGB and I422ToRGB24, with its
 // default SIMD and limited to SSE4.2), OpenCV's COLOR_YUV2RGB_YUY2 and
 // _UYVY (single-threaded) and a memcpy of the source bytes, all in one run.
+// The BT.709 full-scale forms (BGR and BGRA to UYVY, UYVY to BGR and BGRA)
+// have no peer of their matrix: libyuv's BT.601 ARGBToUYVY and UYVYToARGB
+// of the same layouts stand beside them.
 #include <benchmark/benchmark.h>
 
 #include <string>
@@ -25,13 +28,16 @@ using celbench::Frame;
 
 // The content in the layouts the conversions read.
 struct Content {
-    std::vector<uint8_t> rgb, bgra, yuy2, uyvy, y, cb, cr;
+    std::vector<uint8_t> rgb, bgr, bgra, yuy2, uyvy, uyvyFull, y, cb, cr;
     Content(const std::string& which, const Frame& f)
-        : rgb(celbench::contentRGB(which, f)), bgra(rgb.size() / 3 * 4), yuy2(rgb.size() / 3 * 2), uyvy(yuy2.size()),
-          y(rgb.size() / 3), cb(y.size() / 2), cr(cb.size()) {
-        for (size_t i = 0; i < rgb.size() / 3; ++i)
+        : rgb(celbench::contentRGB(which, f)), bgr(rgb.size()), bgra(rgb.size() / 3 * 4), yuy2(rgb.size() / 3 * 2),
+          uyvy(yuy2.size()), uyvyFull(yuy2.size()), y(rgb.size() / 3), cb(y.size() / 2), cr(cb.size()) {
+        for (size_t i = 0; i < rgb.size() / 3; ++i) {
             bgra[4 * i] = rgb[3 * i + 2], bgra[4 * i + 1] = rgb[3 * i + 1], bgra[4 * i + 2] = rgb[3 * i], bgra[4 * i + 3] = 255;
+            for (int k = 0; k < 3; ++k) bgr[3 * i + k] = bgra[4 * i + k];
+        }
         const CelSize roi{f.width, f.height};
+        celiBGRToCbYCr422_709HDTV_8u_AC4C2R(bgra.data(), 4 * f.width, uyvyFull.data(), 2 * f.width, roi);
         celiRGBToYCbCr422_8u_C3C2R(rgb.data(), 3 * f.width, yuy2.data(), 2 * f.width, roi);
         celiRGBToCbYCr422_8u_C3C2R(rgb.data(), 3 * f.width, uyvy.data(), 2 * f.width, roi);
         uint8_t* p[3] = {y.data(), cb.data(), cr.data()};
@@ -42,18 +48,22 @@ struct Content {
 
 enum class Op {
     Yuy2ToBgra, Yuy2ToRgba, UyvyToBgra, Yuy2ToRgb, UyvyToRgb, YvyuToBgra, BgraToYuy2, BgraToUyvy, I422ToBgr,
+    // BT.709 full scale
+    BgrToUyvyFull, BgraToUyvyFull, UyvyFullToBgr, UyvyFullToBgra,
 };
 
 // Bytes a frame reads of its source, and writes.
 size_t srcBytes(Op op, const Frame& f) {
     const size_t px = size_t(f.width) * f.height;
-    return (op == Op::BgraToYuy2 || op == Op::BgraToUyvy) ? 4 * px : 2 * px;
+    return op == Op::BgraToYuy2 || op == Op::BgraToUyvy || op == Op::BgraToUyvyFull ? 4 * px
+           : op == Op::BgrToUyvyFull                                                ? 3 * px
+                                                                                    : 2 * px;
 }
 size_t dstBytes(Op op, const Frame& f) {
     const size_t px = size_t(f.width) * f.height;
     switch (op) {
-        case Op::Yuy2ToRgb: case Op::UyvyToRgb: case Op::I422ToBgr: return 3 * px;
-        case Op::BgraToYuy2: case Op::BgraToUyvy: return 2 * px;
+        case Op::Yuy2ToRgb: case Op::UyvyToRgb: case Op::I422ToBgr: case Op::UyvyFullToBgr: return 3 * px;
+        case Op::BgraToYuy2: case Op::BgraToUyvy: case Op::BgrToUyvyFull: case Op::BgraToUyvyFull: return 2 * px;
         default: return 4 * px;
     }
 }
@@ -76,6 +86,18 @@ void BM_Celcc(benchmark::State& state, Frame f, Op op, const std::string& which)
             case Op::BgraToYuy2: celiBGRToYCbCr422_8u_AC4C2R(c.bgra.data(), 4 * w, dst.data(), 2 * w, roi); break;
             case Op::BgraToUyvy: celiBGRToCbYCr422_8u_AC4C2R(c.bgra.data(), 4 * w, dst.data(), 2 * w, roi); break;
             case Op::I422ToBgr: celiYCbCr422ToBGR_8u_P3C3R(planes, steps, dst.data(), 3 * w, roi); break;
+            case Op::BgrToUyvyFull:
+                celiBGRToCbYCr422_709HDTV_8u_C3C2R(c.bgr.data(), 3 * w, dst.data(), 2 * w, roi);
+                break;
+            case Op::BgraToUyvyFull:
+                celiBGRToCbYCr422_709HDTV_8u_AC4C2R(c.bgra.data(), 4 * w, dst.data(), 2 * w, roi);
+                break;
+            case Op::UyvyFullToBgr:
+                celiCbYCr422ToBGR_709HDTV_8u_C2C3R(c.uyvyFull.data(), 2 * w, dst.data(), 3 * w, roi);
+                break;
+            case Op::UyvyFullToBgra:
+                celiCbYCr422ToBGR_709HDTV_8u_C2C4R(c.uyvyFull.data(), 2 * w, dst.data(), 4 * w, roi, 255);
+                break;
         }
         benchmark::ClobberMemory();
     }
@@ -148,6 +170,10 @@ void registerAll() {
         reg("celiBGRToYCbCr422_8u_AC4C2R", Op::BgraToYuy2);
         reg("celiBGRToCbYCr422_8u_AC4C2R", Op::BgraToUyvy);
         reg("celiYCbCr422ToBGR_8u_P3C3R", Op::I422ToBgr);
+        reg("celiBGRToCbYCr422_709HDTV_8u_C3C2R", Op::BgrToUyvyFull);
+        reg("celiBGRToCbYCr422_709HDTV_8u_AC4C2R", Op::BgraToUyvyFull);
+        reg("celiCbYCr422ToBGR_709HDTV_8u_C2C3R", Op::UyvyFullToBgr);
+        reg("celiCbYCr422ToBGR_709HDTV_8u_C2C4R", Op::UyvyFullToBgra);
 #ifdef HAVE_LIBYUV
         const char* names[] = {"YUY2ToARGB", "UYVYToARGB", "ARGBToYUY2", "ARGBToUYVY", "I422ToARGB", "I422ToRGB24"};
         for (int p = 0; p < 6; ++p)
@@ -168,6 +194,7 @@ void registerAll() {
     }
     celbench::registerMemcpy("memcpy_YUY2_src", 2, {celbench::kHD});
     celbench::registerMemcpy("memcpy_BGRA_src", 4, {celbench::kHD});
+    celbench::registerMemcpy("memcpy_BGR_src", 3, {celbench::kHD});
 }
 
 const int registered = (registerAll(), 0);

@@ -48,6 +48,23 @@ def test_bt709_formats_take_the_bt709_exports(table):
     assert set(y[:2].ravel()) == {254} and set(y[2:].ravel()) == {1}
 
 
+def test_full_scale_422_and_rgb_to_full_scale_420(table):
+    bgr = _rgb(seed=11)
+    got = celcc.convert(bgr, "BGR24", "CbYCr422_709HDTV")
+    want = celcc.celiBGRToCbYCr422_709HDTV_8u_C3C2R(bgr)
+    assert got.shape == (12, 20, 2) and got.tobytes() == want.tobytes()
+    assert set(np.unique(got)) <= set(range(1, 255))       # every byte held in 1..254
+    back = celcc.convert(got, "UYVY_709HDTV", "BGRA")
+    assert back.tobytes() == celcc.celiCbYCr422ToBGR_709HDTV_8u_C2C4R(got).tobytes()
+    # RGB reaches the BGRA-only 4:2:0 encoder through BGRA, alpha opaque
+    rgb = bgr[:, :, ::-1].copy()
+    assert "celiColorTwist32f_8u_AC4IR" in celcc.route("RGB24", "I420_709HDTV")
+    bgra = np.concatenate([bgr, np.full(bgr.shape[:2] + (1,), 255, np.uint8)], axis=2)
+    got420 = celcc.convert(rgb, "RGB24", "I420_709HDTV")
+    want420 = celcc.celiBGRToYCbCr420_709HDTV_8u_AC4P3R(bgra)
+    assert [g.tobytes() for g in got420] == [w.tobytes() for w in want420]
+
+
 def test_two_step_route_is_the_two_exports(table):
     rgb = _rgb()
     text = celcc.route("RGB24", "NV21")

@@ -918,6 +918,29 @@ TEST(CliMatrix, Bt709Y4mEqualsTheExportsAndCarriesTheMatrix) {
         EXPECT_LE(diff(a.frames[0].data(), f.frames[0].data(), luma).max, 1);
         EXPECT_LE(diff(a.frames[0].data() + luma, f.frames[0].data() + luma, luma / 2).mean, 1.0);
     }
+    // the RGB photo reaches the full-scale 4:2:0 encoder through BGRA: the same frame
+    const Outcome viaBgra = celcc(dir, "convert '" + src + "' rgb.y4m --crop -f -v --matrix bt709-hdtv");
+    ASSERT_EQ(viaBgra.rc, 0) << viaBgra.err;
+    EXPECT_TRUE(readY4m(dir + "/rgb.y4m", y4mFrameBytes).frames[0] == ref);
+    // full-scale packed 4:2:2: raw UYVY equals the C3 encoder on the photo as BGR, and comes back
+    // through the C3 decoder
+    const Outcome toUyvy = celcc(dir, "convert '" + src + "' o.uyvy --crop -f -v --matrix bt709-hdtv");
+    ASSERT_EQ(toUyvy.rc, 0) << toUyvy.err;
+    EXPECT_NE(toUyvy.err.find("celiBGRToCbYCr422_709HDTV_8u_C3C2R"), std::string::npos) << toUyvy.err;
+    Bytes bgr(size_t(3) * p.w * p.h), uyvy(size_t(2) * w * h), back(size_t(3) * w * h);
+    for (size_t i = 0; i < size_t(p.w) * p.h; ++i)
+        bgr[3 * i] = p.px[3 * i + 2], bgr[3 * i + 1] = p.px[3 * i + 1], bgr[3 * i + 2] = p.px[3 * i];
+    ASSERT_EQ(celiBGRToCbYCr422_709HDTV_8u_C3C2R(bgr.data(), 3 * p.w, uyvy.data(), 2 * w, CelSize{w, h}), celStatusOk);
+    EXPECT_TRUE(slurp(dir + "/o.uyvy") == uyvy) << "celcc's UYVY differs from the full-scale 4:2:2 export";
+    const std::string size = " --size " + std::to_string(w) + "x" + std::to_string(h);
+    const Outcome fromUyvy = celcc(dir, "convert o.uyvy" + size + " --pix-fmt uyvy b422.png -f -v --matrix bt709-hdtv");
+    ASSERT_EQ(fromUyvy.rc, 0) << fromUyvy.err;
+    EXPECT_NE(fromUyvy.err.find("celiCbYCr422ToBGR_709HDTV_8u_C2C3R"), std::string::npos) << fromUyvy.err;
+    ASSERT_EQ(celiCbYCr422ToBGR_709HDTV_8u_C2C3R(uyvy.data(), 2 * w, back.data(), 3 * w, CelSize{w, h}), celStatusOk);
+    const Png b422 = readPng(dir + "/b422.png");
+    ASSERT_EQ(b422.px.size(), back.size());
+    for (size_t i = 0; i < size_t(w) * h; ++i)
+        for (int c = 0; c < 3; ++c) ASSERT_EQ(b422.px[3 * i + c], back[3 * i + 2 - c]) << "pixel " << i;
     // no full-scale form of NV12
     EXPECT_NE(celcc(dir, "convert '" + src + "' o.nv12 --crop -f --matrix bt709-hdtv").rc, 0);
 }

@@ -170,8 +170,9 @@ TEST(Routes, DirectEdgeIsTakenWhenThereIsOne) {
 }
 
 TEST(Routes, NoGrayIntermediateBetweenColourFormats) {
-    // RGB24 to RGBA has no export; through gray it would be cheaper than
-    // through 4:4:4 YCbCr, but would lose the colour.
+    // BGR24 to RGBA has no export; through gray it would be cheaper than
+    // through YCbCr, but would lose the colour.  RGB24 to RGBA goes
+    // without loss through BGRA (spread, then the exchange back).
     int32_t e[CELFMT_MAX_ROUTE];
     for (int a = 0; a < celFmtCount; ++a)
         for (int b = 0; b < celFmtCount; ++b) {
@@ -179,8 +180,11 @@ TEST(Routes, NoGrayIntermediateBetweenColourFormats) {
             if (celccfmt_route(a, b, e) == 2) EXPECT_NE(celccfmt_format(celccfmt_edge(e[0])->to)->model, celFmtModelGray)
                 << celccfmt_format(a)->name << " -> " << celccfmt_format(b)->name;
         }
+    ASSERT_EQ(celccfmt_route(celFmt_BGR24, celFmt_RGBA, e), 2);
+    EXPECT_EQ(celccfmt_format(celccfmt_edge(e[0])->to)->model, celFmtModelYCbCr);
     ASSERT_EQ(celccfmt_route(celFmt_RGB24, celFmt_RGBA, e), 2);
-    EXPECT_EQ(celccfmt_edge(e[0])->to, celFmt_I444);
+    EXPECT_EQ(celccfmt_edge(e[0])->to, celFmt_BGRA);
+    EXPECT_EQ(celccfmt_edge(e[0])->lossy + celccfmt_edge(e[1])->lossy, 0);
     ASSERT_EQ(celccfmt_route(celFmt_GRAY8, celFmt_I420, e), 2);
     EXPECT_EQ(celccfmt_edge(e[0])->to, celFmt_RGB24);
 }
@@ -495,9 +499,25 @@ template <class F>
 CelStatus directPadded(const char*, F, Planes, Planes, CelSize) {
     return celStatusBadArgument;  // the padded adapters take the 8-bit twist only
 }
+// Three-sample pixels spread to four (the fourth opaque), then the in-place exchange.
+CelStatus directSpread(CelStatus (*f)(uint8_t*, int, CelSize, const float (*)[4]), Planes s, Planes d, CelSize z) {
+    if (d.s[0] >= 1)
+        for (int y = 0; y < z.height; ++y)
+            for (int x = 0; x < z.width; ++x) {
+                uint8_t* q = d.p[0] + int64_t(y) * d.s[0] + 4 * x;
+                std::memcpy(q, s.p[0] + int64_t(y) * s.s[0] + 3 * x, 3);
+                q[3] = 255;
+            }
+    return f(d.p[0], d.s[0], z, kSwap13);
+}
+template <class F>
+CelStatus directSpread(F, Planes, Planes, CelSize) {
+    return celStatusBadArgument;  // only the 8-bit in-place exchange spreads
+}
 template <class F>
 CelStatus directAs(const char* adapter, F f, Planes s, Planes d, CelSize z) {
     if (std::strncmp(adapter, "PADDED_", 7) == 0) return directPadded(adapter, f, s, d, z);
+    if (std::strcmp(adapter, "SPREAD_EXCHANGE") == 0) return directSpread(f, s, d, z);
     return std::strcmp(adapter, "ELEMENTS") == 0 ? directElements(f, s, d, z) : direct(f, s, d, z);
 }
 
@@ -560,7 +580,7 @@ TEST(Edges, RunEdgeRefusesImagesThatDoNotFit) {
 // carried over; and the edge is the route between the two orders.
 template <class T>
 void expectExactExchange(int from, int to, int width) {
-    const int ch = fmt(from).channels, rows = sizeof(T) == 1 ? 256 : 65536;
+    const int ch = fmt(from).channels, chTo = fmt(to).channels, rows = sizeof(T) == 1 ? 256 : 65536;
     SCOPED_TRACE(std::string(fmt(from).name) + "->" + fmt(to).name + " width " + std::to_string(width));
     int32_t e[CELFMT_MAX_ROUTE];
     ASSERT_EQ(celccfmt_route(from, to, e), 1);
@@ -581,8 +601,9 @@ void expectExactExchange(int from, int to, int width) {
         const T* s = reinterpret_cast<const T*>(src.row(0, y));
         const T* d = reinterpret_cast<const T*>(dst.row(0, y));
         for (int x = 0; x < width; ++x)
-            for (int c = 0; c < ch; ++c)
-                ASSERT_EQ(d[x * ch + c], s[x * ch + order[c]]) << "x " << x << " y " << y << " channel " << c;
+            for (int c = 0; c < chTo; ++c)  // a fourth channel the source lacks comes out opaque
+                ASSERT_EQ(d[x * chTo + c], c < ch ? s[x * ch + order[c]] : T(255))
+                    << "x " << x << " y " << y << " channel " << c;
     }
     EXPECT_TRUE(dst.intact());
 }
@@ -593,6 +614,7 @@ TEST(Edges, ChannelOrderExchangeIsExact) {
         expectExactExchange<uint8_t>(celFmt_BGR24, celFmt_RGB24, w);
         expectExactExchange<uint8_t>(celFmt_RGBA, celFmt_BGRA, w);
         expectExactExchange<uint8_t>(celFmt_BGRA, celFmt_RGBA, w);
+        expectExactExchange<uint8_t>(celFmt_RGB24, celFmt_BGRA, w);  // spread, alpha opaque
     }
     for (int w : {3, 37}) {
         expectExactExchange<uint16_t>(celFmt_RGB48, celFmt_BGR48, w);
@@ -749,7 +771,7 @@ Ycc readYcc(const std::string& name, TestImage& t) {
     if (name == "NV12" || name == "NV11" || name == "NV12_709") return {p(0, 0), p(1, 0), p(1, 1)};
     if (name == "NV21") return {p(0, 0), p(1, 1), p(1, 0)};
     if (name == "YUY2") return {p(0, 0), p(0, 1), p(0, 3)};
-    if (name == "UYVY") return {p(0, 1), p(0, 0), p(0, 2)};
+    if (name == "UYVY" || name == "UYVY_709HDTV") return {p(0, 1), p(0, 0), p(0, 2)};
     if (name == "YVYU") return {p(0, 0), p(0, 3), p(0, 1)};
     if (name == "YUV24") return {p(0, 0), p(0, 1), p(0, 2)};
     ADD_FAILURE() << "the test does not know " << name;
@@ -817,6 +839,44 @@ TEST(Layouts, EveryYCbCrFormatDecodesRedAsRed) {
             if (fmt(to).channels == 4) EXPECT_EQ(px[3], 255);
         }
     }
+}
+
+// RGB24 reaches the full-scale formats: I420_709HDTV through BGRA (its
+// encoder reads BGRA only), UYVY_709HDTV through BGR24; both equal the
+// exports on the photo's pixels in those orders.
+TEST(Convert, RgbReachesTheFullScaleFormats) {
+    const int w = 38, h = 6;
+    TestImage src(celFmt_RGB24, w, h), i420(celFmt_I420_709HDTV, w, h), uyvy(celFmt_UYVY_709HDTV, w, h);
+    src.randomize(17);
+    std::vector<uint8_t> bgra(size_t(4) * w * h), bgr(size_t(3) * w * h), ref(size_t(2) * w * h);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const uint8_t* p = src.row(0, y) + 3 * x;
+            uint8_t* q = &bgra[(size_t(y) * w + x) * 4];
+            q[0] = p[2], q[1] = p[1], q[2] = p[0], q[3] = 255;
+            std::memcpy(&bgr[(size_t(y) * w + x) * 3], q, 3);
+        }
+    CelFmtReport rep;
+    ASSERT_EQ(celccfmt_convert(&src.im, &i420.im, &rep), 0);
+    ASSERT_EQ(rep.count, 2);
+    EXPECT_STREQ(rep.call[0].exportName, "celiColorTwist32f_8u_AC4IR");
+    EXPECT_STREQ(rep.call[1].exportName, "celiBGRToYCbCr420_709HDTV_8u_AC4P3R");
+    std::vector<uint8_t> planes(size_t(w) * h * 3 / 2);
+    uint8_t* pl[3] = {planes.data(), planes.data() + w * h, planes.data() + w * h + w * h / 4};
+    int st[3] = {w, w / 2, w / 2};
+    ASSERT_EQ(celiBGRToYCbCr420_709HDTV_8u_AC4P3R(bgra.data(), 4 * w, pl, st, CelSize{w, h}), 0);
+    for (int y = 0; y < h; ++y) {
+        EXPECT_EQ(std::memcmp(i420.row(0, y), pl[0] + y * w, w), 0) << "luma row " << y;
+        if (y % 2 == 0)
+            for (int k = 1; k < 3; ++k) EXPECT_EQ(std::memcmp(i420.row(k, y / 2), pl[k] + y / 2 * (w / 2), w / 2), 0);
+    }
+    ASSERT_EQ(celccfmt_convert(&src.im, &uyvy.im, &rep), 0);
+    ASSERT_EQ(rep.count, 2);
+    EXPECT_STREQ(rep.call[1].exportName, "celiBGRToCbYCr422_709HDTV_8u_C3C2R");
+    ASSERT_EQ(celiBGRToCbYCr422_709HDTV_8u_C3C2R(bgr.data(), 3 * w, ref.data(), 2 * w, CelSize{w, h}), 0);
+    for (int y = 0; y < h; ++y) EXPECT_EQ(std::memcmp(uyvy.row(0, y), &ref[size_t(y) * 2 * w], 2 * size_t(w)), 0) << y;
+    EXPECT_TRUE(i420.intact());
+    EXPECT_TRUE(uyvy.intact());
 }
 
 TEST(Layouts, SixteenBitsBecomeEightByRounding) {
