@@ -36,10 +36,11 @@ using k::Order;
 constexpr auto setARounded = dec::scalar_px<dec::kSetA, 32768, Clamp::Table>;
 constexpr auto setBRounded = dec::scalar_px<dec::kSetB, 32768, Clamp::Table>;
 
-using NarrowA = dec::DiffRecipe<dec::narrow_v<true>, setARounded>;
-using NarrowB = dec::DiffRecipe<dec::narrow_v<true>, setBRounded>;
-using TruncB = dec::DiffRecipe<dec::narrowTrunc_v, setBRounded>;
-using WideA = dec::DiffRecipe<dec::wide_v, setARounded>;
+// Chroma terms once a pair, duplicated to both pixels.
+using NarrowA = dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setARounded>;
+using NarrowB = dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setBRounded>;
+using TruncB = dec::NarrowRecipe<false, dec::kTruncY, dec::kTruncCbB, setBRounded>;
+using WideA = dec::WideRecipe<dec::kWide601, dec::kSetA>;
 using PlainB = dec::DiffRecipe<dec::plain_v, setBRounded>;
 using Folded422 = dec::FoldedRecipe<dec::kFolded422, setBRounded>;
 // BT.709, full-scale luma: the wide recipe on Y * 16 with that set, its scalar set rounded.

@@ -58,6 +58,13 @@ inline __m128i chromaFromSignedLow8(__m128i c) {
     return _mm_srai_epi16(_mm_unpacklo_epi8(_mm_setzero_si128(), c), 1);
 }
 
+// The chroma terms of a recipe for R, G and B (G's to be taken off): they
+// depend on the chroma alone, so an upsampling decoder forms them once per
+// chroma sample and duplicates them.
+struct ChromaTerms {
+    __m128i r, g, b;
+};
+
 // ---- Narrow recipe (Q12, shift 3) -----------------------------------------
 inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, kNarrowCrG = 3330, kNarrowCbB = 8263;
 
@@ -65,17 +72,28 @@ inline constexpr int16_t kNarrowY = 4769, kNarrowCrR = 6537, kNarrowCbG = 1605, 
 // runs the recipe without it).  NegLuma: y holds the negated luma lanes and
 // is multiplied by the negated coefficient, the same product.  KY and KCbB:
 // the truncating form of a packed 4:2:2 decoder has both two below the
-// narrow ones and no addend.
+// narrow ones and no addend.  In two stages, the chroma terms
+// his(cr, 6537), his(cb, 1605) + his(cr, 3330), his(cb, KCbB), then the
+// pixels (the addend joins the luma term once: wrapping additions, same sums).
+template <int16_t KCbB = kNarrowCbB>
+inline ChromaTerms narrowTerms_v(__m128i cb, __m128i cr) {
+    return {_mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR)),
+            _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbG)), _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrG))),
+            _mm_mulhi_epi16(cb, _mm_set1_epi16(KCbB))};
+}
+
+template <bool Round = true, bool NegLuma = false, int16_t KY = kNarrowY>
+inline void narrowPixels_v(__m128i y, const ChromaTerms& t, __m128i& r, __m128i& g, __m128i& b) {
+    const __m128i ty = _mm_mulhi_epi16(y, _mm_set1_epi16(NegLuma ? -KY : KY));
+    const __m128i t4 = Round ? _mm_add_epi16(ty, _mm_set1_epi16(4)) : ty;
+    r = _mm_srai_epi16(_mm_add_epi16(t4, t.r), 3);
+    g = _mm_srai_epi16(_mm_sub_epi16(t4, t.g), 3);
+    b = _mm_srai_epi16(_mm_add_epi16(t4, t.b), 3);
+}
+
 template <bool Round = true, bool NegLuma = false, int16_t KY = kNarrowY, int16_t KCbB = kNarrowCbB>
 inline void narrow_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
-    // the addend joins the luma term once (wrapping additions: same sums)
-    const __m128i t = _mm_mulhi_epi16(y, _mm_set1_epi16(NegLuma ? -KY : KY));
-    const __m128i t4 = Round ? _mm_add_epi16(t, _mm_set1_epi16(4)) : t;
-    r = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrR))), 3);
-    const __m128i gc = _mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(kNarrowCbG)),
-                                     _mm_mulhi_epi16(cr, _mm_set1_epi16(kNarrowCrG)));
-    g = _mm_srai_epi16(_mm_sub_epi16(t4, gc), 3);
-    b = _mm_srai_epi16(_mm_add_epi16(t4, _mm_mulhi_epi16(cb, _mm_set1_epi16(KCbB))), 3);
+    narrowPixels_v<Round, NegLuma, KY>(y, narrowTerms_v<KCbB>(cb, cr), r, g, b);
 }
 
 // Sixteen pixels by the narrow recipe from their luma bytes and the chroma
@@ -94,7 +112,6 @@ inline void narrowEvenOdd_v(__m128i y, __m128i cbE, __m128i crE, __m128i cbO, __
 // Truncating narrow form (a packed 4:2:2 decoder): no rounding addend, and
 // the coefficients of Y and of Cb to B two below the narrow ones.
 inline constexpr int16_t kTruncY = 4767, kTruncCbB = 8261;
-inline constexpr auto narrowTrunc_v = narrow_v<false, false, kTruncY, kTruncCbB>;
 
 // ---- Wide recipe (Q13, shift 4), per coefficient set ---------------------------
 // Magnitudes; G takes both chroma terms off.  A luma coefficient of 1 (the
@@ -114,13 +131,11 @@ inline constexpr WideSet kWide709Hdtv = wideSet(mat::kDec709Hdtv);
 static_assert(kWide709Hdtv.y == 1 << 13);
 
 // The recipe in two stages: the chroma terms, which depend on the chroma
-// alone (an upsampling decoder forms them once per chroma sample and
-// duplicates them), and the pixels, which add them to the luma term.  The
-// sums wrap without overflow, so G's two terms may be added first and the
-// rounding addend 8 may ride on the terms.
-struct WideTerms {
-    __m128i r, g, b;  // his(cr, crR) + 8, his(cr, crG) + his(cb, cbG) - 8, his(cb, cbB) + 8
-};
+// alone, and the pixels, which add them to the luma term.  The sums wrap
+// without overflow, so G's two terms may be added first and the rounding
+// addend 8 may ride on the terms: his(cr, crR) + 8, his(cr, crG) +
+// his(cb, cbG) - 8, his(cb, cbB) + 8.
+using WideTerms = ChromaTerms;
 
 // Addend false leaves the 8 out of the terms: the luma term carries it then.
 template <const WideSet& S, bool Addend = true>
@@ -356,29 +371,36 @@ struct FoldedRecipe {
     static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) { Px(Y, Cb, Cr, r, g, b); }
 };
 
-// The wide recipe with a coefficient set (the BT.709 decoders, 4:2:0 and
-// 4:2:2): its chroma terms once per sample, duplicated, then added to each
-// pixel's luma term; luma minus the tail set's offset (none for full-scale
-// luma); the tail set rounded, clamped through the table.
-template <const WideSet& S, const ScalarSet& Tail>
-struct WideRecipe {
+// A recipe in two stages (chroma terms, then pixels) as an adapter: the
+// terms once per chroma sample, duplicated to the pixels that share it; luma
+// minus YOff (none for full-scale luma); Px the scalar tail's rule.
+template <ChromaTerms (*TermsV)(__m128i, __m128i), void (*PixelsV)(__m128i, const ChromaTerms&, __m128i&, __m128i&, __m128i&),
+          int YOff, void (*Px)(int, int, int, uint8_t&, uint8_t&, uint8_t&)>
+struct StagedRecipe {
     static constexpr bool kEvenOdd = false;
-    using Terms = WideTerms;
+    using Terms = ChromaTerms;
     static Terms terms(__m128i cb7, __m128i cr7) {
         const __m128i c = _mm_set1_epi16(128 << 7);
-        return wideTerms_v<S>(_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c));
+        return TermsV(_mm_sub_epi16(cb7, c), _mm_sub_epi16(cr7, c));
     }
     static Terms dup(const Terms& t, bool hi) {
         const auto d = [hi](__m128i v) { return hi ? _mm_unpackhi_epi16(v, v) : _mm_unpacklo_epi16(v, v); };
         return {d(t.r), d(t.g), d(t.b)};
     }
     static void pixels(__m128i y7, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
-        widePixels_v<S>(Tail.yOff ? _mm_sub_epi16(y7, _mm_set1_epi16(static_cast<int16_t>(Tail.yOff << 7))) : y7, t, r,
-                        g, b);
+        PixelsV(YOff ? _mm_sub_epi16(y7, _mm_set1_epi16(static_cast<int16_t>(YOff << 7))) : y7, t, r, g, b);
     }
-    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) {
-        scalar_px<Tail, 32768, Clamp::Table>(Y, Cb, Cr, r, g, b);
-    }
+    static void px(int Y, int Cb, int Cr, uint8_t& r, uint8_t& g, uint8_t& b) { Px(Y, Cb, Cr, r, g, b); }
 };
+
+// The wide recipe with a coefficient set (the BT.709 decoders, 4:2:0 and
+// 4:2:2, and the BT.601 Cb-first 4:2:2 one), the tail set rounded, clamped
+// through the table.
+template <const WideSet& S, const ScalarSet& Tail>
+using WideRecipe = StagedRecipe<wideTerms_v<S>, widePixels_v<S>, Tail.yOff, scalar_px<Tail, 32768, Clamp::Table>>;
+
+// The narrow recipe (Round and KY, KCbB as narrow_v's) with a scalar tail rule.
+template <bool Round, int16_t KY, int16_t KCbB, void (*Px)(int, int, int, uint8_t&, uint8_t&, uint8_t&)>
+using NarrowRecipe = StagedRecipe<narrowTerms_v<KCbB>, narrowPixels_v<Round, false, KY>, 16, Px>;
 
 }  // namespace cel::dec

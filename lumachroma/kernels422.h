@@ -189,31 +189,30 @@ enum class Body {
 };
 
 // One row: the vector body, then the scalar rule pair by pair; an odd last
-// pixel is decoded by itself with the chroma of its own pair.
+// pixel is decoded by itself with the chroma of its own pair.  An 8-pixel
+// body runs its groups two at a time where it can, the two sharing the
+// chroma work of their eight pairs: each pixel takes the same arithmetic and
+// the same pixels reach the tail (those past the width rounded down to 8).
 template <class Rc, Body B, class In, class Out>
 inline void innerDecode422(const In& in, const Out& out, int width) {
     int x = 0;
-    if constexpr (B != Body::Eight)
-        for (; x + 16 <= width; x += 16) {
-            __m128i ylo, yhi, cb, cr;
-            in.read16(x, ylo, yhi, cb, cr);
-            const typename Rc::Terms t = Rc::terms(cb, cr);
-            __m128i rl, gl, bl, rh, gh, bh;
-            Rc::pixels(ylo, Rc::dup(t, false), rl, gl, bl);
-            Rc::pixels(yhi, Rc::dup(t, true), rh, gh, bh);
-            out.put16(x, _mm_packus_epi16(rl, rh), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
-        }
+    for (; x + 16 <= width; x += 16) {
+        __m128i ylo, yhi, cb, cr;
+        in.read16(x, ylo, yhi, cb, cr);
+        const typename Rc::Terms t = Rc::terms(cb, cr);
+        __m128i rl, gl, bl, rh, gh, bh;
+        Rc::pixels(ylo, Rc::dup(t, false), rl, gl, bl);
+        Rc::pixels(yhi, Rc::dup(t, true), rh, gh, bh);
+        out.put16(x, _mm_packus_epi16(rl, rh), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
+    }
     const auto group8 = [&](int at) {
         __m128i y, cb, cr, r, g, b;
         in.read8(at, y, cb, cr);
         Rc::pixels(y, Rc::dup(Rc::terms(cb, cr), false), r, g, b);
         out.put8(at, _mm_packus_epi16(r, r), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
     };
-    if constexpr (B == Body::SixteenThenEight) {
+    if constexpr (B != Body::Sixteen)
         if (x + 8 <= width) group8(x), x += 8;
-    } else if constexpr (B == Body::Eight) {
-        for (; x + 8 <= width; x += 8) group8(x);
-    }
     // tail: the scalar rule; both pixels of a pair share its chroma
     for (; x < width; ++x) {
         uint8_t r, g, b;
