@@ -37,8 +37,8 @@ int defaultTarget(Kind kind, int in, const std::string& path) {
         if (in == celFmt_V210) return celFmt_GRAY10;
         if (f.model == celFmtModelGray) return celFmt_GRAY8;
         if (f.sample == celFmtSample16u) return f.channels == 4 ? celFmt_RGBA64 : celFmt_RGB48;
-        // a source whose exports write four channels only (BT.709 full scale) becomes RGBA
-        if (f.channels != 4 && !routes(in, celFmt_RGB24) && !routes(in, celFmt_BGR24) && routes(in, celFmt_BGRA))
+        // a source that reaches RGB only through four channels (BT.709 full-scale 4:2:0) becomes RGBA
+        if (f.channels != 4 && !routes(in, celFmt_RGB24) && routes(in, celFmt_BGRA))
             return celFmt_RGBA;
         return f.channels == 4 ? celFmt_RGBA : celFmt_RGB24;
     case Kind::Y4m:
