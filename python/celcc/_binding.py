@@ -215,7 +215,7 @@ _PLANES = {"P2": 2, "P3": 3, "P4": 4, "AP4": 4}
 # pixel (its chroma lies in the pair's other half), and the gamma encoder,
 # which reads and writes the pixel one past each row when width % 4 == 2:
 # (H, W, C) arrays cannot hold what those widths touch, so they are refused.
-_WHOLE_PAIRS = re.compile(r"^celi(YCbCr|YCrCb|CbYCr)422To(RGB|BGR)_8u_C2")
+_WHOLE_PAIRS = re.compile(r"^celi(YCbCr|YCrCb|CbYCr)422To(RGB|BGR)(_709HDTV)?_8u_C2")
 _PAST_ROW = "celiRGBToCbYCr422Gamma_8u_C3C2R"
 
 
