@@ -41,6 +41,11 @@ const int registered = [] {
                                  })))});
     // No RGB-order source to packed 4:2:2 in libyuv: the memcpy alone.
     registerRow({"celiRGBToYCbCr422_8u_C3C2R", oneToOne(rgbAsIs, 3, 2, celiRGBToYCbCr422_8u_C3C2R), 3, {}});
+    // BT.709 with full-scale luma: libyuv has no BT.709 packed 4:2:2, so its
+    // BT.601 encoder of the same layout stands beside the four-byte form.
+    registerRow({"celiBGRToCbYCr422_709HDTV_8u_AC4C2R", oneToOne(rgbToBgra, 4, 2, celiBGRToCbYCr422_709HDTV_8u_AC4C2R), 4,
+                 IF_LIBYUV(libyuvOneToOne("ARGBToUYVY", rgbToBgra, 4, 2, libyuv::ARGBToUYVY))});
+    registerRow({"celiBGRToCbYCr422_709HDTV_8u_C3C2R", oneToOne(rgbAsIs, 3, 2, celiBGRToCbYCr422_709HDTV_8u_C3C2R), 3, {}});
 
     // ---- 4:2:2 decoders
     registerRow({"celiYCbCr422ToRGB_8u_C2C3R", oneToOne(yuy2, 2, 3, celiYCbCr422ToRGB_8u_C2C3R), 2,
@@ -51,6 +56,11 @@ const int registered = [] {
     registerRow({"celiCbYCr422ToBGR_8u_C2C4R", oneToOne(uyvy, 2, 4, celiCbYCr422ToBGR_8u_C2C4R), 2,
                  join(IF_LIBYUV(libyuvOneToOne("UYVYToARGB", uyvy, 2, 4, libyuv::UYVYToARGB)),
                       IF_OPENCV(openCv422("YUV2BGRA_UYVY", cv::COLOR_YUV2BGRA_UYVY, true)))});
+    registerRow({"celiCbYCr422ToBGR_709HDTV_8u_C2C4R", oneToOne(uyvy, 2, 4, celiCbYCr422ToBGR_709HDTV_8u_C2C4R), 2,
+                 join(IF_LIBYUV(libyuvOneToOne("UYVYToARGB", uyvy, 2, 4, libyuv::UYVYToARGB)),
+                      IF_OPENCV(openCv422("YUV2BGRA_UYVY", cv::COLOR_YUV2BGRA_UYVY, true)))});
+    registerRow({"celiCbYCr422ToBGR_709HDTV_8u_C2C3R", oneToOne(uyvy, 2, 3, celiCbYCr422ToBGR_709HDTV_8u_C2C3R), 2,
+                 IF_OPENCV(openCv422("YUV2BGR_UYVY", cv::COLOR_YUV2BGR_UYVY, true))});
     registerRow({"celiYCbCr422ToRGB_8u_P3C3R",
                  planar(2, 1, 3,
                         [](const P& p, uint8_t* d, const Frame& f) {
