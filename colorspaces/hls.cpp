@@ -4,7 +4,7 @@
 //   form          body (4 px)                        tail
 //   8u fwd        reciprocal approx, nearest          Newton-refined reciprocal, nearest
 //   16u/16s fwd   reciprocal approx, nearest          Newton-refined reciprocal, truncation
-//   32f fwd       none                                per-pixel loop, true division
+//   32f fwd       true division, same bits as tail   true division
 //   8u rev        x 0.016666668, nearest              / 60, truncation
 //   16u/16s rev   x 0.016666668, nearest              x 0.016666668, nearest
 //   32f rev       x 0.016666668                       / 60
@@ -104,16 +104,37 @@ void y8_innerRGBToHLS_8u_C3R(const uint8_t* s, uint8_t* d, int w, int c) { rgbTo
 void y8_innerRGBToHLS_16u_C3R(const uint16_t* s, uint16_t* d, int w, int c) { rgbToHlsKernel<uint16_t, Round::Trunc>(s, d, w, c); }
 void y8_innerRGBToHLS_16s_C3R(const int16_t* s, int16_t* d, int w, int c) { rgbToHlsKernel<int16_t, Round::Trunc>(s, d, w, c); }
 
-// 32f forward: one plain per-pixel loop, true divisions.
-void y8_innerRGBToHLS_32f_C3R(const float* s, float* d, int width, int channels) {
-    const int n = channels == 4 ? 4 : 3;
-    for (int x = 0; x < width; ++x) {
-        const float* p = s + n * x;
-        float* q = d + n * x;
+// 32f forward: true divisions, four pixels a step in the body; the body is
+// the tail's operations lane by lane, so every pixel gets the same bits.
+template <int N>
+void rgbToHls32fRow(const float* s, float* d, int width) {
+    int x = 0;
+    for (; x + 4 <= width; x += 4) {
+        __m128 r, g, b, h, l, sat;
+        if constexpr (N == 4)
+            cel::cs::split4x4f(s + 4 * x, r, g, b);
+        else
+            cel::cs::split3x4f(s + 3 * x, r, g, b);
+        cel::hls::rgbToHlsExact(r, g, b, h, l, sat);
+        if constexpr (N == 4)
+            cel::cs::join4x4fKeepAlpha(d + 4 * x, h, l, sat);
+        else
+            cel::cs::join3x4f(d + 3 * x, h, l, sat);
+    }
+    for (; x < width; ++x) {
+        const float* p = s + N * x;
+        float* q = d + N * x;
         float h, l, sat;
         cel::hls::rgbToHls<1, Div::Exact>(p[0], p[1], p[2], h, l, sat);
         q[0] = h, q[1] = l, q[2] = sat;
     }
+}
+
+void y8_innerRGBToHLS_32f_C3R(const float* s, float* d, int width, int channels) {
+    if (channels == 4)
+        rgbToHls32fRow<4>(s, d, width);
+    else
+        rgbToHls32fRow<3>(s, d, width);
 }
 
 // ---- Reverse ---------------------------------------------------------------------------------

@@ -104,6 +104,31 @@ inline void rgbToHls(__m128 R, __m128 G, __m128 B, __m128& h, __m128& l, __m128&
     s = _mm_andnot_ps(gray, s);
 }
 
+// Vector twin of the 32f scalar twin (true divisions): the same float
+// operations in the same order over four lanes, so the same bits.  The max
+// and min nestings are the scalar ternaries; one division serves the three
+// hue formulas, whose differences and offsets are chosen by masks, R over G
+// over B.  The R formula adds -0, which leaves every quotient as it is (a
+// negative zero included).  Lanes that are gray divide by a tiny or zero D
+// and are then discarded.
+inline void rgbToHlsExact(__m128 R, __m128 G, __m128 B, __m128& h, __m128& l, __m128& s) {
+    const __m128 M = _mm_max_ps(_mm_max_ps(R, G), B), m = _mm_min_ps(_mm_min_ps(R, G), B);
+    const __m128 sum = _mm_add_ps(M, m), D = _mm_sub_ps(M, m);
+    l = _mm_div_ps(sum, _mm_set1_ps(2.0f));
+    const __m128 gray = _mm_cmple_ps(D, _mm_set1_ps(kGrayEps32f));
+    const __m128 low = _mm_cmple_ps(l, _mm_set1_ps(0.5f));
+    s = _mm_div_ps(D, _mm_blendv_ps(_mm_sub_ps(_mm_set1_ps(2.0f), sum), sum, low));
+    const __m128 isR = _mm_cmpeq_ps(R, M), isG = _mm_cmpeq_ps(G, M);
+    __m128 diff = _mm_blendv_ps(_mm_sub_ps(R, G), _mm_sub_ps(B, R), isG);
+    diff = _mm_blendv_ps(diff, _mm_sub_ps(G, B), isR);
+    __m128 add = _mm_blendv_ps(_mm_set1_ps(240.0f), _mm_set1_ps(120.0f), isG);
+    add = _mm_blendv_ps(add, _mm_set1_ps(-0.0f), isR);
+    __m128 deg = _mm_add_ps(add, _mm_div_ps(_mm_mul_ps(_mm_set1_ps(60.0f), diff), D));
+    deg = _mm_blendv_ps(deg, _mm_add_ps(deg, _mm_set1_ps(360.0f)), _mm_cmplt_ps(deg, _mm_setzero_ps()));
+    h = _mm_andnot_ps(gray, _mm_div_ps(deg, _mm_set1_ps(360.0f)));
+    s = _mm_andnot_ps(gray, s);
+}
+
 // ---- Reverse: H, L, S as floats in sample units -> R, G, B in 0..1 --------------------------
 // The caller treats S of 0 (every channel L) as its depth requires.
 // One channel of the hexcone: h in degrees.

@@ -7,7 +7,7 @@
 //   steps.  checkEveryWidth runs it over the widths and heights that hit
 //   body only, tail only and both, and upward.
 // - sweepEvery8u: every 8-bit triple through the vector body and, apart,
-//   through the scalar tail.
+//   through the scalar tail; sweepFloat the same for a dense float sweep.
 // - checkStatuses: pointers before sizes, every bad size, nothing written.
 #pragma once
 
@@ -130,6 +130,37 @@ void sweepEvery8u(const std::string& name, Call call, int n, int bodyWidth, int 
                     << int(p[2]) << " channel " << k;
             if (n == 4) ASSERT_EQ(dst[size_t(i) * n + 3], 0x5A) << name;
         }
+    }
+}
+
+// A dense float sweep: `count` inputs (input(i, pixel) writes input i's
+// three samples) in slices of rows, each slice once in rows `bodyWidth` wide
+// (all vector body) and once in rows `tailWidth` wide (all scalar tail),
+// every colour element against model(x, w, pixel, expected[3]).  Where the
+// form gives body and tail the same bits (sameBits), the two passes' outputs
+// must also agree bit for bit, NaN payloads included.
+template <class Call, class Input, class Model>
+void sweepFloat(const std::string& name, Call call, int64_t count, int bodyWidth, int tailWidth, bool sameBits, Input input,
+                Model model) {
+    const int64_t slice = int64_t(bodyWidth) * tailWidth * 4096;  // pixels per slice, whole rows in both passes
+    std::vector<float> src(size_t(slice) * 3), body(src.size()), tail(src.size());
+    for (int64_t first = 0; first < count; first += slice) {
+        for (int64_t i = 0; i < slice; ++i) input((first + i) % count, &src[size_t(i) * 3]);
+        for (int w : {bodyWidth, tailWidth}) {
+            std::vector<float>& dst = w == bodyWidth ? body : tail;
+            const int h = int(slice / w);
+            ASSERT_EQ(call(src.data(), 12 * w, dst.data(), 12 * w, CelSize{w, h}), celStatusOk) << name;
+            for (int64_t i = 0; i < slice; ++i) {
+                const float* p = &src[size_t(i) * 3];
+                float e[3];
+                model(int(i % w), w, p, e);
+                for (int k = 0; k < 3; ++k)
+                    ASSERT_TRUE(same(dst[size_t(i) * 3 + k], e[k]))
+                        << name << (w == bodyWidth ? " body" : " tail") << " input " << first + i << " (" << p[0] << ", " << p[1]
+                        << ", " << p[2] << ") channel " << k << " got " << dst[size_t(i) * 3 + k] << " want " << e[k];
+            }
+        }
+        if (sameBits) ASSERT_EQ(0, std::memcmp(body.data(), tail.data(), body.size() * 4)) << name << " body and tail differ";
     }
 }
 

@@ -35,7 +35,9 @@ int roundTrunc(float v) { return int(v); }
 
 // Forward, floats in sample units -> H code, L, S (floats before rounding).
 void fwdModel(int full, Divide how, float R, float G, float B, float o[3]) {
-    const float M = std::max(R, std::max(G, B)), m = std::min(R, std::min(G, B));
+    // the greater (the lesser) of each pair, the later one when they tie or
+    // are unordered: this fixes signed zeros and NaN
+    const float M = R > G ? (R > B ? R : B) : (G > B ? G : B), m = R < G ? (R < B ? R : B) : (G < B ? G : B);
     volatile float s = M + m, D = M - m;
     const float L = s * 0.5f;
     o[1] = L;
@@ -329,6 +331,75 @@ TEST(HlsSweep, BGROrder8u) {
                          [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(true, x, w, p, o); });
     cstest::sweepEvery8u("HLSToBGR_C3P3R", toPlanesAndBack<celiHLSToBGR_8u_C3P3R>, 3, 16, 7,
                          [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(false, x, w, p, o); });
+}
+
+// ---- 32f: every 8-bit-valued colour, then special floats ---------------------------------------------
+// After the 2^24 colours v / 255: floats over -0.5..1.5, ties of two and
+// three channels, spreads at, just under and just over the gray epsilon,
+// signed zeros, infinities, NaN, huge, tiny and random bit patterns.
+uint64_t mix(uint64_t z) {
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return z ^ (z >> 31);
+}
+constexpr int64_t kFloatSpecials = (int64_t(1) << 20) / celtest::kSweep24Stride;
+void floatInput(int64_t i, float* p) {
+    if (i < celtest::sweep24Count()) {
+        int a, b, c;
+        celtest::sweep24Input(i, a, b, c);
+        p[0] = float(a) / 255.0f, p[1] = float(b) / 255.0f, p[2] = float(c) / 255.0f;
+        return;
+    }
+    uint64_t z = mix(uint64_t(i));
+    const auto next = [&] { return uint32_t(z = mix(z)); };
+    const auto unit = [&] { return float(next() % 2000001) * 1e-6f - 0.5f; };  // -0.5..1.5
+    static const float kOdd[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, INFINITY, -INFINITY, NAN, -NAN, 3.4e38f, -3.4e38f,
+                                 1e-40f, -1e-40f, 1.1920929e-7f, 2.0f, 1e-30f};
+    const float eps = 1.1920929e-7f;
+    const float spread[] = {eps, std::nextafter(eps, 0.0f), std::nextafter(eps, 1.0f), eps / 2, 2 * eps, 0.0f, 1e-8f, 3e-7f};
+    const int k0 = int(next() % 3), k1 = (k0 + 1 + int(next() % 2)) % 3, k2 = 3 - k0 - k1;
+    for (int k = 0; k < 3; ++k) p[k] = unit();
+    switch (next() % 7) {
+        case 0: break;
+        case 1: p[k1] = p[k0]; break;                                          // two tie
+        case 2: p[k1] = p[k2] = p[k0]; break;                                  // gray
+        case 3: {                                                              // spread near the epsilon
+            const float base = next() % 2 ? 0.0f : unit() * 1e-3f;
+            p[k0] = base, p[k1] = base + spread[next() % 8], p[k2] = next() % 2 ? base : p[k1];
+            break;
+        }
+        case 4:
+            for (int k = 0; k < 3; ++k) p[k] = kOdd[next() % 16];
+            break;
+        case 5: p[k0] = kOdd[next() % 16]; break;
+        default:
+            for (int k = 0; k < 3; ++k) {
+                const uint32_t r = next();
+                std::memcpy(&p[k], &r, 4);
+            }
+    }
+}
+
+// Rows of 16 (body) and 3 (tail) of the same inputs: the model, and the same
+// bits in both.  The AC4 form (through four elements and back, the fourth
+// kept) takes every 17th input.
+TEST(HlsSweep, RGBToHLS32fDense) {
+    const int64_t all = celtest::sweep24Count() + kFloatSpecials;
+    const auto model = [](int x, int w, const float* p, float* e) { rgbFamily<float>(true, x, w, p, e); };
+    cstest::sweepFloat("RGBToHLS_32f_C3R", celiRGBToHLS_32f_C3R, all, 16, 3, true, floatInput, model);
+    const auto viaAc4 = [](const float* s, int ss, float* d, int ds, CelSize roi) {
+        const size_t n = size_t(roi.width) * roi.height;
+        std::vector<float> s4(n * 4, 7.0f), d4(n * 4, -3.0f);
+        for (size_t i = 0; i < n; ++i) std::memcpy(&s4[4 * i], &s[3 * i], 12);
+        const CelStatus st = celiRGBToHLS_32f_AC4R(s4.data(), ss / 3 * 4, d4.data(), ds / 3 * 4, roi);
+        for (size_t i = 0; i < n; ++i) {
+            std::memcpy(&d[3 * i], &d4[4 * i], 12);
+            if (d4[4 * i + 3] != -3.0f) return celStatusBadArgument;  // a fourth element written
+        }
+        return st;
+    };
+    cstest::sweepFloat("RGBToHLS_32f_AC4R", viaAc4, all / 17, 16, 3, true,
+                       [](int64_t i, float* p) { floatInput(i * 17, p); }, model);
 }
 
 // ---- Worked values ---------------------------------------------------------------------------------------
