@@ -267,13 +267,18 @@ void y8_myYV12ToUYVY420_8u_P3C2R(const uint8_t* const src[3], const int srcStep[
 }
 
 // ---- Rule B: 4:2:2 -> 4:2:0 ------------------------------------------------------------------------
-// Every second chroma row copied with the row primitive.
+// Every second chroma row copied with the row primitive.  The chroma rows
+// of a row pair follow its two luma rows, so that their cached copies run
+// while the streamed luma drains to memory.
 void y8_ownYCbCr422ToYCbCr420_8u_P3R(const uint8_t* const src[3], const int srcStep[3], uint8_t* const dst[3],
                                      const int dstStep[3], int w, int h) {
-    copyLuma(src[0], srcStep[0], dst[0], dstStep[0], w, h, int64_t(w) * h > 348602);
-    for (int j = 0; j < h / 2; ++j)
+    const bool stream = int64_t(w) * h > 348602;
+    for (int j = 0; j < h / 2; ++j) {
+        copyLumaRows(src[0], srcStep[0], dst[0], dstStep[0], w, 2 * j, 2, stream);
         for (int c = 1; c <= 2; ++c)
             y8_ownccCopy_8u_C1_M7(rowAt(src[c], 2 * j, srcStep[c]), rowAt(dst[c], j, dstStep[c]), w / 2, 0);
+    }
+    if (stream) _mm_sfence();
 }
 
 void y8_ownYCbCr422ToYCbCr420_8u_P3P2R(const uint8_t* const src[3], const int srcStep[3], uint8_t* dstY, int dstYStep,

@@ -69,6 +69,13 @@ inline void copyLuma(const uint8_t* s, int ss, uint8_t* d, int ds, int width, in
     for (int j = 0; j < height; ++j) y8_ownccCopy_8u_C1_M7(rowAt(s, j, ss), rowAt(d, j, ds), width, stream);
     if (stream && height > 0) _mm_sfence();
 }
+// Luma rows first to first + count - 1 through the row primitive, for the
+// kernels that copy the luma of a chroma row next to it (the caller fences
+// after its last streamed row).
+inline void copyLumaRows(const uint8_t* s, int ss, uint8_t* d, int ds, int width, int first, int count,
+                         bool stream = false) {
+    for (int j = first; j < first + count; ++j) y8_ownccCopy_8u_C1_M7(rowAt(s, j, ss), rowAt(d, j, ds), width, stream);
+}
 
 // ---- Packed 4:2:2 ------------------------------------------------------------------------------
 // Positions of Y0, first chroma, Y1, second chroma within a 4-byte pair.
@@ -177,7 +184,15 @@ inline void putC2x16(uint8_t* d, __m128i vy, __m128i cc) {
 template <const C2Order& O, int Rep = 1, bool Stream = false>
 void p3ToC2Row(const uint8_t* y, const uint8_t* c0, const uint8_t* c1, uint8_t* d, int width) {
     int x = 0;
-    // body: 16 pixels
+    // body: 32 pixels from one 16-byte load of each chroma (4:2:2)
+    if constexpr (Rep == 1) {
+        for (; x + 32 <= width; x += 32) {
+            const __m128i a = load(c0 + x / 2), b = load(c1 + x / 2);
+            putC2x16<O, Stream>(d + 2 * x, load(y + x), _mm_unpacklo_epi8(a, b));
+            putC2x16<O, Stream>(d + 2 * x + 32, load(y + x + 16), _mm_unpackhi_epi8(a, b));
+        }
+    }
+    // then 16 pixels
     for (; x + 16 <= width; x += 16) {
         __m128i cc;
         if constexpr (Rep == 1) {
