@@ -90,6 +90,28 @@ inline void join3x4f(float* p, __m128 c0, __m128 c1, __m128 c2) {
     _mm_storeu_ps(p + 8, _mm_blend_ps(_mm_blend_ps(z, x, 0x2), y, 0x4));
 }
 
+// For lane-wise arithmetic the three channels need one common lane order,
+// not pixel order: split3x4fLanes leaves them in the first channel's rotated
+// order (pixels 0 3 2 1) with two shuffles, join3x4fLanes takes them back
+// from it with two.  splitLanes<N> / joinLanes<N> (below) pick these for
+// three channels and the transposes for four (pixel order, alpha kept).
+inline void split3x4fLanes(const float* p, __m128& c0, __m128& c1, __m128& c2) {
+    const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8);
+    c0 = _mm_blend_ps(_mm_blend_ps(a, b, 0x4), c, 0x2);                       // pixels 0 3 2 1
+    const __m128 y = _mm_blend_ps(_mm_blend_ps(a, b, 0x9), c, 0x4);           // pixels 1 0 3 2
+    const __m128 z = _mm_blend_ps(_mm_blend_ps(a, b, 0x2), c, 0x9);           // pixels 2 1 0 3
+    c1 = _mm_shuffle_ps(y, y, _MM_SHUFFLE(0, 3, 2, 1));
+    c2 = _mm_shuffle_ps(z, z, _MM_SHUFFLE(1, 0, 3, 2));
+}
+inline void join3x4fLanes(float* p, __m128 c0, __m128 c1, __m128 c2) {
+    const __m128 x = c0;                                                // pixels 0 3 2 1
+    const __m128 y = _mm_shuffle_ps(c1, c1, _MM_SHUFFLE(2, 1, 0, 3));  // pixels 1 0 3 2
+    const __m128 z = _mm_shuffle_ps(c2, c2, _MM_SHUFFLE(1, 0, 3, 2));  // pixels 2 1 0 3
+    _mm_storeu_ps(p, _mm_blend_ps(_mm_blend_ps(x, y, 0x2), z, 0x4));
+    _mm_storeu_ps(p + 4, _mm_blend_ps(_mm_blend_ps(y, z, 0x2), x, 0x4));
+    _mm_storeu_ps(p + 8, _mm_blend_ps(_mm_blend_ps(z, x, 0x2), y, 0x4));
+}
+
 // Four float pixels of four channels -> the first three, one vector each.
 inline void split4x4f(const float* p, __m128& c0, __m128& c1, __m128& c2) {
     __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8), d = _mm_loadu_ps(p + 12);
@@ -106,6 +128,23 @@ inline void join4x4fKeepAlpha(float* p, __m128 c0, __m128 c1, __m128 c2) {
     _mm_storeu_ps(p + 4, _mm_blend_ps(b, _mm_loadu_ps(p + 4), 8));
     _mm_storeu_ps(p + 8, _mm_blend_ps(c, _mm_loadu_ps(p + 8), 8));
     _mm_storeu_ps(p + 12, _mm_blend_ps(d, _mm_loadu_ps(p + 12), 8));
+}
+
+// Four float pixels of N (3 or 4) channels <-> one vector per channel in a
+// lane order both directions share: for lane-wise arithmetic only.
+template <int N>
+inline void splitLanes(const float* p, __m128& c0, __m128& c1, __m128& c2) {
+    if constexpr (N == 4)
+        split4x4f(p, c0, c1, c2);
+    else
+        split3x4fLanes(p, c0, c1, c2);
+}
+template <int N>
+inline void joinLanes(float* p, __m128 c0, __m128 c1, __m128 c2) {
+    if constexpr (N == 4)
+        join4x4fKeepAlpha(p, c0, c1, c2);
+    else
+        join3x4fLanes(p, c0, c1, c2);
 }
 
 // ---- 16-bit pixels ------------------------------------------------------------------

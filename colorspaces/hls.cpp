@@ -111,15 +111,9 @@ void rgbToHls32fRow(const float* s, float* d, int width) {
     int x = 0;
     for (; x + 4 <= width; x += 4) {
         __m128 r, g, b, h, l, sat;
-        if constexpr (N == 4)
-            cel::cs::split4x4f(s + 4 * x, r, g, b);
-        else
-            cel::cs::split3x4f(s + 3 * x, r, g, b);
+        cel::cs::splitLanes<N>(s + N * x, r, g, b);
         cel::hls::rgbToHlsExact(r, g, b, h, l, sat);
-        if constexpr (N == 4)
-            cel::cs::join4x4fKeepAlpha(d + 4 * x, h, l, sat);
-        else
-            cel::cs::join3x4f(d + 3 * x, h, l, sat);
+        cel::cs::joinLanes<N>(d + N * x, h, l, sat);
     }
     for (; x < width; ++x) {
         const float* p = s + N * x;
@@ -193,17 +187,11 @@ void hlsToRgb32fRow(const float* s, float* d, int width) {
     // body: x 0.016666668, 4 pixels
     for (; x + 4 <= width; x += 4) {
         __m128 h, l, sat, r, g, b;
-        if constexpr (N == 4)
-            cel::cs::split4x4f(s + 4 * x, h, l, sat);
-        else
-            cel::cs::split3x4f(s + 3 * x, h, l, sat);
+        cel::cs::splitLanes<N>(s + N * x, h, l, sat);
         cel::hls::hlsToRgb<1>(h, l, sat, r, g, b);
         const __m128 gray = _mm_cmpeq_ps(sat, _mm_setzero_ps());
         r = _mm_blendv_ps(r, l, gray), g = _mm_blendv_ps(g, l, gray), b = _mm_blendv_ps(b, l, gray);
-        if constexpr (N == 4)
-            cel::cs::join4x4fKeepAlpha(d + 4 * x, r, g, b);
-        else
-            cel::cs::join3x4f(d + 3 * x, r, g, b);
+        cel::cs::joinLanes<N>(d + N * x, r, g, b);
     }
     // tail: / 60
     for (; x < width; ++x) {

@@ -159,14 +159,15 @@ inline void hlsToRgb(float H, float L, float S, float out[3]) {
     out[2] = hueChannel<Mul60>(m1, m2, hb);
 }
 
-// Vector twin: always the multiplication by 0.016666668.
-inline __m128 hueChannel(__m128 m1, __m128 m2, __m128 h) {
-    const __m128 d = _mm_sub_ps(m2, m1), k = _mm_set1_ps(kSixtieth);
-    const __m128 up = _mm_add_ps(m1, _mm_mul_ps(_mm_mul_ps(d, h), k));
-    const __m128 down = _mm_add_ps(m1, _mm_mul_ps(_mm_mul_ps(d, _mm_sub_ps(_mm_set1_ps(240.0f), h)), k));
-    __m128 v = _mm_blendv_ps(m1, down, _mm_cmplt_ps(h, _mm_set1_ps(240.0f)));
+// Vector twin: always the multiplication by 0.016666668.  The rising and
+// the falling ramp are one ramp over h or 240 - h, chosen before it.
+inline __m128 hueChannel(__m128 m1, __m128 m2, __m128 d, __m128 h) {
+    const __m128 below60 = _mm_cmplt_ps(h, _mm_set1_ps(60.0f));
+    const __m128 t = _mm_blendv_ps(_mm_sub_ps(_mm_set1_ps(240.0f), h), h, below60);
+    const __m128 ramp = _mm_add_ps(m1, _mm_mul_ps(_mm_mul_ps(d, t), _mm_set1_ps(kSixtieth)));
+    __m128 v = _mm_blendv_ps(m1, ramp, _mm_cmplt_ps(h, _mm_set1_ps(240.0f)));
     v = _mm_blendv_ps(v, m2, _mm_cmplt_ps(h, _mm_set1_ps(180.0f)));
-    return _mm_blendv_ps(v, up, _mm_cmplt_ps(h, _mm_set1_ps(60.0f)));
+    return _mm_blendv_ps(v, ramp, below60);
 }
 
 template <int Full>
@@ -181,9 +182,10 @@ inline void hlsToRgb(__m128 H, __m128 L, __m128 S, __m128& r, __m128& g, __m128&
     __m128 hr = _mm_add_ps(deg, _mm_set1_ps(120.0f)), hb = _mm_sub_ps(deg, _mm_set1_ps(120.0f));
     hr = _mm_sub_ps(hr, _mm_and_ps(_mm_cmpgt_ps(hr, k360), k360));
     hb = _mm_add_ps(hb, _mm_and_ps(_mm_cmplt_ps(hb, _mm_setzero_ps()), k360));
-    r = hueChannel(m1, m2, hr);
-    g = hueChannel(m1, m2, deg);
-    b = hueChannel(m1, m2, hb);
+    const __m128 d = _mm_sub_ps(m2, m1);
+    r = hueChannel(m1, m2, d, hr);
+    g = hueChannel(m1, m2, d, deg);
+    b = hueChannel(m1, m2, d, hb);
 }
 
 }  // namespace cel::hls

@@ -20,10 +20,6 @@
 
 namespace cel::cs::ll {
 
-using cel::cs::split3x4f;
-using cel::cs::split4x4f;
-using cel::cs::join3x4f;
-using cel::cs::join4x4fKeepAlpha;
 using cel::cs::split8x4;
 using cel::cs::join8x4;
 using cel::cs::split16x4;
@@ -377,11 +373,9 @@ inline float raw(S v) {
 template <class S, int N>
 inline void load4(const S* p, F4& c0, F4& c1, F4& c2) {
     if constexpr (std::is_same_v<S, float>) {
+        // lanes in the order store4 below takes back: the arithmetic is lane-wise
         __m128 a, b, c;
-        if constexpr (N == 4)
-            split4x4f(p, a, b, c);
-        else
-            split3x4f(p, a, b, c);
+        cel::cs::splitLanes<N>(p, a, b, c);
         c0 = a, c1 = b, c2 = c;
     } else {
         __m128i a, b, c;
@@ -420,9 +414,9 @@ inline void store4(S* p, __m128i c0, __m128i c1, __m128i c2) {
 }
 inline void store4(float* p, int n, F4 c0, F4 c1, F4 c2) {
     if (n == 4)
-        join4x4fKeepAlpha(p, c0.v, c1.v, c2.v);
+        cel::cs::joinLanes<4>(p, c0.v, c1.v, c2.v);
     else
-        join3x4f(p, c0.v, c1.v, c2.v);
+        cel::cs::joinLanes<3>(p, c0.v, c1.v, c2.v);
 }
 
 }  // namespace cel::cs::ll

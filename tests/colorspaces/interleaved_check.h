@@ -133,6 +133,53 @@ void sweepEvery8u(const std::string& name, Call call, int n, int bodyWidth, int 
     }
 }
 
+// Inputs of a dense float sweep: the 2^24 colours v / 255, then floats over -0.5..1.5, ties of two and
+// three channels, spreads at, just under and just over the gray epsilon,
+// signed zeros, infinities, NaN, huge, tiny and random bit patterns.
+inline uint64_t mix(uint64_t z) {
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return z ^ (z >> 31);
+}
+constexpr int64_t kFloatSpecials = (int64_t(1) << 20) / celtest::kSweep24Stride;
+inline int64_t denseFloatCount() { return celtest::sweep24Count() + kFloatSpecials; }
+inline void denseFloatInput(int64_t i, float* p) {
+    if (i < celtest::sweep24Count()) {
+        int a, b, c;
+        celtest::sweep24Input(i, a, b, c);
+        p[0] = float(a) / 255.0f, p[1] = float(b) / 255.0f, p[2] = float(c) / 255.0f;
+        return;
+    }
+    uint64_t z = mix(uint64_t(i));
+    const auto next = [&] { return uint32_t(z = mix(z)); };
+    const auto unit = [&] { return float(next() % 2000001) * 1e-6f - 0.5f; };  // -0.5..1.5
+    static const float kOdd[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, INFINITY, -INFINITY, NAN, -NAN, 3.4e38f, -3.4e38f,
+                                 1e-40f, -1e-40f, 1.1920929e-7f, 2.0f, 1e-30f};
+    const float eps = 1.1920929e-7f;
+    const float spread[] = {eps, std::nextafter(eps, 0.0f), std::nextafter(eps, 1.0f), eps / 2, 2 * eps, 0.0f, 1e-8f, 3e-7f};
+    const int k0 = int(next() % 3), k1 = (k0 + 1 + int(next() % 2)) % 3, k2 = 3 - k0 - k1;
+    for (int k = 0; k < 3; ++k) p[k] = unit();
+    switch (next() % 7) {
+        case 0: break;
+        case 1: p[k1] = p[k0]; break;                                          // two tie
+        case 2: p[k1] = p[k2] = p[k0]; break;                                  // gray
+        case 3: {                                                              // spread near the epsilon
+            const float base = next() % 2 ? 0.0f : unit() * 1e-3f;
+            p[k0] = base, p[k1] = base + spread[next() % 8], p[k2] = next() % 2 ? base : p[k1];
+            break;
+        }
+        case 4:
+            for (int k = 0; k < 3; ++k) p[k] = kOdd[next() % 16];
+            break;
+        case 5: p[k0] = kOdd[next() % 16]; break;
+        default:
+            for (int k = 0; k < 3; ++k) {
+                const uint32_t r = next();
+                std::memcpy(&p[k], &r, 4);
+            }
+    }
+}
+
 // A dense float sweep: `count` inputs (input(i, pixel) writes input i's
 // three samples) in slices of rows, each slice once in rows `bodyWidth` wide
 // (all vector body) and once in rows `tailWidth` wide (all scalar tail),

@@ -333,60 +333,14 @@ TEST(HlsSweep, BGROrder8u) {
                          [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(false, x, w, p, o); });
 }
 
-// ---- 32f: every 8-bit-valued colour, then special floats ---------------------------------------------
-// After the 2^24 colours v / 255: floats over -0.5..1.5, ties of two and
-// three channels, spreads at, just under and just over the gray epsilon,
-// signed zeros, infinities, NaN, huge, tiny and random bit patterns.
-uint64_t mix(uint64_t z) {
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-    return z ^ (z >> 31);
-}
-constexpr int64_t kFloatSpecials = (int64_t(1) << 20) / celtest::kSweep24Stride;
-void floatInput(int64_t i, float* p) {
-    if (i < celtest::sweep24Count()) {
-        int a, b, c;
-        celtest::sweep24Input(i, a, b, c);
-        p[0] = float(a) / 255.0f, p[1] = float(b) / 255.0f, p[2] = float(c) / 255.0f;
-        return;
-    }
-    uint64_t z = mix(uint64_t(i));
-    const auto next = [&] { return uint32_t(z = mix(z)); };
-    const auto unit = [&] { return float(next() % 2000001) * 1e-6f - 0.5f; };  // -0.5..1.5
-    static const float kOdd[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, INFINITY, -INFINITY, NAN, -NAN, 3.4e38f, -3.4e38f,
-                                 1e-40f, -1e-40f, 1.1920929e-7f, 2.0f, 1e-30f};
-    const float eps = 1.1920929e-7f;
-    const float spread[] = {eps, std::nextafter(eps, 0.0f), std::nextafter(eps, 1.0f), eps / 2, 2 * eps, 0.0f, 1e-8f, 3e-7f};
-    const int k0 = int(next() % 3), k1 = (k0 + 1 + int(next() % 2)) % 3, k2 = 3 - k0 - k1;
-    for (int k = 0; k < 3; ++k) p[k] = unit();
-    switch (next() % 7) {
-        case 0: break;
-        case 1: p[k1] = p[k0]; break;                                          // two tie
-        case 2: p[k1] = p[k2] = p[k0]; break;                                  // gray
-        case 3: {                                                              // spread near the epsilon
-            const float base = next() % 2 ? 0.0f : unit() * 1e-3f;
-            p[k0] = base, p[k1] = base + spread[next() % 8], p[k2] = next() % 2 ? base : p[k1];
-            break;
-        }
-        case 4:
-            for (int k = 0; k < 3; ++k) p[k] = kOdd[next() % 16];
-            break;
-        case 5: p[k0] = kOdd[next() % 16]; break;
-        default:
-            for (int k = 0; k < 3; ++k) {
-                const uint32_t r = next();
-                std::memcpy(&p[k], &r, 4);
-            }
-    }
-}
-
+// ---- 32f: the dense float sweep (every 8-bit-valued colour, then special floats) -------------------
 // Rows of 16 (body) and 3 (tail) of the same inputs: the model, and the same
 // bits in both.  The AC4 form (through four elements and back, the fourth
 // kept) takes every 17th input.
 TEST(HlsSweep, RGBToHLS32fDense) {
-    const int64_t all = celtest::sweep24Count() + kFloatSpecials;
+    const int64_t all = cstest::denseFloatCount();
     const auto model = [](int x, int w, const float* p, float* e) { rgbFamily<float>(true, x, w, p, e); };
-    cstest::sweepFloat("RGBToHLS_32f_C3R", celiRGBToHLS_32f_C3R, all, 16, 3, true, floatInput, model);
+    cstest::sweepFloat("RGBToHLS_32f_C3R", celiRGBToHLS_32f_C3R, all, 16, 3, true, cstest::denseFloatInput, model);
     const auto viaAc4 = [](const float* s, int ss, float* d, int ds, CelSize roi) {
         const size_t n = size_t(roi.width) * roi.height;
         std::vector<float> s4(n * 4, 7.0f), d4(n * 4, -3.0f);
@@ -399,7 +353,14 @@ TEST(HlsSweep, RGBToHLS32fDense) {
         return st;
     };
     cstest::sweepFloat("RGBToHLS_32f_AC4R", viaAc4, all / 17, 16, 3, true,
-                       [](int64_t i, float* p) { floatInput(i * 17, p); }, model);
+                       [](int64_t i, float* p) { cstest::denseFloatInput(i * 17, p); }, model);
+}
+
+// The reverse over the same inputs read as H, L, S: body (x 0.016666668) and
+// tail (/ 60) each against the model.
+TEST(HlsSweep, HLSToRGB32fDense) {
+    cstest::sweepFloat("HLSToRGB_32f_C3R", celiHLSToRGB_32f_C3R, cstest::denseFloatCount(), 16, 3, false,
+                       cstest::denseFloatInput, [](int x, int w, const float* p, float* e) { rgbFamily<float>(false, x, w, p, e); });
 }
 
 // ---- Worked values ---------------------------------------------------------------------------------------
