@@ -64,9 +64,15 @@ inline void put(uint8_t* p, __m128i v) {
         store(p, v);
 }
 
-// Luma plane copy through the row primitive; a streaming copy ends with a fence.
+// Luma plane copy through the row primitive; a streaming copy ends with a
+// fence.  Rows that lie back to back on both sides (both steps equal to the
+// width) go through as one row, without a start and an end per row.
 inline void copyLuma(const uint8_t* s, int ss, uint8_t* d, int ds, int width, int height, bool stream = false) {
-    for (int j = 0; j < height; ++j) y8_ownccCopy_8u_C1_M7(rowAt(s, j, ss), rowAt(d, j, ds), width, stream);
+    if (height > 1 && ss == width && ds == width && int64_t(width) * height <= INT32_MAX) {
+        y8_ownccCopy_8u_C1_M7(s, d, width * height, stream);
+    } else {
+        for (int j = 0; j < height; ++j) y8_ownccCopy_8u_C1_M7(rowAt(s, j, ss), rowAt(d, j, ds), width, stream);
+    }
     if (stream && height > 0) _mm_sfence();
 }
 // Luma rows first to first + count - 1 through the row primitive, for the

@@ -113,9 +113,13 @@ TEST_P(Rate, EveryByteFollowsTheRuleAcrossBodyAndTail) {
         }
 }
 
-TEST_P(Rate, NegativeAndZeroSourceSteps) {
+// Negative steps, a zero source step, and rows back to back (a luma plane
+// copied as one row).
+TEST_P(Rate, NegativeZeroAndBackToBackSteps) {
     const Fn f = GetParam();
     celtest::everyWalk({{36, 5}, {100, 4}, {140, 7}}, 77, [&](auto... a) { expectModel(f, a...); });
+    for (CelSize z : {CelSize{64, 6}, CelSize{132, 4}, CelSize{66, 5}})
+        expectModel(f, z.width, z.height, RowWalk::Tight, RowWalk::Tight, 91);
 }
 
 TEST_P(Rate, BelowTheMinimumWritesNothing) {
@@ -155,6 +159,7 @@ TEST(RateStreaming, LargeFramesGiveTheModelsBytes) {
     for (const Fn& f : kFns)
         if (std::find(std::begin(streams), std::end(streams), f.name) != std::end(streams)) {
             expectModel(f, 1280, 448, RowWalk::Down, RowWalk::Down, 5);
+            expectModel(f, 1280, 448, RowWalk::Tight, RowWalk::Tight, 6);
             ++run;
         }
     EXPECT_EQ(run, 9);

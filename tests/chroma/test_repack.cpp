@@ -53,10 +53,11 @@ TEST_P(Repack, EveryByteComesFromItsSourceByte) {
         for (int w : {2, 3, 4, 5, 6, 7, 8, 9, 12, 15, 16, 17, 18, 31, 32, 33, 34, 40, 50, 64, 66}) {
             if (w < fn.minW || h < fn.minH) continue;
             const CelStatus want = (fn.rule && (w & 1)) ? celStatusOddSize : celStatusOk;
-            expectLayoutModel(fn, w, h, RowWalk::Down, RowWalk::Down, seed++, want,
-                              [](ChromaLayout& s, ChromaLayout& e) {
-                                  moveSamples(s, e, [&](int c, int x, int y) { return s.at(c, x, y); });
-                              });
+            // rows apart, and back to back (a luma plane copied as one row)
+            for (RowWalk walk : {RowWalk::Down, RowWalk::Tight})
+                expectLayoutModel(fn, w, h, walk, walk, seed++, want, [](ChromaLayout& s, ChromaLayout& e) {
+                    moveSamples(s, e, [&](int c, int x, int y) { return s.at(c, x, y); });
+                });
         }
 }
 

@@ -24,8 +24,9 @@ enum class Samp { S422, S420, S411, S1620 };  // 1620: chroma reduced by 4 both 
 // Packed orders (YUY2 = Y0 Cb Y1 Cr, UYVY = Cb Y0 Cr Y1, YVYU = Y0 Cr Y1 Cb),
 // planar with the Cb or the Cr plane first, two-plane with Cb or Cr first in a pair.
 enum class Kind { YUY2, UYVY, YVYU, P3CbCr, P3CrCb, P2CbCr, P2CrCb };
-// How the function sees the rows: top-down, bottom-up (negative steps), one row (zero steps).
-enum class RowWalk { Down, Up, Same };
+// How the function sees the rows: top-down, bottom-up (negative steps), one row (zero steps),
+// top-down with the rows back to back (each step the row's bytes, no guard columns).
+enum class RowWalk { Down, Up, Same, Tight };
 
 inline bool packed(Kind k) { return k == Kind::YUY2 || k == Kind::UYVY || k == Kind::YVYU; }
 inline bool twoPlane(Kind k) { return k == Kind::P2CbCr || k == Kind::P2CrCb; }
@@ -36,15 +37,16 @@ class ChromaLayout {
 public:
     ChromaLayout(Kind k, Samp s, int w_, int h_, RowWalk walk = RowWalk::Down)
         : kind(k), samp(s), w(w_), h(h_), walk_(walk) {
+        const int pad = walk == RowWalk::Tight ? 0 : 32;
         if (packed(k)) {
-            b.emplace_back(4 * ((w + 1) / 2), h);  // whole pixel pairs
+            b.emplace_back(4 * ((w + 1) / 2), h, pad);  // whole pixel pairs
         } else {
-            b.emplace_back(w, h);
+            b.emplace_back(w, h, pad);
             if (twoPlane(k)) {
-                b.emplace_back(2 * chromaW(s, w), chromaH(s, h));
+                b.emplace_back(2 * chromaW(s, w), chromaH(s, h), pad);
             } else {
-                b.emplace_back(chromaW(s, w), chromaH(s, h));
-                b.emplace_back(chromaW(s, w), chromaH(s, h));
+                b.emplace_back(chromaW(s, w), chromaH(s, h), pad);
+                b.emplace_back(chromaW(s, w), chromaH(s, h), pad);
             }
         }
         for (auto& x : b) x.fill(0x5A);
