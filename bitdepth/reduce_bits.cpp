@@ -30,31 +30,12 @@ constexpr int elementsPerPixel(int code) { return code == kC1 ? 1 : (code == kC3
 
 // ---------------------------------------------------------------------------
 // Path without dither: per element, nearest grid value on the 0..1 scale,
-// ties going down, then truncation to the destination's full scale.
-template <class F>
-struct Plain {
-    float L, inv, half;
-    explicit Plain(float l) : L(l), inv(1.0f / l), half(0.5f / l) {}
-
-    int32_t px(typename F::S s) const {
-        const float x = F::normalized(s);
-        float b = static_cast<float>(cel::rb::trunc32(L * x)) * inv;
-        if (x - b > half) b = b + inv;
-        return F::plainOut(b * F::kM);
-    }
-    __m128i v4(const typename F::S* p) const {
-        const __m128 x = F::normalized4(p);
-        __m128 b = _mm_mul_ps(_mm_cvtepi32_ps(_mm_cvttps_epi32(_mm_mul_ps(_mm_set1_ps(L), x))), _mm_set1_ps(inv));
-        const __m128 up = _mm_cmpgt_ps(_mm_sub_ps(x, b), _mm_set1_ps(half));
-        b = _mm_add_ps(b, _mm_and_ps(up, _mm_set1_ps(inv)));
-        return F::plainOut4(_mm_mul_ps(b, _mm_set1_ps(F::kM)));
-    }
-};
-
-template <class F, int C>
-void y8_ownNo_PX(const typename F::S* src, int srcStep, typename F::D* dst, int dstStep, int width, int height,
-                 float L) {
-    const Plain<F> k(L);
+// ties going down, then truncation to the destination's full scale (the
+// recipes in reduce_forms.h: Plain, and its integer forms for byte
+// destinations on the level counts where they agree with it).
+template <class F, int C, class K>
+void y8_innerNo(const K& k, const typename F::S* src, int srcStep, typename F::D* dst, int dstStep, int width,
+                int height) {
     for (int j = 0; j < height; ++j) {
         const auto* s = cel::rowAt(src, j, srcStep);
         auto* d = cel::rowAt(dst, j, dstStep);
@@ -65,11 +46,27 @@ void y8_ownNo_PX(const typename F::S* src, int srcStep, typename F::D* dst, int 
         }
         const int n = width * elementsPerPixel(C);
         int i = 0;
-        // body: groups of four elements (two at a time for bytes)
+        // body: sixteen elements a step, one store, then groups of four
+        for (; i + 16 <= n; i += 16) k.v16(s + i, d + i);
         for (; i + 4 <= n; i += 4) F::store4(d + i, k.v4(s + i));
         // tail: the same arithmetic, one element at a time
         for (; i < n; ++i) d[i] = static_cast<typename F::D>(k.px(s[i]));
     }
+}
+
+template <class F, int C>
+void y8_ownNo_PX(const typename F::S* src, int srcStep, typename F::D* dst, int dstStep, int width, int height,
+                 int levels) {
+    const int L = levels - 1;
+    if constexpr (F::kDst8 && sizeof(typename F::S) == 2) {
+        if (cel::rb::listed(cel::rb::kIntIndex16, L))
+            return y8_innerNo<F, C>(cel::rb::IntIndex16<F>(L), src, srcStep, dst, dstStep, width, height);
+    }
+    if constexpr (F::kDst8 && F::kFloatSrc) {
+        if (cel::rb::listed(cel::rb::kIntScale, L))
+            return y8_innerNo<F, C>(cel::rb::IntScale32f<F>(L), src, srcStep, dst, dstStep, width, height);
+    }
+    y8_innerNo<F, C>(cel::rb::Plain<F>(static_cast<float>(L)), src, srcStep, dst, dstStep, width, height);
 }
 
 // ---------------------------------------------------------------------------
@@ -255,7 +252,7 @@ CelStatus reduceBits(const typename F::S* src, int srcStep, typename F::D* dst, 
     const float L = static_cast<float>(levels - 1);
     switch (static_cast<int>(mode)) {
         case celDitherOff:
-            y8_ownNo_PX<F, C>(src, srcStep, dst, dstStep, roi.width, roi.height, L);
+            y8_ownNo_PX<F, C>(src, srcStep, dst, dstStep, roi.width, roi.height, levels);
             return celStatusOk;
         case celDitherOrdered:
             return ordered<F, C>(src, srcStep, dst, dstStep, roi, noise, L, scratch);

@@ -129,11 +129,15 @@ struct Form {
         }
         return t < 0 ? 0 : (t > kOutMax ? kOutMax : t);
     }
+    // The same before saturation: store16 saturates to the destination's
+    // range with its packs, which is the clamp of plainOut4.
+    static __m128i plainRaw4(__m128 y) {
+        const __m128i t = _mm_cvttps_epi32(y);
+        return kDstSigned ? _mm_add_epi32(t, _mm_set1_epi32(-32768)) : t;
+    }
     static __m128i plainOut4(__m128 y) {
-        __m128i t = _mm_cvttps_epi32(y);
-        if constexpr (kDstSigned)
-            return _mm_min_epi32(_mm_max_epi32(_mm_add_epi32(t, _mm_set1_epi32(-32768)), _mm_set1_epi32(-32768)),
-                                 _mm_set1_epi32(32767));
+        const __m128i t = plainRaw4(y);
+        if constexpr (kDstSigned) return _mm_min_epi32(_mm_max_epi32(t, _mm_set1_epi32(-32768)), _mm_set1_epi32(32767));
         return _mm_min_epi32(_mm_max_epi32(t, _mm_setzero_si128()), _mm_set1_epi32(kOutMax));
     }
 
@@ -188,6 +192,19 @@ struct Form {
             _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi32(v, v));
         }
     }
+    // Stores sixteen 32-bit results, saturated to the destination's range.
+    static void store16(Dst* p, __m128i a, __m128i b, __m128i c, __m128i d) {
+        if constexpr (kDst8) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p),
+                             _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
+        } else if constexpr (kDstSigned) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(a, b));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 8), _mm_packs_epi32(c, d));
+        } else {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packus_epi32(a, b));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 8), _mm_packus_epi32(c, d));
+        }
+    }
     // Stores the first three of four results, leaving the fourth element alone.
     static void store3(Dst* p, __m128i v) {
         alignas(16) int32_t t[4];
@@ -195,6 +212,138 @@ struct Form {
         p[0] = static_cast<Dst>(t[0]);
         p[1] = static_cast<Dst>(t[1]);
         p[2] = static_cast<Dst>(t[2]);
+    }
+};
+
+// ---- No dither ---------------------------------------------------------------
+// Per element: the nearest grid value on the 0..1 scale, ties going down,
+// then truncation to the destination's full scale.  px is the scalar rule,
+// grid4 its vector twin up to the scaled float y = b * M.
+template <class F>
+struct Plain {
+    float L, inv, half;
+    explicit Plain(float l) : L(l), inv(1.0f / l), half(0.5f / l) {}
+
+    int32_t px(typename F::S s) const {
+        const float x = F::normalized(s);
+        float b = static_cast<float>(trunc32(L * x)) * inv;
+        if (x - b > half) b = b + inv;
+        return F::plainOut(b * F::kM);
+    }
+    __m128 grid4(const typename F::S* p) const {
+        const __m128 x = F::normalized4(p);
+        __m128 b = _mm_mul_ps(_mm_cvtepi32_ps(_mm_cvttps_epi32(_mm_mul_ps(_mm_set1_ps(L), x))), _mm_set1_ps(inv));
+        const __m128 up = _mm_cmpgt_ps(_mm_sub_ps(x, b), _mm_set1_ps(half));
+        b = _mm_add_ps(b, _mm_and_ps(up, _mm_set1_ps(inv)));
+        return _mm_mul_ps(b, _mm_set1_ps(F::kM));
+    }
+    __m128i v4(const typename F::S* p) const { return F::plainOut4(grid4(p)); }
+    void v16(const typename F::S* p, typename F::D* d) const {
+        F::store16(d, F::plainRaw4(grid4(p)), F::plainRaw4(grid4(p + 4)), F::plainRaw4(grid4(p + 8)),
+                   F::plainRaw4(grid4(p + 12)));
+    }
+};
+
+// Level counts (bit L - 1 of L levels) on which the float rule of Plain
+// equals integer arithmetic for byte destinations, whose result is always
+// the grid index m scaled as m * 255 / L rounded down:
+//  - kIntIndex16: 16-bit sources, index m = (v * L + 32767) / 65535 (the
+//    nearest grid index, ties down) for all 65,536 values v;
+//  - kIntScale: float sources, the index m = k + up of the float rule (k the
+//    truncated L * x, up its round-up) scaled in integers for every k.
+// Elsewhere float rounding moves a result by one and the float rule runs.
+// The sweep tests hold each listed count to the float rule on every source
+// value (16-bit) and around every grid and half-grid point (float).
+inline constexpr uint32_t kIntIndex16[8] = {0xF5FFFFFEu, 0x9D3B7CFDu, 0x9FF1F7F3u, 0xE1F797EDu,
+                                            0x77B28D7Fu, 0xC373668Fu, 0x603D50BBu, 0xFC815620u};
+inline constexpr uint32_t kIntScale[8] = {0xF5FFFFFEu, 0x9D3B7CFDu, 0x9FF1F7F3u, 0xE1F797EDu,
+                                          0x77B28D7Fu, 0xC377768Fu, 0xE23D54BBu, 0xFC83D721u};
+inline bool listed(const uint32_t (&set)[8], int L) { return (set[(L >> 5) & 7] >> (L & 31)) & 1u; }
+
+// m * 255 / L rounded down for 0 <= m <= L <= 255, as (m * A) >> 16 with
+// A = ceil(255 * 65536 / L) = ah * 65536 + al (exact: m * (A - 255 * 65536 / L)
+// stays below L, under 65536 / L).
+struct IndexScale {
+    int L;
+    uint32_t a;
+    uint16_t ah, al;
+    explicit IndexScale(int l)
+        : L(l), a((255u * 65536u + uint32_t(l) - 1u) / uint32_t(l)), ah(uint16_t(a >> 16)), al(uint16_t(a)) {}
+    int32_t px(int64_t m) const {
+        const uint32_t c = uint32_t(m < 0 ? 0 : (m > L ? L : m));
+        return int32_t((c * a) >> 16);
+    }
+    // Eight 16-bit indices, signed (clamped to 0..L here).
+    __m128i v8(__m128i m) const {
+        m = _mm_min_epi16(_mm_max_epi16(m, _mm_setzero_si128()), _mm_set1_epi16(int16_t(L)));
+        return _mm_add_epi16(_mm_mullo_epi16(m, _mm_set1_epi16(int16_t(ah))), _mm_mulhi_epu16(m, _mm_set1_epi16(int16_t(al))));
+    }
+};
+
+// 16-bit sources to bytes for the counts of kIntIndex16.  The vector twin
+// forms v * L + 32768 as two 16-bit halves h:l, then the index
+// ((v * L + 32767) / 65535) as h plus the carry out of l + h.
+template <class F>
+struct IntIndex16 {
+    IndexScale sc;
+    explicit IntIndex16(int l) : sc(l) {}
+    static uint32_t offsetValue(typename F::S s) { return uint32_t(int32_t(s) + F::kSrcOffset); }
+    int32_t px(typename F::S s) const { return sc.px((offsetValue(s) * uint32_t(sc.L) + 32767u) / 65535u); }
+    __m128i index8(__m128i v) const {
+        if constexpr (F::kSrcOffset != 0) v = _mm_xor_si128(v, _mm_set1_epi16(int16_t(0x8000)));
+        const __m128i L = _mm_set1_epi16(int16_t(sc.L));
+        const __m128i lo = _mm_mullo_epi16(v, L);
+        const __m128i h = _mm_sub_epi16(_mm_mulhi_epu16(v, L), _mm_srai_epi16(lo, 15));
+        const __m128i l = _mm_xor_si128(lo, _mm_set1_epi16(int16_t(0x8000)));
+        // carry out of l + h where l > 65535 - h
+        const __m128i carry = _mm_min_epu16(_mm_subs_epu16(l, _mm_xor_si128(h, _mm_set1_epi16(-1))), _mm_set1_epi16(1));
+        return _mm_add_epi16(h, carry);
+    }
+    __m128i v4(const typename F::S* p) const {
+        const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+        return _mm_cvtepu16_epi32(sc.v8(index8(v)));
+    }
+    void v16(const typename F::S* p, typename F::D* d) const {
+        const __m128i a = sc.v8(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+        const __m128i b = sc.v8(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8))));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
+    }
+};
+
+// Float sources to bytes for the counts of kIntScale: the float rule up to
+// the index k + up (the round-up decided by comparing the bit patterns of
+// x - b and half, which orders as the float compare does for every x - b
+// but a NaN, whose result is 0 either way), then scaled in integers.
+template <class F>
+struct IntScale32f {
+    float L, inv, half;
+    IndexScale sc;
+    explicit IntScale32f(int l) : L(float(l)), inv(1.0f / L), half(0.5f / L), sc(l) {}
+    static int32_t bits(float f) {
+        int32_t i;
+        std::memcpy(&i, &f, 4);
+        return i;
+    }
+    int32_t px(float x) const {
+        const int32_t k = trunc32(L * x);
+        const float b = static_cast<float>(k) * inv;
+        return sc.px(int64_t(k) + (bits(x - b) > bits(half) ? 1 : 0));
+    }
+    __m128i index4(const float* p) const {
+        const __m128 x = _mm_loadu_ps(p);
+        const __m128i k = _mm_cvttps_epi32(_mm_mul_ps(_mm_set1_ps(L), x));
+        const __m128 b = _mm_mul_ps(_mm_cvtepi32_ps(k), _mm_set1_ps(inv));
+        const __m128i up = _mm_cmpgt_epi32(_mm_castps_si128(_mm_sub_ps(x, b)), _mm_set1_epi32(bits(half)));
+        return _mm_sub_epi32(k, up);
+    }
+    __m128i v4(const float* p) const {
+        const __m128i m = index4(p);
+        return _mm_cvtepu16_epi32(sc.v8(_mm_packs_epi32(m, m)));
+    }
+    void v16(const float* p, typename F::D* d) const {
+        const __m128i a = sc.v8(_mm_packs_epi32(index4(p), index4(p + 4)));
+        const __m128i b = sc.v8(_mm_packs_epi32(index4(p + 8), index4(p + 12)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
     }
 };
 
