@@ -58,13 +58,16 @@ template <class F, int C>
 void y8_ownNo_PX(const typename F::S* src, int srcStep, typename F::D* dst, int dstStep, int width, int height,
                  int levels) {
     const int L = levels - 1;
+    // 256 levels: the index is the byte (scale by one)
     if constexpr (F::kDst8 && sizeof(typename F::S) == 2) {
+        if (L == 255) return y8_innerNo<F, C>(cel::rb::IntIndex16<F, true>(L), src, srcStep, dst, dstStep, width, height);
         if (cel::rb::listed(cel::rb::kIntIndex16, L))
-            return y8_innerNo<F, C>(cel::rb::IntIndex16<F>(L), src, srcStep, dst, dstStep, width, height);
+            return y8_innerNo<F, C>(cel::rb::IntIndex16<F, false>(L), src, srcStep, dst, dstStep, width, height);
     }
     if constexpr (F::kDst8 && F::kFloatSrc) {
+        if (L == 255) return y8_innerNo<F, C>(cel::rb::IntScale32f<F, true>(L), src, srcStep, dst, dstStep, width, height);
         if (cel::rb::listed(cel::rb::kIntScale, L))
-            return y8_innerNo<F, C>(cel::rb::IntScale32f<F>(L), src, srcStep, dst, dstStep, width, height);
+            return y8_innerNo<F, C>(cel::rb::IntScale32f<F, false>(L), src, srcStep, dst, dstStep, width, height);
     }
     y8_innerNo<F, C>(cel::rb::Plain<F>(static_cast<float>(L)), src, srcStep, dst, dstStep, width, height);
 }

@@ -273,17 +273,20 @@ struct IndexScale {
         const uint32_t c = uint32_t(m < 0 ? 0 : (m > L ? L : m));
         return int32_t((c * a) >> 16);
     }
-    // Eight 16-bit indices, signed (clamped to 0..L here).
+    // Eight 16-bit indices, signed (clamped to 0..L here).  With 256 levels
+    // the scale is the identity and the byte packs alone clamp (Ident).
+    template <bool Ident = false>
     __m128i v8(__m128i m) const {
+        if constexpr (Ident) return m;
         m = _mm_min_epi16(_mm_max_epi16(m, _mm_setzero_si128()), _mm_set1_epi16(int16_t(L)));
         return _mm_add_epi16(_mm_mullo_epi16(m, _mm_set1_epi16(int16_t(ah))), _mm_mulhi_epu16(m, _mm_set1_epi16(int16_t(al))));
     }
 };
 
-// 16-bit sources to bytes for the counts of kIntIndex16.  The vector twin
+// 16-bit sources to bytes for the counts of kIntIndex16 (Ident: 256 levels).  The vector twin
 // forms v * L + 32768 as two 16-bit halves h:l, then the index
 // ((v * L + 32767) / 65535) as h plus the carry out of l + h.
-template <class F>
+template <class F, bool Ident>
 struct IntIndex16 {
     IndexScale sc;
     explicit IntIndex16(int l) : sc(l) {}
@@ -304,8 +307,8 @@ struct IntIndex16 {
         return _mm_cvtepu16_epi32(sc.v8(index8(v)));
     }
     void v16(const typename F::S* p, typename F::D* d) const {
-        const __m128i a = sc.v8(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
-        const __m128i b = sc.v8(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8))));
+        const __m128i a = sc.v8<Ident>(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+        const __m128i b = sc.v8<Ident>(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8))));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
     }
 };
@@ -314,7 +317,7 @@ struct IntIndex16 {
 // the index k + up (the round-up decided by comparing the bit patterns of
 // x - b and half, which orders as the float compare does for every x - b
 // but a NaN, whose result is 0 either way), then scaled in integers.
-template <class F>
+template <class F, bool Ident>
 struct IntScale32f {
     float L, inv, half;
     IndexScale sc;
@@ -341,8 +344,8 @@ struct IntScale32f {
         return _mm_cvtepu16_epi32(sc.v8(_mm_packs_epi32(m, m)));
     }
     void v16(const float* p, typename F::D* d) const {
-        const __m128i a = sc.v8(_mm_packs_epi32(index4(p), index4(p + 4)));
-        const __m128i b = sc.v8(_mm_packs_epi32(index4(p + 8), index4(p + 12)));
+        const __m128i a = sc.v8<Ident>(_mm_packs_epi32(index4(p), index4(p + 4)));
+        const __m128i b = sc.v8<Ident>(_mm_packs_epi32(index4(p + 8), index4(p + 12)));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
     }
 };
