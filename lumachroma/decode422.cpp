@@ -7,12 +7,16 @@
 //   celiCbYCr422ToRGB_8u_C2C3R          narrow               16, then 8 px    set A, rounded
 //   celiYCbCr422To{RGB,BGR}_8u_P3C3R    narrow               8, then 4 pairs  set B, rounded
 //   celiYCbCr422ToRGB_8u_C2C4R          folded 4:2:2         16, then 8 px    set B, rounded
-//   celiYCbCr422ToBGR_8u_C2C4R          truncating narrow    16 px            set B, rounded
-//   celiCbYCr422ToBGR_8u_C2C4R          wide (aligned twin)  8 px             set A, rounded
+//   celiYCbCr422ToBGR_8u_C2C4R          truncating narrow*   16 px            set B, rounded
+//   celiCbYCr422ToBGR_8u_C2C4R          wide* (aligned twin) 8 px             set A, rounded
 //   celiYCrCb422To{RGB,BGR}_8u_C2C{3,4}R folded 4:2:2        16, then 8 px    set B, rounded
 //   celiYC{bCr,rCb}422ToRGB_8u_C2P3R    plain                8 px             set B, rounded
-//   celiCbYCr422ToBGR_709HDTV_8u_C2C3R  wide on Y * 16       16, then 8 px    full-scale BT.709 set, rounded
-//   celiCbYCr422ToBGR_709HDTV_8u_C2C4R  wide on Y * 16 (aligned twin)  8 px   full-scale BT.709 set, rounded
+//   celiCbYCr422ToBGR_709HDTV_8u_C2C3R  wide on Y * 16*      16, then 8 px    full-scale BT.709 set, rounded
+//   celiCbYCr422ToBGR_709HDTV_8u_C2C4R  wide on Y * 16* (aligned twin)  8 px  full-scale BT.709 set, rounded
+//
+// * on paired lanes (dec::PairedForm): the bytes of four pairs as they lie,
+//   each pair's chroma terms formed once side by side and spread over its
+//   two pixels by byte shuffles; an 8-pixel body runs two groups at a time.
 //
 // An odd width decodes its last pixel with the chroma of its own pair; no
 // warning exists in this family.
@@ -39,12 +43,18 @@ constexpr auto setBRounded = dec::scalar_px<dec::kSetB, 32768, Clamp::Table>;
 // Chroma terms once a pair, duplicated to both pixels.
 using NarrowA = dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setARounded>;
 using NarrowB = dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setBRounded>;
-using TruncB = dec::NarrowRecipe<false, dec::kTruncY, dec::kTruncCbB, setBRounded>;
-using WideA = dec::WideRecipe<dec::kWide601, dec::kSetA>;
+// A recipe with its paired-lane form: the packed decoders' body on the bytes as they lie.
+template <class Rc, class P>
+struct WithPaired : Rc {
+    using Paired = P;
+};
+using TruncB = WithPaired<dec::NarrowRecipe<false, dec::kTruncY, dec::kTruncCbB, setBRounded>,
+                          dec::NarrowPaired<false, dec::kTruncY, dec::kTruncCbB>>;
+using WideA = WithPaired<dec::WideRecipe<dec::kWide601, dec::kSetA>, dec::WidePaired<dec::kWide601>>;
 using PlainB = dec::DiffRecipe<dec::plain_v, setBRounded>;
 using Folded422 = dec::FoldedRecipe<dec::kFolded422, setBRounded>;
 // BT.709, full-scale luma: the wide recipe on Y * 16 with that set, its scalar set rounded.
-using Wide709Hdtv = dec::WideRecipe<dec::kWide709Hdtv, dec::kSet709Hdtv>;
+using Wide709Hdtv = WithPaired<dec::WideRecipe<dec::kWide709Hdtv, dec::kSet709Hdtv>, dec::WidePaired<dec::kWide709Hdtv>>;
 
 // ---- Row loops ------------------------------------------------------------------------
 template <class Rc, Body B, Order O, int Bytes, bool Bgr, bool Al = false>

@@ -212,6 +212,71 @@ inline void wide_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __
     wideSet_v<kWide601>(y, cb, cr, r, g, b);
 }
 
+// ---- Paired lanes (packed 4:2:2) ----------------------------------------------
+// Sixteen bytes of four pixel pairs as they lie in a packed row: each 16-bit
+// lane holds one luma byte (low or high half: YLow) and one chroma byte, the
+// pair's first sample in lane 2i and its second in lane 2i + 1.  Luma and
+// chroma lanes come straight from the bytes by byte multiply-adds: the luma
+// lanes are the pixels in order; the chroma lanes hold -((C - 128) << 7)
+// side by side, so one multiply-high by alternating negated coefficients
+// (the same products) forms a pair's B and R terms once, another G's two
+// parts, and byte shuffles spread them over the pair's two lanes.  The sums
+// are the recipe's own, the addend riding on the luma term.
+//
+// A form: luma coefficient KY (1 << 13 with Shift 4: full-scale luma,
+// Y * 16 without an offset), the magnitudes of the four chroma
+// coefficients (G takes both of its terms off), the final shift and the
+// addend 2^(Shift-1) (Round).
+template <int16_t KY, int16_t KCrR, int16_t KCrG, int16_t KCbG, int16_t KCbB, int Shift, bool Round>
+struct PairedForm {
+    static_assert(Shift == 3 || Shift == 4);
+    static constexpr bool kFullScale = KY == 1 << 13 && Shift == 4;
+
+    // Coefficient k0 for lane 2i, k1 for lane 2i + 1.
+    static __m128i alternate(int16_t k0, int16_t k1) {
+        return _mm_set1_epi32(static_cast<int32_t>(static_cast<uint16_t>(k0) |
+                                                   (static_cast<uint32_t>(static_cast<uint16_t>(k1)) << 16)));
+    }
+    // The luma term of eight pixels with the addend: his((Y - 16) << 7, KY)
+    // from the negated lanes (the same product), or Y * 16.
+    template <bool YLow>
+    static __m128i lumaTerm(__m128i v) {
+        __m128i t;
+        if constexpr (kFullScale) {
+            t = _mm_maddubs_epi16(v, _mm_set1_epi16(YLow ? 16 : 16 << 8));
+        } else {
+            const __m128i neg = _mm_add_epi16(
+                _mm_maddubs_epi16(v, _mm_set1_epi16(YLow ? 0x0080 : static_cast<int16_t>(0x8000))), _mm_set1_epi16(16 << 7));
+            t = _mm_mulhi_epi16(neg, _mm_set1_epi16(static_cast<int16_t>(-KY)));
+        }
+        return Round ? _mm_add_epi16(t, _mm_set1_epi16(1 << (Shift - 1))) : t;
+    }
+    // Eight pixels (16-bit results before the pack) from the sixteen bytes v
+    // of four pairs; CbFirst: Cb is the pair's first chroma sample.
+    template <bool YLow, bool CbFirst>
+    static void pixels(__m128i v, __m128i& r, __m128i& g, __m128i& b) {
+        const __m128i ty = lumaTerm<YLow>(v);
+        const __m128i c = _mm_add_epi16(_mm_maddubs_epi16(v, _mm_set1_epi16(YLow ? static_cast<int16_t>(0x8000) : 0x0080)),
+                                        _mm_set1_epi16(128 << 7));
+        const __m128i br = _mm_mulhi_epi16(c, CbFirst ? alternate(-KCbB, -KCrR) : alternate(-KCrR, -KCbB));
+        const __m128i gp = _mm_mulhi_epi16(c, CbFirst ? alternate(-KCbG, -KCrG) : alternate(-KCrG, -KCbG));
+        const __m128i first = _mm_setr_epi8(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
+        const __m128i second = _mm_setr_epi8(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
+        const __m128i swap = _mm_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
+        const __m128i gt = _mm_add_epi16(gp, _mm_shuffle_epi8(gp, swap));
+        r = _mm_srai_epi16(_mm_add_epi16(ty, _mm_shuffle_epi8(br, CbFirst ? second : first)), Shift);
+        g = _mm_srai_epi16(_mm_sub_epi16(ty, gt), Shift);
+        b = _mm_srai_epi16(_mm_add_epi16(ty, _mm_shuffle_epi8(br, CbFirst ? first : second)), Shift);
+    }
+};
+
+// The wide recipe of a coefficient set, and the narrow one (Round, KY and
+// KCbB as narrow_v's), on paired lanes.
+template <const WideSet& S>
+using WidePaired = PairedForm<S.y, S.crR, S.crG, S.cbG, S.cbB, 4, true>;
+template <bool Round, int16_t KY, int16_t KCbB>
+using NarrowPaired = PairedForm<KY, kNarrowCrR, kNarrowCrG, kNarrowCbG, KCbB, 3, Round>;
+
 // ---- Plain recipe (wide coefficients, two of them different, no rounding) --
 inline constexpr int16_t kPlainY = 9536, kPlainCrR = 13074, kPlainCrG = -6660, kPlainCbG = -3203, kPlainCbB = 16523;
 

@@ -8,6 +8,8 @@
 //   Terms dup(t, hi)             pairs 0-3 (lo) or 4-7 (hi), each lane twice: eight pixels
 //   void pixels(y7, t, r, g, b)  eight pixels, 16-bit results before the pack
 //   void px(Y, Cb, Cr, r, g, b)  the scalar tail's rule, one pixel
+//   Paired (optional)            the recipe on paired lanes (dec::PairedForm): a
+//                                packed source is then decoded on its bytes as they lie
 // Encoder recipe policy (see PairLane, PairUHigh):
 //   __m128i luma(r8, g8, b8)     eight pixels, lanes hold value << 8
 //   void chroma(sr, sg, sb, cb, cr)  pair sums << 6 (the pair mean << 7)
@@ -19,6 +21,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/image.h"
 #include "frame/simd.h"
@@ -102,6 +105,9 @@ struct PackedIn {
         const __m128i c = chroma7(a);
         sortChroma(c, c, vcb, vcr);
     }
+    // the sixteen bytes of pixels x .. x + 7 as they lie (the paired-lane body)
+    static constexpr bool kCbFirst = kB.cb < kB.cr;
+    __m128i raw8(int x) const { return load<Al>(s + 2 * x); }
     int Y(int x) const { return s[4 * (x >> 1) + ((x & 1) ? kB.y1 : kB.y0)]; }
     int Cb(int x) const { return s[4 * (x >> 1) + kB.cb]; }
     int Cr(int x) const { return s[4 * (x >> 1) + kB.cr]; }
@@ -188,14 +194,13 @@ enum class Body {
     Eight,             // 8 pixels an iteration
 };
 
-// One row: the vector body, then the scalar rule pair by pair; an odd last
-// pixel is decoded by itself with the chroma of its own pair.  An 8-pixel
-// body runs its groups two at a time where it can, the two sharing the
-// chroma work of their eight pairs: each pixel takes the same arithmetic and
-// the same pixels reach the tail (those past the width rounded down to 8).
+// The vector body on chroma terms (Rc::terms, Rc::dup, Rc::pixels); x
+// advances past the pixels it decodes.  An 8-pixel body runs its groups two
+// at a time where it can, the two sharing the chroma work of their eight
+// pairs: each pixel takes the same arithmetic and the same pixels reach the
+// tail (those past the width rounded down to 8).
 template <class Rc, Body B, class In, class Out>
-inline void innerDecode422(const In& in, const Out& out, int width) {
-    int x = 0;
+inline void innerDecode422Terms(const In& in, const Out& out, int width, int& x) {
     for (; x + 16 <= width; x += 16) {
         __m128i ylo, yhi, cb, cr;
         in.read16(x, ylo, yhi, cb, cr);
@@ -213,6 +218,40 @@ inline void innerDecode422(const In& in, const Out& out, int width) {
     };
     if constexpr (B != Body::Sixteen)
         if (x + 8 <= width) group8(x), x += 8;
+}
+
+// A recipe policy with a paired-lane form (Rc::Paired, see dec::PairedForm)
+// decodes a packed source on its bytes as they lie, with the same blocking.
+template <class Rc, class = void>
+struct HasPaired : std::false_type {};
+template <class Rc>
+struct HasPaired<Rc, std::void_t<typename Rc::Paired>> : std::true_type {};
+
+// One row: the vector body, then the scalar rule pair by pair; an odd last
+// pixel is decoded by itself with the chroma of its own pair.
+template <class Rc, Body B, class In, class Out>
+inline void innerDecode422(const In& in, const Out& out, int width) {
+    int x = 0;
+    if constexpr (HasPaired<Rc>::value) {
+        // paired-lane body: each pair's chroma terms once, spread to its two pixels
+        using P = typename Rc::Paired;
+        constexpr bool yLow = In::kYLow, cbFirst = In::kCbFirst;
+        for (; x + 16 <= width; x += 16) {
+            __m128i rl, gl, bl, rh, gh, bh;
+            P::template pixels<yLow, cbFirst>(in.raw8(x), rl, gl, bl);
+            P::template pixels<yLow, cbFirst>(in.raw8(x + 8), rh, gh, bh);
+            out.put16(x, _mm_packus_epi16(rl, rh), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
+        }
+        if constexpr (B != Body::Sixteen)
+            if (x + 8 <= width) {
+                __m128i r, g, b;
+                P::template pixels<yLow, cbFirst>(in.raw8(x), r, g, b);
+                out.put8(x, _mm_packus_epi16(r, r), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
+                x += 8;
+            }
+    } else {
+        innerDecode422Terms<Rc, B>(in, out, width, x);
+    }
     // tail: the scalar rule; both pixels of a pair share its chroma
     for (; x < width; ++x) {
         uint8_t r, g, b;
