@@ -3,8 +3,8 @@
 // replicated: both pixels of a pair use the pair's Cb and Cr.
 //
 //   export                              body recipe          per iteration    tail
-//   celiYCbCr422To{RGB,BGR}_8u_C2C3R    narrow               16, then 8 px    set A, rounded
-//   celiCbYCr422ToRGB_8u_C2C3R          narrow               16, then 8 px    set A, rounded
+//   celiYCbCr422To{RGB,BGR}_8u_C2C3R    narrow*              16, then 8 px    set A, rounded
+//   celiCbYCr422ToRGB_8u_C2C3R          narrow*              16, then 8 px    set A, rounded
 //   celiYCbCr422To{RGB,BGR}_8u_P3C3R    narrow               8, then 4 pairs  set B, rounded
 //   celiYCbCr422ToRGB_8u_C2C4R          folded 4:2:2         16, then 8 px    set B, rounded
 //   celiYCbCr422ToBGR_8u_C2C4R          truncating narrow*   16 px            set B, rounded
@@ -40,14 +40,16 @@ using k::Order;
 constexpr auto setARounded = dec::scalar_px<dec::kSetA, 32768, Clamp::Table>;
 constexpr auto setBRounded = dec::scalar_px<dec::kSetB, 32768, Clamp::Table>;
 
-// Chroma terms once a pair, duplicated to both pixels.
-using NarrowA = dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setARounded>;
-using NarrowB = dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setBRounded>;
 // A recipe with its paired-lane form: the packed decoders' body on the bytes as they lie.
 template <class Rc, class P>
 struct WithPaired : Rc {
     using Paired = P;
 };
+
+// Chroma terms once a pair, duplicated to both pixels.
+using NarrowA = WithPaired<dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setARounded>,
+                           dec::NarrowPaired<true, dec::kNarrowY, dec::kNarrowCbB>>;
+using NarrowB = dec::NarrowRecipe<true, dec::kNarrowY, dec::kNarrowCbB, setBRounded>;
 using TruncB = WithPaired<dec::NarrowRecipe<false, dec::kTruncY, dec::kTruncCbB, setBRounded>,
                           dec::NarrowPaired<false, dec::kTruncY, dec::kTruncCbB>>;
 using WideA = WithPaired<dec::WideRecipe<dec::kWide601, dec::kSetA>, dec::WidePaired<dec::kWide601>>;
