@@ -245,23 +245,46 @@ inline constexpr Shuffles kBytes3 = makeShuffles(3), kBytes4 = makeShuffles(4);
 
 inline __m128i ld16(const int8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
 
-// Four pixels of a vector whose channel c a byte shuffle by toLanes[c]
-// puts into 32-bit lanes: the lanes recipe, packed to the bytes r0..r3
-// g0..g3 b0..b3 (and b0..b3 again).
-inline __m128i twist4Bytes(__m128i v, const int8_t (&toLanes)[3][16], const Matrix3& m) {
-    const __m128 r = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(toLanes[0])));
-    const __m128 g = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(toLanes[1])));
-    const __m128 b = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(toLanes[2])));
-    const __m128i o0 = cel::twist::toIntSaturating<uint8_t>(cel::twist::out3(m.lane[0], r, g, b));
-    const __m128i o1 = cel::twist::toIntSaturating<uint8_t>(cel::twist::out3(m.lane[1], r, g, b));
-    const __m128i o2 = cel::twist::toIntSaturating<uint8_t>(cel::twist::out3(m.lane[2], r, g, b));
+// Four pixels of a vector (the layout of `sh`): the lanes recipe, packed
+// to the bytes r0..r3 g0..g3 b0..b3 (and b0..b3 again).  Each channel is
+// put into 32-bit lanes by its own byte shuffle, except in the bounded AC4
+// case below.
+// Bounded (the matrix passes boundedFor8u): no sum leaves the range of
+// 32-bit integers, so the conversion alone gives the same bytes.  Four-byte
+// pixels then give their samples in place by masks, as s0, s1 * 256 and
+// s2 * 65536, against laneInPlace (same products, same bits); for
+// three-byte pixels that needs a shuffle more than it saves.
+template <bool Bounded>
+inline __m128i twist4Bytes(__m128i v, const Shuffles& sh, int stride, const Matrix3& m) {
+    __m128 r, g, b;
+    const __m128(*lane)[4] = m.lane;
+    if (Bounded && stride == 4) {
+        r = _mm_cvtepi32_ps(_mm_and_si128(v, _mm_set1_epi32(0xFF)));
+        g = _mm_cvtepi32_ps(_mm_and_si128(v, _mm_set1_epi32(0xFF00)));
+        b = _mm_cvtepi32_ps(_mm_and_si128(v, _mm_set1_epi32(0xFF0000)));
+        lane = m.laneInPlace;
+    } else {
+        r = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(sh.toLanes[0])));
+        g = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(sh.toLanes[1])));
+        b = _mm_cvtepi32_ps(_mm_shuffle_epi8(v, ld16(sh.toLanes[2])));
+    }
+    auto conv = [](__m128 x) {
+        if constexpr (Bounded)
+            return cel::twist::toIntBounded(x);
+        else
+            return cel::twist::toIntSaturating<uint8_t>(x);
+    };
+    const __m128i o0 = conv(cel::twist::out3(lane[0], r, g, b));
+    const __m128i o1 = conv(cel::twist::out3(lane[1], r, g, b));
+    const __m128i o2 = conv(cel::twist::out3(lane[2], r, g, b));
     return _mm_packus_epi16(_mm_packs_epi32(o0, o1), _mm_packs_epi32(o2, o2));
 }
 
 // One window of four pixels: twelve bytes in, twelve bytes (and four zero
 // bytes) out.
+template <bool Bounded>
 inline __m128i twistWindow8u(__m128i w, const Matrix3& m) {
-    return _mm_shuffle_epi8(twist4Bytes(w, kBytes3.toLanes, m), ld16(kBytes3.back));
+    return _mm_shuffle_epi8(twist4Bytes<Bounded>(w, kBytes3, 3, m), ld16(kBytes3.back));
 }
 
 // Sixteen pixels of three channels, as four windows of four pixels (twelve
@@ -269,12 +292,14 @@ inline __m128i twistWindow8u(__m128i w, const Matrix3& m) {
 // first store, so d may be s; each window's 16-byte store runs four bytes
 // into the next window, which its own store then covers; the last window
 // stores 8 and 4 bytes.
+template <bool Bounded>
 inline void twist16x8u(const uint8_t* s, uint8_t* d, const Matrix3& m) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
     const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 32));
-    const __m128i w0 = twistWindow8u(a, m), w1 = twistWindow8u(_mm_alignr_epi8(b, a, 12), m);
-    const __m128i w2 = twistWindow8u(_mm_alignr_epi8(c, b, 8), m), w3 = twistWindow8u(_mm_srli_si128(c, 4), m);
+    const __m128i w0 = twistWindow8u<Bounded>(a, m), w1 = twistWindow8u<Bounded>(_mm_alignr_epi8(b, a, 12), m);
+    const __m128i w2 = twistWindow8u<Bounded>(_mm_alignr_epi8(c, b, 8), m);
+    const __m128i w3 = twistWindow8u<Bounded>(_mm_srli_si128(c, 4), m);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d), w0);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 12), w1);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 24), w2);
@@ -284,17 +309,20 @@ inline void twist16x8u(const uint8_t* s, uint8_t* d, const Matrix3& m) {
 }
 
 // Four pixels of four channels: one 16-byte load, the first three bytes of
-// each pixel stored (two bytes and one).
+// each pixel stored (two bytes and one), two pixels from each half.
+inline void store3of4x2(uint8_t* d, uint64_t q) {
+    const uint16_t lo0 = static_cast<uint16_t>(q), lo1 = static_cast<uint16_t>(q >> 32);
+    std::memcpy(d, &lo0, 2);
+    d[2] = static_cast<uint8_t>(q >> 16);
+    std::memcpy(d + 4, &lo1, 2);
+    d[6] = static_cast<uint8_t>(q >> 48);
+}
+template <bool Bounded>
 inline void twist4x8uAC4(const uint8_t* s, uint8_t* d, const Matrix3& m) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-    const __m128i px = _mm_shuffle_epi8(twist4Bytes(v, kBytes4.toLanes, m), ld16(kBytes4.back));
-    const uint32_t p[4] = {static_cast<uint32_t>(_mm_cvtsi128_si32(px)), static_cast<uint32_t>(_mm_extract_epi32(px, 1)),
-                           static_cast<uint32_t>(_mm_extract_epi32(px, 2)), static_cast<uint32_t>(_mm_extract_epi32(px, 3))};
-    for (int k = 0; k < 4; ++k) {
-        const uint16_t lo = static_cast<uint16_t>(p[k]);
-        std::memcpy(d + 4 * k, &lo, 2);
-        d[4 * k + 2] = static_cast<uint8_t>(p[k] >> 16);
-    }
+    const __m128i px = _mm_shuffle_epi8(twist4Bytes<Bounded>(v, kBytes4, 4, m), ld16(kBytes4.back));
+    store3of4x2(d, static_cast<uint64_t>(_mm_cvtsi128_si64(px)));
+    store3of4x2(d + 8, static_cast<uint64_t>(_mm_extract_epi64(px, 1)));
 }
 
 // ---- Row kernels ----------------------------------------------------------------------------------
@@ -310,7 +338,7 @@ inline void pixelC3(const T* s, T* d, const Matrix3& m) {
 }
 
 // C3 row of `count` samples (a multiple of 3); d may be s.
-template <class T, class IoT = Io<T>>
+template <class T, class IoT = Io<T>, bool Bounded = false>
 void twistC3(const T* s, T* d, int count, const Matrix3& m) {
     int i = 0;
     if constexpr (std::is_same_v<T, float>) {
@@ -324,7 +352,7 @@ void twistC3(const T* s, T* d, int count, const Matrix3& m) {
     }
     // 8u body: sixteen pixels (lanes recipe)
     if constexpr (std::is_same_v<T, uint8_t>)
-        for (; i + 48 <= count; i += 48) twist16x8u(s + i, d + i, m);
+        for (; i + 48 <= count; i += 48) twist16x8u<Bounded>(s + i, d + i, m);
     // body: four pixels, a channel a vector (lanes recipe)
     for (; i + 12 <= count; i += 12) {
         __m128 r, g, b;
@@ -341,12 +369,12 @@ void twistC3(const T* s, T* d, int count, const Matrix3& m) {
 
 // AC4 row of `count` samples (a multiple of 4): a pixel a vector (columns
 // recipe), 8u four pixels at a time first; d may be s.
-template <class T>
+template <class T, bool Bounded = false>
 void twistAC4(const T* s, T* d, int count, const Matrix3& m) {
     int i = 0;
     // 8u body: four pixels, a channel a vector (lanes recipe)
     if constexpr (std::is_same_v<T, uint8_t>)
-        for (; i + 16 <= count; i += 16) twist4x8uAC4(s + i, d + i, m);
+        for (; i + 16 <= count; i += 16) twist4x8uAC4<Bounded>(s + i, d + i, m);
     for (; i + 4 <= count; i += 4) Io<T>::store3(d + i, cel::twist::pixel3(m.col, Io<T>::load4(s + i)));
 }
 
@@ -426,13 +454,13 @@ void twistC4Unaligned(const float* s, float* d, int count, const Matrix4& m) {
 // ---- Row loops and entries -------------------------------------------------------------------------
 enum class Layout { C3, AC4 };
 
-template <class T, Layout L>
+template <class T, Layout L, bool Bounded = false>
 void twistRows(const T* src, int srcStep, T* dst, int dstStep, CelSize roi, const Matrix3& m) {
     for (int y = 0; y < roi.height; ++y) {
         if constexpr (L == Layout::C3)
-            twistC3<T>(rowAt(src, y, srcStep), rowAt(dst, y, dstStep), 3 * roi.width, m);
+            twistC3<T, Io<T>, Bounded>(rowAt(src, y, srcStep), rowAt(dst, y, dstStep), 3 * roi.width, m);
         else
-            twistAC4<T>(rowAt(src, y, srcStep), rowAt(dst, y, dstStep), 4 * roi.width, m);
+            twistAC4<T, Bounded>(rowAt(src, y, srcStep), rowAt(dst, y, dstStep), 4 * roi.width, m);
     }
 }
 
@@ -461,7 +489,14 @@ CelStatus twistInterleaved(const T* src, int srcStep, T* dst, int dstStep, CelSi
     if (cel::sizeBelow(roi, 1, 1)) return celStatusBadSize;
     if (badSteps(srcStep, dstStep)) return celStatusBadStep;
     const Matrix3 m = cel::twist::makeMatrix3(twist);
-    if constexpr (kIntegerDepth<T>)
+    if constexpr (std::is_same_v<T, uint8_t>)
+        atNearest([&] {
+            if (cel::twist::boundedFor8u(m.t))
+                twistRows<T, L, true>(src, srcStep, dst, dstStep, roi, m);
+            else
+                twistRows<T, L>(src, srcStep, dst, dstStep, roi, m);
+        });
+    else if constexpr (kIntegerDepth<T>)
         atNearest([&] { twistRows<T, L>(src, srcStep, dst, dstStep, roi, m); });
     else
         twistRows<T, L>(src, srcStep, dst, dstStep, roi, m);

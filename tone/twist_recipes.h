@@ -51,6 +51,11 @@ struct Limits<int16_t> {
 struct Matrix3 {
     __m128 col[4];    // col k = (t[0][k], t[1][k], t[2][k], 0)
     __m128 lane[3][4];  // t[r][k] in all four lanes
+    // the same with factor 1 over 256 and factor 2 over 65536 (exact
+    // powers of two), for samples 1 and 2 taken in place as s1 * 256 and
+    // s2 * 65536 from a 32-bit pixel: the products are the same reals and
+    // round alike wherever boundedFor8u holds
+    __m128 laneInPlace[3][4];
     float t[3][4];
 };
 
@@ -73,7 +78,11 @@ inline void setColumns(__m128 r0, __m128 r1, __m128 r2, __m128 r3, __m128 col[4]
 inline Matrix3 makeMatrix3(const float twist[3][4]) {
     Matrix3 m;
     for (int r = 0; r < 3; ++r)
-        for (int k = 0; k < 4; ++k) m.t[r][k] = twist[r][k], m.lane[r][k] = _mm_set1_ps(twist[r][k]);
+        for (int k = 0; k < 4; ++k) {
+            const float scale = k == 1 ? 1.0f / 256.0f : k == 2 ? 1.0f / 65536.0f : 1.0f;
+            m.t[r][k] = twist[r][k], m.lane[r][k] = _mm_set1_ps(twist[r][k]);
+            m.laneInPlace[r][k] = _mm_set1_ps(twist[r][k] * scale);
+        }
     setColumns(_mm_loadu_ps(twist[0]), _mm_loadu_ps(twist[1]), _mm_loadu_ps(twist[2]), _mm_setzero_ps(), m.col);
     return m;
 }
@@ -140,5 +149,28 @@ template <class T>
 inline __m128i toIntSaturating(__m128 v) {
     return _mm_cvtps_epi32(_mm_min_ps(v, _mm_set1_ps(Limits<T>::kUpper)));
 }
+
+// A bounded 3x4 matrix: every entry finite and, in each row, |offset| +
+// 255 * (sum of |factor|) below 2^30.  On samples 0..255 its sums (each
+// rounding moving them by at most a relative 2^-24) stay finite, not NaN,
+// and inside the 32-bit integer range, so the conversion alone rounds
+// them exactly, and the saturating packs to 8 bits then give the bytes of
+// the minimum, maximum and conversion above.  Every factor is also zero or
+// at least 2^-100 in size, so that it divided by 65536 is still a normal
+// float (laneInPlace exact).
+inline bool boundedFor8u(const float (&t)[3][4]) {
+    for (const auto& row : t) {
+        double sum = 0.0;
+        for (int k = 0; k < 4; ++k) {
+            const double a = row[k] < 0.0f ? -double(row[k]) : double(row[k]);
+            if (!(a <= 3.4e38)) return false;  // infinite or NaN
+            if (k < 3 && a != 0.0 && a < 0x1p-100) return false;
+            sum += k == 3 ? a : 255.0 * a;
+        }
+        if (!(sum < 1073741824.0)) return false;
+    }
+    return true;
+}
+inline __m128i toIntBounded(__m128 v) { return _mm_cvtps_epi32(v); }
 
 }  // namespace cel::twist

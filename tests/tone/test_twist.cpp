@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/sweep24.h"
 
 namespace {
 
@@ -251,6 +252,53 @@ TYPED_TEST(Twist, CallersRoundingModeKeptAndRestored) {
         _mm_setcsr(saved);
         ASSERT_EQ(st, celStatusNullPointer);
         ASSERT_EQ(after & ~0x3Fu, caller & ~0x3Fu);
+    }
+}
+
+// ---- Every 8u input ------------------------------------------------------------------------------
+// All 2^24 colours through the C3, AC4 and planar 8u forms, as tall images
+// of narrow rows: 16 (C3 only) and 4 pixels wide (vector bodies only) and 3
+// wide (the scalar tail alone), with matrices of exact halves (ties both ways),
+// offsets that saturate at both limits, and a colour matrix whose sums are
+// rarely exact.  AC4 alpha keeps its guard value.
+TEST(TwistSweep, Every8uInputThroughBodyAndTail) {
+    const Mat mats[] = {{{0.5f, 0.25f, 0.25f, 0.5f}, {0.5f, -0.5f, 0.5f, 127.5f}, {-0.25f, 0.75f, 0.5f, 0.0f}},
+                        {{1.5f, -0.75f, 0.5f, -20.25f}, {-1.0f, 2.0f, 0.5f, 10.5f}, {0.125f, 0.5f, 1.25f, -100.0f}},
+                        {{1.6809f, -0.5729f, -0.1080f, 0.0f}, {-0.1848f, 1.4321f, -0.2473f, 0.31f},
+                         {0.0257f, -0.5062f, 1.4805f, -0.5f}}};
+    const int64_t count = celtest::sweep24Count();
+    std::vector<uint8_t> want(size_t(count) * 3);
+    for (const auto& m : mats) {
+        for (int64_t i = 0; i < count; ++i) {
+            int c[3];
+            celtest::sweep24Input(i, c[0], c[1], c[2]);
+            for (int k = 0; k < 3; ++k) want[size_t(i) * 3 + k] = modelOut<uint8_t>(m, k, float(c[0]), float(c[1]), float(c[2]));
+        }
+        for (Form f : {Form::C3R, Form::AC4R, Form::P3R})
+            for (int w : {16, 4, 3}) {
+                if (w == 16 && f != Form::C3R) continue;
+                const int ch = channels(f), planes = planar(f) ? 3 : 1, h = celtest::sweep24Rows(w);
+                const size_t n = size_t(w) * h;
+                std::vector<std::vector<uint8_t>> src(planes, std::vector<uint8_t>(n * ch)), dst = src;
+                for (size_t i = 0; i < n; ++i) {
+                    int c[3];
+                    celtest::sweep24Input(int64_t(i) % count, c[0], c[1], c[2]);
+                    for (int k = 0; k < 3; ++k) (planes == 3 ? src[k][i] : src[0][i * ch + k]) = uint8_t(c[k]);
+                }
+                for (auto& p : dst) std::fill(p.begin(), p.end(), uint8_t(0x5A));
+                uint8_t* sp[3] = {src[0].data(), planes > 1 ? src[1].data() : nullptr, planes > 1 ? src[2].data() : nullptr};
+                uint8_t* dp[3] = {dst[0].data(), planes > 1 ? dst[1].data() : nullptr, planes > 1 ? dst[2].data() : nullptr};
+                ASSERT_EQ(Api<uint8_t>::call(f, sp[0], w * ch, dp[0], w * ch, sp, dp, {w, h}, m), celStatusOk);
+                for (size_t i = 0; i < n; ++i) {
+                    const uint8_t* e = &want[size_t(int64_t(i) % count) * 3];
+                    for (int k = 0; k < ch; ++k) {
+                        const uint8_t got = planes == 3 ? dst[k][i] : dst[0][i * ch + k], w8 = k == 3 ? 0x5A : e[k];
+                        if (got != w8)
+                            FAIL() << name(f) << " w " << w << " colour " << int(src[0][i * ch]) << " channel " << k
+                                   << ": got " << int(got) << " want " << int(w8);
+                    }
+                }
+            }
     }
 }
 
