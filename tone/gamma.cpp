@@ -10,10 +10,11 @@
 //
 //   8u, 16u   every colour sample replaced by its table entry; AC4 forms
 //             neither read nor write the fourth sample; planar forms do
-//             all rows of plane 0 first.  Body: 16 bytes a turn, one
-//             vector load and store around the lookups; tail: a sample
-//             at a time.  (There is no arithmetic: every order gives
-//             the same bytes.)
+//             all rows of plane 0 first.  Body: 16 bytes a turn, read
+//             as two 64-bit words, each sample shifted out of its word
+//             and stored from the table; tail: a sample at a time.
+//             (There is no arithmetic: every order gives the same
+//             bytes.)
 //   32f       per row: x = s - vMin (the subtract-constant primitive for
 //             C3 and planar rows, while gathering three channels of up
 //             to 128 pixels for AC4 rows), then blocks of 384 values:
@@ -54,12 +55,16 @@ template <class T>
 void lutRow(const T* s, T* d, int n, const T* table) {
     constexpr int kPerVector = 16 / sizeof(T);
     int i = 0;
-    // body: one 16-byte load and store around the lookups
+    // body: 16 bytes read first as two 64-bit words (so d may be s), each
+    // sample taken from its word by a shift and stored straight from the
+    // table: no trip through memory between the load and the lookups
+    constexpr int kPerWord = 8 / sizeof(T);
     for (; i + kPerVector <= n; i += kPerVector) {
-        alignas(16) T v[kPerVector];
-        _mm_store_si128(reinterpret_cast<__m128i*>(v), _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)));
-        for (int k = 0; k < kPerVector; ++k) v[k] = table[v[k]];
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), _mm_load_si128(reinterpret_cast<const __m128i*>(v)));
+        uint64_t q[2];
+        std::memcpy(q, s + i, 16);
+        for (int h = 0; h < 2; ++h)
+            for (int k = 0; k < kPerWord; ++k)
+                d[i + kPerWord * h + k] = table[static_cast<T>(q[h] >> (8 * sizeof(T) * k))];
     }
     // tail: a sample at a time
     for (; i < n; ++i) d[i] = table[s[i]];

@@ -354,6 +354,19 @@ void y8_innerGrayToRGB(const T* s, T* d, int width, T alpha) {
     int x = 0;
     if constexpr (sizeof(T) == 1) {
         const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
+        // C3: groups of 16 pixels, each 16-byte third of the 48 bytes one
+        // byte shuffle of the 16 gray bytes
+        if (N == 3) {
+            const __m128i third0 = _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5);
+            const __m128i third1 = _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10);
+            const __m128i third2 = _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15);
+            for (; x + 16 <= width; x += 16) {
+                const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + x));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 3 * x), _mm_shuffle_epi8(v, third0));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 3 * x + 16), _mm_shuffle_epi8(v, third1));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 3 * x + 32), _mm_shuffle_epi8(v, third2));
+            }
+        }
         // groups of 8 pixels, then one group of 4
         for (; x + 8 <= width; x += 8) {
             const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s + x));

@@ -283,7 +283,7 @@ void checkReplicate(int w, T alpha) {
 }
 
 TEST(GrayToRgb, ReplicatesEveryDepthAndWidth) {
-    for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 17, 31}) {
+    for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 17, 31, 48, 61}) {
         checkReplicate<uint8_t>(w, 200);
         checkReplicate<uint16_t>(w, 60000);
         checkReplicate<float>(w, 0.75f);
