@@ -193,15 +193,66 @@ inline __m128 grayF(__m128 r, __m128 g, __m128 b, const WF& k) {
                       _mm_mul_ps(b, _mm_set1_ps(k.w[2])));
 }
 
+// Eight three-channel pixels of 16-bit samples (three loads of eight
+// words): in load k word q holds channel (8k + q) % 3, so two word blends
+// give channel c's eight words, pixels in a fixed order, and two byte
+// shuffles per channel put pixels 0-3 and 4-7 into zero-extended 32-bit
+// lanes.
+namespace split8x16 {
+struct Tables {
+    alignas(16) int8_t lanes[3][2][16];  // channel, half
+};
+constexpr Tables make() {
+    Tables t{};
+    for (int c = 0; c < 3; ++c)
+        for (int q = 0; q < 8; ++q) {
+            int k = 0;  // the load whose word q holds channel c
+            while ((8 * k + q) % 3 != c) ++k;
+            const int pixel = (8 * k + q) / 3;
+            int8_t* at = &t.lanes[c][pixel / 4][4 * (pixel % 4)];
+            at[0] = static_cast<int8_t>(2 * q), at[1] = static_cast<int8_t>(2 * q + 1), at[2] = at[3] = -1;
+        }
+    return t;
+}
+inline constexpr Tables kT = make();
+template <int Imm1, int Imm2, bool Flip>
+inline void channel(__m128i a, __m128i b, __m128i c, const int8_t (&lanes)[2][16], __m128i& lo, __m128i& hi) {
+    __m128i w = _mm_blend_epi16(_mm_blend_epi16(a, b, Imm1), c, Imm2);
+    if constexpr (Flip) w = _mm_xor_si128(w, _mm_set1_epi16(-32768));
+    lo = _mm_shuffle_epi8(w, _mm_load_si128(reinterpret_cast<const __m128i*>(lanes[0])));
+    hi = _mm_shuffle_epi8(w, _mm_load_si128(reinterpret_cast<const __m128i*>(lanes[1])));
+}
+}  // namespace split8x16
+
 // 16-bit samples: 16s is offset binary (+32768 before, -32768 after); the
 // conversion rounds in the current mode; no saturation in the tail (low 16
-// bits), a 16-bit pack in the body.
+// bits), a 16-bit pack in the body.  For 16s the +32768 is taken as the
+// flip of the top bit of each sample, zero-extended (the same value).
 template <class T>
 void kernel16(const T* s, T* d, int width, int channels, const WF& k) {
     constexpr bool kSigned = std::is_same_v<T, int16_t>;
     constexpr int off = kSigned ? 32768 : 0;
     const int n = channels == 4 ? 4 : 3;
     int x = 0;
+    // C3 body: 8 pixels (blends and shuffles above)
+    if (n == 3) {
+        const auto& L = split8x16::kT.lanes;
+        for (; x + 8 <= width; x += 8) {
+            const auto* p = reinterpret_cast<const __m128i*>(s + 3 * x);
+            const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1), c = _mm_loadu_si128(p + 2);
+            __m128i r[2], g[2], bl[2];
+            split8x16::channel<0x92, 0x24, kSigned>(a, b, c, L[0], r[0], r[1]);
+            split8x16::channel<0x24, 0x49, kSigned>(a, b, c, L[1], g[0], g[1]);
+            split8x16::channel<0x49, 0x92, kSigned>(a, b, c, L[2], bl[0], bl[1]);
+            __m128i v[2];
+            for (int h = 0; h < 2; ++h) {
+                v[h] = _mm_cvtps_epi32(grayF(_mm_cvtepi32_ps(r[h]), _mm_cvtepi32_ps(g[h]), _mm_cvtepi32_ps(bl[h]), k));
+                if (kSigned) v[h] = _mm_sub_epi32(v[h], _mm_set1_epi32(32768));
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x),
+                             kSigned ? _mm_packs_epi32(v[0], v[1]) : _mm_packus_epi32(v[0], v[1]));
+        }
+    }
     // body: 4 pixels
     for (; x + 4 <= width; x += 4) {
         __m128i c0, c1, c2;

@@ -168,7 +168,7 @@ TEST(Gray16, MatchesModelInRangeAndTailWithNegativeWeights) {
     const float mine[3] = {0.25f, 0.5f, 0.25f}, neg[3] = {-0.5f, 0.2f, 0.1f};
     uint32_t seed = 50;
     for (bool ac4 : {false, true})
-        for (int w : {1, 3, 4, 5, 7, 8, 9, 17, 33})
+        for (int w : {1, 3, 4, 5, 7, 8, 9, 12, 15, 17, 33, 100})
             for (bool fixed : {true, false}) {
                 check16<uint16_t>(ac4, w, 2, mine, fixed, false, seed++);
                 check16<int16_t>(ac4, w, 2, mine, fixed, false, seed++);
