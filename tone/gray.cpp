@@ -8,7 +8,8 @@
 //   8u   body: products truncated to Q7 by unsigned multiply-high against
 //        rotated weight vectors, saturating sums, +64, arithmetic >> 7;
 //        tail: full 32-bit Q15 sum, low 8 bits (the two differ on purpose)
-//   16u, 16s   float weights, (R w0 + G w1) + B w2, rounding conversion
+//   16u, 16s   float weights, (R w0 + G w1) + B w2, rounding conversion;
+//              C3 body eight pixels a step (word blends, byte shuffles)
 //   32f  float weights, no limit;  64f  own frame, double weights
 #include <smmintrin.h>
 
