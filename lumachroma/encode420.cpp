@@ -93,6 +93,15 @@ struct BlockTail {
         const auto hi = [z](__m128i v) { return _mm_unpackhi_epi8(z, v); };
         return pack(Rc::luma(lo(r), lo(g), lo(b)), Rc::luma(hi(r), hi(g), hi(b)));
     }
+    // Luma of sixteen pixels of two rows and the block sums << 5 of their
+    // eight blocks: neighbouring bytes of each row multiplied by 32 and
+    // added into 16-bit lanes (at most 16320), the two rows added.
+    static void rowPair16(const __m128i (&a)[3], const __m128i (&b)[3], __m128i& ya, __m128i& yb, __m128i (&s)[3]) {
+        ya = Rc::luma16(a[0], a[1], a[2]);
+        yb = Rc::luma16(b[0], b[1], b[2]);
+        const __m128i k32 = _mm_set1_epi8(32);
+        for (int c = 0; c < 3; ++c) s[c] = _mm_add_epi16(_mm_maddubs_epi16(a[c], k32), _mm_maddubs_epi16(b[c], k32));
+    }
     static uint8_t lumaPx(int r, int g, int b) { return enc::lumaQ16_px<S>(r, g, b); }
     static void chromaPx(int sr, int sg, int sb, uint8_t& cb, uint8_t& cr) {
         enc::chromaBlockQ18_px<S>(sr, sg, sb, cb, cr);
@@ -105,6 +114,14 @@ struct RoundedLane : BlockTail<RoundedLane<YAdd>, enc::kBlock601> {
         return enc::lumaLane_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1), YAdd);
     }
     static __m128i luma16(__m128i r, __m128i g, __m128i b) { return enc::lumaLaneBytes_v(r, g, b, YAdd); }
+    // The even and odd lanes of each channel serve luma and the block sums.
+    static void rowPair16(const __m128i (&a)[3], const __m128i (&b)[3], __m128i& ya, __m128i& yb, __m128i (&s)[3]) {
+        enc::EvenOdd64 ea[3], eb[3];
+        for (int c = 0; c < 3; ++c) ea[c] = enc::evenOdd64_v(a[c]), eb[c] = enc::evenOdd64_v(b[c]);
+        ya = enc::lumaLaneBytes64_v(ea[0], ea[1], ea[2], YAdd);
+        yb = enc::lumaLaneBytes64_v(eb[0], eb[1], eb[2], YAdd);
+        for (int c = 0; c < 3; ++c) s[c] = enc::blockSum5_v(ea[c], eb[c]);
+    }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
         enc::chromaLane_v(sr, sg, sb, cb, cr);
     }
@@ -196,19 +213,14 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
     // body: 16 pixels (8 chroma samples) of both rows
     for (; i + 8 <= n; i += 8) {
         const int x = 2 * i;
-        __m128i ra, ga, ba, rb, gb, bb;
-        Rd::read16Bytes(s0 + P * x, ra, ga, ba);
-        Rd::read16Bytes(s1 + P * x, rb, gb, bb);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(y0 + x), Rc::luma16(ra, ga, ba));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x), Rc::luma16(rb, gb, bb));
-        // block sums << 5: neighbouring bytes of each row multiplied by 32
-        // and added into 16-bit lanes (at most 16320), the two rows added
-        const __m128i k32 = _mm_set1_epi8(32);
-        const auto sum = [k32](__m128i a, __m128i b) {
-            return _mm_add_epi16(_mm_maddubs_epi16(a, k32), _mm_maddubs_epi16(b, k32));
-        };
+        __m128i a[3], b[3], ya, yb, s[3];
+        Rd::read16Bytes(s0 + P * x, a[0], a[1], a[2]);
+        Rd::read16Bytes(s1 + P * x, b[0], b[1], b[2]);
+        Rc::rowPair16(a, b, ya, yb, s);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(y0 + x), ya);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x), yb);
         __m128i cb, cr;
-        Rc::chroma(sum(ra, rb), sum(ga, gb), sum(ba, bb), cb, cr);
+        Rc::chroma(s[0], s[1], s[2], cb, cr);
         out.store8(i, Rc::pack(cb, cr));
     }
     // one group of 8 pixels (4 chroma samples) when bit 2 of n is set

@@ -41,28 +41,51 @@ static_assert(kLaneCrR == fix(0.439, 14) && kLaneCrG == fix(0.368, 14) && kLaneC
 
 // Luma of eight pixels; lanes hold R << 7, G << 7, B << 7.  `add` is the
 // offset-and-rounding addend (1056; the 4:2:0 encoders that name 1026 use
-// it in its place).
-inline __m128i lumaLane_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYAdd) {
-    const __m128i yr = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYR), r);
-    const __m128i yg = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYG), g);
-    const __m128i yb = _mm_mulhrs_epi16(_mm_set1_epi16(kLaneYB), b);
+// it in its place).  With M = 2 the lanes hold value << 6 and the
+// coefficients are doubled: every product 2k * (v << 6) is k * (v << 7), so
+// each rounded product, and the result, are the same.
+template <int M = 1>
+inline __m128i lumaLaneM_v(__m128i r, __m128i g, __m128i b, int16_t add) {
+    static_assert(M == 1 || (M == 2 && kLaneYG * 2 < 32768), "coefficients stay within int16");
+    const __m128i yr = _mm_mulhrs_epi16(_mm_set1_epi16(int16_t(kLaneYR * M)), r);
+    const __m128i yg = _mm_mulhrs_epi16(_mm_set1_epi16(int16_t(kLaneYG * M)), g);
+    const __m128i yb = _mm_mulhrs_epi16(_mm_set1_epi16(int16_t(kLaneYB * M)), b);
     return _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(_mm_add_epi16(yr, yg), yb), _mm_set1_epi16(add)), 6);
 }
+inline __m128i lumaLane_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYAdd) {
+    return lumaLaneM_v<1>(r, g, b, add);
+}
 
-// Luma of sixteen pixels as bytes, from byte vectors of R, G, B in pixel
-// order: the lanes of value << 7 of the even pixels are a lane shifted left
-// by 7 with the odd byte's bits masked off, of the odd pixels a lane shifted
-// right by 1 and masked, so nothing is unpacked.  Every result lies within
-// 16..235 for the addends used (1026, 1056), so the even and odd results
-// join as the low and high bytes of a lane, as the saturating pack would
-// leave them.
-inline __m128i lumaLaneBytes_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYAdd) {
-    const __m128i m = _mm_set1_epi16(0x7F80);
-    const auto even = [m](__m128i v) { return _mm_and_si128(_mm_slli_epi16(v, 7), m); };
-    const auto odd = [m](__m128i v) { return _mm_and_si128(_mm_srli_epi16(v, 1), m); };
-    const __m128i ye = lumaLane_v(even(r), even(g), even(b), add);
-    const __m128i yo = lumaLane_v(odd(r), odd(g), odd(b), add);
+// A byte vector of sixteen pixels as the lanes of value << 6 of its even
+// pixels and of its odd pixels: one byte multiply-add each (weights 64, 0
+// and 0, 64), no shift or mask.  even + odd is the pair sum << 6.
+struct EvenOdd64 {
+    __m128i even, odd;
+};
+inline EvenOdd64 evenOdd64_v(__m128i v) {
+    return {_mm_maddubs_epi16(v, _mm_set1_epi16(64)), _mm_maddubs_epi16(v, _mm_set1_epi16(64 << 8))};
+}
+
+// Sums of 2 x 2 blocks << 5 from the even and odd lanes of two rows: each
+// row's pair sum << 6 (at most 32640), the two averaged with rounding up,
+// which is exact because their sum is even.
+inline __m128i blockSum5_v(const EvenOdd64& a, const EvenOdd64& b) {
+    return _mm_avg_epu16(_mm_add_epi16(a.even, a.odd), _mm_add_epi16(b.even, b.odd));
+}
+
+// Luma of sixteen pixels as bytes from the even and odd lanes of R, G, B.
+// Every result lies within 16..235 for the addends used (1026, 1056), so
+// the even and odd results join as the low and high bytes of a lane, as
+// the saturating pack would leave them.
+inline __m128i lumaLaneBytes64_v(const EvenOdd64& r, const EvenOdd64& g, const EvenOdd64& b, int16_t add) {
+    const __m128i ye = lumaLaneM_v<2>(r.even, g.even, b.even, add);
+    const __m128i yo = lumaLaneM_v<2>(r.odd, g.odd, b.odd, add);
     return _mm_or_si128(ye, _mm_slli_epi16(yo, 8));
+}
+
+// The same from byte vectors of R, G, B in pixel order.
+inline __m128i lumaLaneBytes_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYAdd) {
+    return lumaLaneBytes64_v(evenOdd64_v(r), evenOdd64_v(g), evenOdd64_v(b), add);
 }
 
 // Chroma of eight lanes holding R, G, B << 7 (one pixel each) or the sums

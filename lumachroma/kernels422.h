@@ -12,6 +12,7 @@
 //                                packed source is then decoded on its bytes as they lie
 // Encoder recipe policy (see PairLane, PairUHigh):
 //   __m128i luma(r8, g8, b8)     eight pixels, lanes hold value << 8
+//   void body16(r, g, b, y, s)   sixteen pixels from byte vectors: luma bytes, pair sums << 6
 //   void chroma(sr, sg, sb, cb, cr)  pair sums << 6 (the pair mean << 7)
 //   __m128i finish(bytes)        a last step on the packed bytes (a clamp, or nothing)
 //   void pair(p0, p1, y0, y1, cb, cr)  the scalar tail's rule, one pair
@@ -273,6 +274,13 @@ struct PairLane {
         enc::chromaLane_v(sr, sg, sb, cb, cr, enc::kLanePairCAdd);
     }
     static __m128i finish(__m128i v) { return v; }
+    // Sixteen pixels from byte vectors: the even and odd lanes of each
+    // channel (value << 6) give luma as bytes and, added, the pair sums << 6.
+    static void body16(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i (&s)[3]) {
+        const enc::EvenOdd64 e[3] = {enc::evenOdd64_v(r), enc::evenOdd64_v(g), enc::evenOdd64_v(b)};
+        y = enc::lumaLaneBytes64_v(e[0], e[1], e[2], enc::kLaneYAdd);
+        for (int c = 0; c < 3; ++c) s[c] = _mm_add_epi16(e[c].even, e[c].odd);
+    }
     static void pair(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
         enc::pairQ17_px<S>(p0, p1, y0, y1, cb, cr);
     }
@@ -288,6 +296,17 @@ struct PairUHigh {
         enc::chromaUHigh_v<M>(sr, sg, sb, cb, cr);
     }
     static __m128i finish(__m128i v) { return enc::holdBytes_v<M>(v); }
+    // Sixteen pixels from byte vectors: luma of the unpacked halves, packed;
+    // pair sums by a multiply-add against ones, << 6.
+    static void body16(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i (&s)[3]) {
+        const __m128i z = _mm_setzero_si128();
+        const __m128i ylo = luma(_mm_unpacklo_epi8(z, r), _mm_unpacklo_epi8(z, g), _mm_unpacklo_epi8(z, b));
+        const __m128i yhi = luma(_mm_unpackhi_epi8(z, r), _mm_unpackhi_epi8(z, g), _mm_unpackhi_epi8(z, b));
+        y = _mm_packus_epi16(ylo, yhi);
+        const __m128i ones = _mm_set1_epi8(1);
+        const __m128i v[3] = {r, g, b};
+        for (int c = 0; c < 3; ++c) s[c] = _mm_slli_epi16(_mm_maddubs_epi16(v[c], ones), 6);
+    }
     static void pair(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
         enc::pairQ17_px<S, M>(p0, p1, y0, y1, cb, cr);
     }
@@ -400,20 +419,14 @@ struct PlanarYccOut {
 // the scalar pair rule.  The last pixel of an odd width is not touched.
 template <class Rc, class In, class Out>
 inline void innerEncode422(const In& in, const Out& out, int width) {
-    const __m128i ones = _mm_set1_epi8(1);
     int x = 0;
     for (; x + 16 <= width; x += 16) {
-        __m128i r, g, b;
+        __m128i r, g, b, y, s[3];
         in.read16(x, r, g, b);
-        const __m128i z = _mm_setzero_si128();
-        const __m128i ylo = Rc::luma(_mm_unpacklo_epi8(z, r), _mm_unpacklo_epi8(z, g), _mm_unpacklo_epi8(z, b));
-        const __m128i yhi = Rc::luma(_mm_unpackhi_epi8(z, r), _mm_unpackhi_epi8(z, g), _mm_unpackhi_epi8(z, b));
-        // pair sums by a multiply-add against ones, << 6
-        const auto sum = [ones](__m128i v) { return _mm_slli_epi16(_mm_maddubs_epi16(v, ones), 6); };
+        Rc::body16(r, g, b, y, s);
         __m128i cb, cr;
-        Rc::chroma(sum(r), sum(g), sum(b), cb, cr);
-        out.put16(x, Rc::finish(_mm_packus_epi16(ylo, yhi)), Rc::finish(_mm_packus_epi16(cb, cb)),
-                  Rc::finish(_mm_packus_epi16(cr, cr)));
+        Rc::chroma(s[0], s[1], s[2], cb, cr);
+        out.put16(x, Rc::finish(y), Rc::finish(_mm_packus_epi16(cb, cb)), Rc::finish(_mm_packus_epi16(cr, cr)));
     }
     if (x + 8 <= width) {
         __m128i r8, g8, b8;
