@@ -374,4 +374,26 @@ inline void planes3HighRow(const uint8_t* const s[3], uint8_t* const d[3], int w
     for (; x < width; ++x) px(s[0][x], s[1][x], s[2][x], d[0][x], d[1][x], d[2][x]);
 }
 
+// A byte vector of sixteen pixels as lanes of value << 6 of its even pixels
+// and of its odd pixels: one byte multiply-add each (weights 64, 0 and 0,
+// 64), no shift or mask.  even + odd is the pair sum << 6 (at most 32640).
+struct EvenOdd64 {
+    __m128i even, odd;
+};
+inline EvenOdd64 evenOdd64(__m128i v) {
+    return {_mm_maddubs_epi16(v, _mm_set1_epi16(64)), _mm_maddubs_epi16(v, _mm_set1_epi16(64 << 8))};
+}
+
+// Sums of 2 x 2 blocks << 5 from the even and odd lanes of two rows: each
+// row's pair sum << 6, the two averaged with rounding up, which is exact
+// because their sum is even.
+inline __m128i blockSum5(const EvenOdd64& a, const EvenOdd64& b) {
+    return _mm_avg_epu16(_mm_add_epi16(a.even, a.odd), _mm_add_epi16(b.even, b.odd));
+}
+
+// Sixteen bytes in pixel order from the results of the even and the odd
+// pixels, each within 0..255 in its 16-bit lane (what the saturating pack
+// would leave).
+inline __m128i joinEvenOdd(__m128i even, __m128i odd) { return _mm_or_si128(even, _mm_slli_epi16(odd, 8)); }
+
 }  // namespace cel::simd

@@ -96,6 +96,7 @@ struct BlockTail {
     // Luma of sixteen pixels of two rows and the block sums << 5 of their
     // eight blocks: neighbouring bytes of each row multiplied by 32 and
     // added into 16-bit lanes (at most 16320), the two rows added.
+    template <int P>
     static void rowPair16(const __m128i (&a)[3], const __m128i (&b)[3], __m128i& ya, __m128i& yb, __m128i (&s)[3]) {
         ya = Rc::luma16(a[0], a[1], a[2]);
         yb = Rc::luma16(b[0], b[1], b[2]);
@@ -114,13 +115,20 @@ struct RoundedLane : BlockTail<RoundedLane<YAdd>, enc::kBlock601> {
         return enc::lumaLane_v(_mm_srli_epi16(r8, 1), _mm_srli_epi16(g8, 1), _mm_srli_epi16(b8, 1), YAdd);
     }
     static __m128i luma16(__m128i r, __m128i g, __m128i b) { return enc::lumaLaneBytes_v(r, g, b, YAdd); }
-    // The even and odd lanes of each channel serve luma and the block sums.
+    // From four-byte pixels the even and odd lanes of each channel, by byte
+    // multiply-adds, serve luma and the block sums; from three-byte pixels
+    // shifts and masks do.
+    template <int P>
     static void rowPair16(const __m128i (&a)[3], const __m128i (&b)[3], __m128i& ya, __m128i& yb, __m128i (&s)[3]) {
+        if constexpr (P != 4) {
+            BlockTail<RoundedLane<YAdd>, enc::kBlock601>::template rowPair16<P>(a, b, ya, yb, s);
+            return;
+        }
         enc::EvenOdd64 ea[3], eb[3];
-        for (int c = 0; c < 3; ++c) ea[c] = enc::evenOdd64_v(a[c]), eb[c] = enc::evenOdd64_v(b[c]);
+        for (int c = 0; c < 3; ++c) ea[c] = enc::evenOdd64(a[c]), eb[c] = enc::evenOdd64(b[c]);
         ya = enc::lumaLaneBytes64_v(ea[0], ea[1], ea[2], YAdd);
         yb = enc::lumaLaneBytes64_v(eb[0], eb[1], eb[2], YAdd);
-        for (int c = 0; c < 3; ++c) s[c] = enc::blockSum5_v(ea[c], eb[c]);
+        for (int c = 0; c < 3; ++c) s[c] = enc::blockSum5(ea[c], eb[c]);
     }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
         enc::chromaLane_v(sr, sg, sb, cb, cr);
@@ -216,7 +224,7 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
         __m128i a[3], b[3], ya, yb, s[3];
         Rd::read16Bytes(s0 + P * x, a[0], a[1], a[2]);
         Rd::read16Bytes(s1 + P * x, b[0], b[1], b[2]);
-        Rc::rowPair16(a, b, ya, yb, s);
+        Rc::template rowPair16<P>(a, b, ya, yb, s);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y0 + x), ya);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x), yb);
         __m128i cb, cr;

@@ -22,6 +22,7 @@
 
 #include <cstdint>
 
+#include "frame/simd.h"
 #include "lumachroma/matrices.h"
 
 namespace cel::enc {
@@ -56,22 +57,9 @@ inline __m128i lumaLane_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYA
     return lumaLaneM_v<1>(r, g, b, add);
 }
 
-// A byte vector of sixteen pixels as the lanes of value << 6 of its even
-// pixels and of its odd pixels: one byte multiply-add each (weights 64, 0
-// and 0, 64), no shift or mask.  even + odd is the pair sum << 6.
-struct EvenOdd64 {
-    __m128i even, odd;
-};
-inline EvenOdd64 evenOdd64_v(__m128i v) {
-    return {_mm_maddubs_epi16(v, _mm_set1_epi16(64)), _mm_maddubs_epi16(v, _mm_set1_epi16(64 << 8))};
-}
-
-// Sums of 2 x 2 blocks << 5 from the even and odd lanes of two rows: each
-// row's pair sum << 6 (at most 32640), the two averaged with rounding up,
-// which is exact because their sum is even.
-inline __m128i blockSum5_v(const EvenOdd64& a, const EvenOdd64& b) {
-    return _mm_avg_epu16(_mm_add_epi16(a.even, a.odd), _mm_add_epi16(b.even, b.odd));
-}
+using simd::EvenOdd64;
+using simd::evenOdd64;
+using simd::blockSum5;
 
 // Luma of sixteen pixels as bytes from the even and odd lanes of R, G, B.
 // Every result lies within 16..235 for the addends used (1026, 1056), so
@@ -80,12 +68,20 @@ inline __m128i blockSum5_v(const EvenOdd64& a, const EvenOdd64& b) {
 inline __m128i lumaLaneBytes64_v(const EvenOdd64& r, const EvenOdd64& g, const EvenOdd64& b, int16_t add) {
     const __m128i ye = lumaLaneM_v<2>(r.even, g.even, b.even, add);
     const __m128i yo = lumaLaneM_v<2>(r.odd, g.odd, b.odd, add);
-    return _mm_or_si128(ye, _mm_slli_epi16(yo, 8));
+    return simd::joinEvenOdd(ye, yo);
 }
 
-// The same from byte vectors of R, G, B in pixel order.
+// The same from byte vectors of R, G, B in pixel order by shifts and masks:
+// the lanes of value << 7 of the even pixels are a lane shifted left by 7
+// with the odd byte's bits masked off, of the odd pixels a lane shifted
+// right by 1 and masked.  Where the channel split itself is heavy on the
+// multiply ports (three-byte pixels, by byte blends) this beats the byte
+// multiply-adds.
 inline __m128i lumaLaneBytes_v(__m128i r, __m128i g, __m128i b, int16_t add = kLaneYAdd) {
-    return lumaLaneBytes64_v(evenOdd64_v(r), evenOdd64_v(g), evenOdd64_v(b), add);
+    const __m128i m = _mm_set1_epi16(0x7F80);
+    const auto even = [m](__m128i v) { return _mm_and_si128(_mm_slli_epi16(v, 7), m); };
+    const auto odd = [m](__m128i v) { return _mm_and_si128(_mm_srli_epi16(v, 1), m); };
+    return simd::joinEvenOdd(lumaLane_v(even(r), even(g), even(b), add), lumaLane_v(odd(r), odd(g), odd(b), add));
 }
 
 // Chroma of eight lanes holding R, G, B << 7 (one pixel each) or the sums

@@ -277,7 +277,7 @@ struct PairLane {
     // Sixteen pixels from byte vectors: the even and odd lanes of each
     // channel (value << 6) give luma as bytes and, added, the pair sums << 6.
     static void body16(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i (&s)[3]) {
-        const enc::EvenOdd64 e[3] = {enc::evenOdd64_v(r), enc::evenOdd64_v(g), enc::evenOdd64_v(b)};
+        const enc::EvenOdd64 e[3] = {enc::evenOdd64(r), enc::evenOdd64(g), enc::evenOdd64(b)};
         y = enc::lumaLaneBytes64_v(e[0], e[1], e[2], enc::kLaneYAdd);
         for (int c = 0; c < 3; ++c) s[c] = _mm_add_epi16(e[c].even, e[c].odd);
     }

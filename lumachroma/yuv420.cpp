@@ -53,33 +53,34 @@ struct Pair420 {
     uint8_t *y0, *y1, *u, *v;
 };
 
-// Sixteen pixels of both rows, channels as lanes of value << 8 (pixels 0-7,
-// 8-15): luma of both rows stored, chroma of the eight blocks returned.
+// Sixteen pixels of both rows from byte vectors of R, G, B (c[row][0..2]):
+// luma of both rows stored, chroma of the eight blocks returned.  Each
+// channel's even and odd pixels become lanes of value << 6 (one byte
+// multiply-add each) and take the doubled luma weights, the same products
+// as on value << 7; Y = L >> 6 lies within 0..255, so the even and odd
+// results join as the low and high bytes of a lane with no pack.  The
+// block sums << 5 (the means << 7) come from the same lanes; the four
+// lumas of a block are summed (the sum can pass 32767, the logical shift
+// brings it back) and halved.
 template <bool Al>
-inline void q14Blocks8(const __m128i (&r8)[2][2], const __m128i (&g8)[2][2], const __m128i (&b8)[2][2], uint8_t* y0,
-                       uint8_t* y1, __m128i& u, __m128i& v) {
-    __m128i l[2][2];
+inline void q14Blocks8(const __m128i (&c)[2][3], uint8_t* y0, uint8_t* y1, __m128i& u, __m128i& v) {
+    cel::simd::EvenOdd64 e[2][3];
+    __m128i ls[2];
     for (int row = 0; row < 2; ++row) {
-        for (int h = 0; h < 2; ++h)
-            l[row][h] = yuv::roundedLuma_v<yuv::kQ14>(_mm_srli_epi16(r8[row][h], 1), _mm_srli_epi16(g8[row][h], 1),
-                                                     _mm_srli_epi16(b8[row][h], 1));
-        const __m128i y = _mm_packus_epi16(yuv::roundedY_v<yuv::kQ14>(l[row][0]), yuv::roundedY_v<yuv::kQ14>(l[row][1]));
+        for (int ch = 0; ch < 3; ++ch) e[row][ch] = cel::simd::evenOdd64(c[row][ch]);
+        const __m128i le = yuv::roundedLuma_v<yuv::kQ14Doubled>(e[row][0].even, e[row][1].even, e[row][2].even);
+        const __m128i lo = yuv::roundedLuma_v<yuv::kQ14Doubled>(e[row][0].odd, e[row][1].odd, e[row][2].odd);
+        const __m128i y = cel::simd::joinEvenOdd(yuv::roundedY_v<yuv::kQ14>(le), yuv::roundedY_v<yuv::kQ14>(lo));
         uint8_t* dy = row ? y1 : y0;
         if constexpr (Al)
             _mm_store_si128(reinterpret_cast<__m128i*>(dy), y);
         else
             storeu(dy, y);
+        ls[row] = _mm_add_epi16(le, lo);
     }
-    // block sums << 5 (the means << 7); the four lumas summed (the sum can
-    // pass 32767, the logical shift brings it back) and halved
-    const auto sum4 = [](const __m128i (&c)[2][2]) {
-        const __m128i lo = _mm_add_epi16(_mm_srli_epi16(c[0][0], 8), _mm_srli_epi16(c[1][0], 8));
-        const __m128i hi = _mm_add_epi16(_mm_srli_epi16(c[0][1], 8), _mm_srli_epi16(c[1][1], 8));
-        return _mm_slli_epi16(_mm_hadd_epi16(lo, hi), 5);
-    };
-    const __m128i sl = _mm_srli_epi16(
-        _mm_hadd_epi16(_mm_add_epi16(l[0][0], l[1][0]), _mm_add_epi16(l[0][1], l[1][1])), 1);
-    yuv::roundedChroma_v<yuv::kQ14>(sum4(r8), sum4(b8), sl, u, v);
+    const __m128i sl = _mm_srli_epi16(_mm_add_epi16(ls[0], ls[1]), 1);
+    yuv::roundedChroma_v<yuv::kQ14>(cel::simd::blockSum5(e[0][0], e[1][0]), cel::simd::blockSum5(e[0][2], e[1][2]), sl,
+                                    u, v);
 }
 
 // Eight pixels of both rows (four blocks).
@@ -124,20 +125,20 @@ void rgbToYuv420Row(const Pair420& p, int n) {
     int i = 0;
     // body: Q14 rounded-weight block recipe, 8 blocks
     for (; i + 8 <= n; i += 8) {
-        __m128i r8[2][2], g8[2][2], b8[2][2], u, v;
+        __m128i c[2][3], u, v;
         for (int row = 0; row < 2; ++row) {
             const uint8_t* s = (row ? p.s1 : p.s0) + 6 * i;
             if constexpr (Al) {
                 const __m128i* q = reinterpret_cast<const __m128i*>(s);
-                const __m128i a = _mm_load_si128(q), b = _mm_load_si128(q + 1), c = _mm_load_si128(q + 2);
-                cel::simd::gather3High<0>(a, b, c, r8[row][0], r8[row][1]);
-                cel::simd::gather3High<1>(a, b, c, g8[row][0], g8[row][1]);
-                cel::simd::gather3High<2>(a, b, c, b8[row][0], b8[row][1]);
+                const __m128i a = _mm_load_si128(q), b = _mm_load_si128(q + 1), d = _mm_load_si128(q + 2);
+                c[row][0] = cel::simd::gather3<0>(a, b, d);
+                c[row][1] = cel::simd::gather3<1>(a, b, d);
+                c[row][2] = cel::simd::gather3<2>(a, b, d);
             } else {
-                cel::simd::split3x16High(s, r8[row], g8[row], b8[row]);
+                cel::simd::split3x16(s, c[row][0], c[row][1], c[row][2]);
             }
         }
-        q14Blocks8<Al>(r8, g8, b8, p.y0 + 2 * i, p.y1 + 2 * i, u, v);
+        q14Blocks8<Al>(c, p.y0 + 2 * i, p.y1 + 2 * i, u, v);
         cel::simd::storeLow8(p.u + i, _mm_packus_epi16(u, u));
         cel::simd::storeLow8(p.v + i, _mm_packus_epi16(v, v));
     }
@@ -205,25 +206,16 @@ void y8_myRGBToYUV420_8u_P3R(const uint8_t* const src[3], int srcStep, uint8_t* 
 // BGRA: alpha ignored; 16 pixels of both rows an iteration.
 void y8_myBGRToYUV420_8u_AC4P3R(const uint8_t* src, int srcStep, uint8_t* const dst[3], const int dstStep[3], int width,
                                 int height) {
-    const __m128i z = _mm_setzero_si128();
     const int n = width >> 1;
     for (int j = 0; j < (height >> 1); ++j) {
         const Pair420 p = pairAt(src, srcStep, dst, dstStep, j);
         int i = 0;
         // body: Q14 rounded-weight block recipe, 8 blocks
         for (; i + 8 <= n; i += 8) {
-            __m128i r8[2][2], g8[2][2], b8[2][2], u, v;
-            for (int row = 0; row < 2; ++row) {
-                __m128i b, g, r;
-                cel::simd::split4x16((row ? p.s1 : p.s0) + 8 * i, b, g, r);
-                r8[row][0] = _mm_unpacklo_epi8(z, r);
-                r8[row][1] = _mm_unpackhi_epi8(z, r);
-                g8[row][0] = _mm_unpacklo_epi8(z, g);
-                g8[row][1] = _mm_unpackhi_epi8(z, g);
-                b8[row][0] = _mm_unpacklo_epi8(z, b);
-                b8[row][1] = _mm_unpackhi_epi8(z, b);
-            }
-            q14Blocks8<false>(r8, g8, b8, p.y0 + 2 * i, p.y1 + 2 * i, u, v);
+            __m128i c[2][3], u, v;
+            for (int row = 0; row < 2; ++row)
+                cel::simd::split4x16((row ? p.s1 : p.s0) + 8 * i, c[row][2], c[row][1], c[row][0]);
+            q14Blocks8<false>(c, p.y0 + 2 * i, p.y1 + 2 * i, u, v);
             cel::simd::storeLow8(p.u + i, _mm_packus_epi16(u, u));
             cel::simd::storeLow8(p.v + i, _mm_packus_epi16(v, v));
         }

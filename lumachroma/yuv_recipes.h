@@ -111,6 +111,11 @@ static_assert(kQ15.yR == fix(0.299, 15) && kQ15.yG == fix(0.587, 15) && kQ15.yB 
 static_assert(kQ15.u == static_cast<int>(0.492 * 32768) && kQ15.v == static_cast<int>(0.877 * 32768));
 static_assert(kQ14.u == (kQ15.u + 1) / 2 && kQ14.v == (kQ15.v + 1) / 2);
 
+// The Q14 luma weights doubled, for lanes of value << 6: every product
+// 2w * (v << 6) is w * (v << 7), so the rounded products are the same.
+inline constexpr RoundedSet kQ14Doubled{2 * kQ14.yR, 2 * kQ14.yG, 2 * kQ14.yB, kQ14.u, kQ14.v, kQ14.shift};
+static_assert(2 * kQ14.yG < 32768, "doubled weights stay within int16");
+
 template <const RoundedSet& S>
 inline __m128i roundedLuma_v(__m128i r, __m128i g, __m128i b) {
     return _mm_add_epi16(_mm_add_epi16(_mm_mulhrs_epi16(k16(S.yR), r), _mm_mulhrs_epi16(k16(S.yG), g)),

@@ -3,8 +3,9 @@
 // recipe header), applied by pixel position; every destination byte,
 // canaries included, compared with the model over widths that hit body
 // only, tail only and both, odd heights, negative and zero steps; worked
-// values; the contiguous forms against the R forms with derived steps; the
-// aligned kernels against the general ones.  Statuses, check order and
+// values; every colour as a uniform block through the 4:2:0 encoders' body
+// and scalar blocks; the contiguous forms against the R forms with derived
+// steps; the aligned kernels against the general ones.  Statuses, check order and
 // errors that write nothing: the robustness table's rows (tests/robust).
 #include <gtest/gtest.h>
 
@@ -18,6 +19,7 @@
 
 #include "celcc.h"
 #include "common/image_buffer.h"
+#include "common/sweep24.h"
 
 namespace {
 
@@ -447,6 +449,8 @@ CelStatus callOn(const Fn& fn, Img& s, Img& d, CelSize sz) {
     return fn.call(p, sz);
 }
 
+void expectSameBytes(const Fn& fn, const Img& d, const Img& e, int w, int h);
+
 void runAndCompare(const Fn& fn, int w, int h, Walk sw, Walk dw, uint32_t seed, bool pattern = false) {
     Img s(fn.src, fn.srcSamp(), w, h), d(fn.dst, fn.dstSamp(), w, h);
     s.walk = sw;
@@ -460,6 +464,10 @@ void runAndCompare(const Fn& fn, int w, int h, Walk sw, Walk dw, uint32_t seed, 
     fn.model(s, e, w, h, allAligned(s, d));
     const CelStatus want = fn.oddWarns() && ((w | h) & 1) ? celStatusOddSize : celStatusOk;
     ASSERT_EQ(callOn(fn, s, d, {w, h}), want) << fn.name << " " << w << "x" << h;
+    expectSameBytes(fn, d, e, w, h);
+}
+
+void expectSameBytes(const Fn& fn, const Img& d, const Img& e, int w, int h) {
     for (size_t i = 0; i < d.b.size(); ++i) {
         const auto &got = d.b[i].raw(), &exp = e.b[i].raw();
         for (size_t k = 0; k < got.size(); ++k)
@@ -477,6 +485,39 @@ TEST_P(Yuv, MatchesModelAcrossWidthsAndHeights) {
             if (w >= fn.minSize && h >= fn.minSize) runAndCompare(fn, w, h, Walk::Down, Walk::Down, seed++);
     runAndCompare(fn, 1920, 3, Walk::Down, Walk::Down, seed++);
     runAndCompare(fn, 256 * 3 + 15, 2, Walk::Down, Walk::Down, seed++, true);
+}
+
+// Every colour (2^24) as a uniform 2 x 2 block of the 4:2:0 encoders from
+// pixels, through the vector body (rows of sixteen blocks) and through the
+// scalar blocks (rows of three), in chunks of 2^20 colours: luma and
+// chroma see every colour (chroma as the sum of four equal pixels).
+TEST_P(Yuv, Encoder420EveryColourAsAUniformBlockThroughBodyAndTail) {
+    const Fn fn = GetParam();
+    if (fn.samp != Samp::S420 || !fn.encoder() || fn.src == Lay::P3) GTEST_SKIP() << "no 4:2:0 encoder from pixels";
+    const bool bgr = fn.name[0] == 'B';
+    constexpr int64_t kChunk = int64_t(1) << 20;
+    for (int blocksPerRow : {16, 3}) {
+        const int w = 2 * blocksPerRow, h = 2 * int(kChunk / blocksPerRow + 1);
+        for (int64_t first = 0; first < celtest::sweep24Count(); first += kChunk) {
+            Img s(fn.src, Samp::S444, w, h), d(fn.dst, fn.samp, w, h);
+            for (int by = 0; by < h / 2; ++by)
+                for (int bx = 0; bx < blocksPerRow; ++bx) {
+                    int r, g, b;
+                    celtest::sweep24Input(first + int64_t(by) * blocksPerRow + bx, r, g, b);
+                    for (int k = 0; k < 4; ++k) {
+                        const int x = 2 * bx + (k & 1), y = 2 * by + (k >> 1);
+                        at(s, fn.src, x, y, 0) = uint8_t(bgr ? b : r);
+                        at(s, fn.src, x, y, 1) = uint8_t(g);
+                        at(s, fn.src, x, y, 2) = uint8_t(bgr ? r : b);
+                    }
+                }
+            Img e = d;
+            fn.model(s, e, w, h, allAligned(s, d));
+            ASSERT_EQ(callOn(fn, s, d, {w, h}), celStatusOk) << fn.name;
+            expectSameBytes(fn, d, e, w, h);
+            if (HasFatalFailure()) return;
+        }
+    }
 }
 
 TEST_P(Yuv, NegativeAndZeroSteps) {
