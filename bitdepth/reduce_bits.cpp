@@ -64,6 +64,11 @@ void y8_ownNo_PX(const typename F::S* src, int srcStep, typename F::D* dst, int 
         if (cel::rb::listed(cel::rb::kIntIndex16, L))
             return y8_innerNo<F, C>(cel::rb::IntIndex16<F, false>(L), src, srcStep, dst, dstStep, width, height);
     }
+    if constexpr (F::kDst8 && sizeof(typename F::S) == 1) {
+        if (L == 255) return y8_innerNo<F, C>(cel::rb::IntIndex8<F, true>(L), src, srcStep, dst, dstStep, width, height);
+        if (cel::rb::listed(cel::rb::kIntIndex8, L))
+            return y8_innerNo<F, C>(cel::rb::IntIndex8<F, false>(L), src, srcStep, dst, dstStep, width, height);
+    }
     if constexpr (F::kDst8 && F::kFloatSrc) {
         if (L == 255) return y8_innerNo<F, C>(cel::rb::IntScale32f<F, true>(L), src, srcStep, dst, dstStep, width, height);
         if (cel::rb::listed(cel::rb::kIntScale, L))

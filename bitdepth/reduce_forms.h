@@ -249,6 +249,8 @@ struct Plain {
 // the grid index m scaled as m * 255 / L rounded down:
 //  - kIntIndex16: 16-bit sources, index m = (v * L + 32767) / 65535 (the
 //    nearest grid index, ties down) for all 65,536 values v;
+//  - kIntIndex8: byte sources, index m = (v * L + 127) / 255 likewise for
+//    all 256 values v;
 //  - kIntScale: float sources, the index m = k + up of the float rule (k the
 //    truncated L * x, up its round-up) scaled in integers for every k.
 // Elsewhere float rounding moves a result by one and the float rule runs.
@@ -256,6 +258,8 @@ struct Plain {
 // value (16-bit) and around every grid and half-grid point (float).
 inline constexpr uint32_t kIntIndex16[8] = {0xF5FFFFFEu, 0x9D3B7CFDu, 0x9FF1F7F3u, 0xE1F797EDu,
                                             0x77B28D7Fu, 0xC373668Fu, 0x603D50BBu, 0xFC815620u};
+inline constexpr uint32_t kIntIndex8[8] = {0xF5FFFFFEu, 0x9D3B7CFDu, 0x9FF1F7F3u, 0xE1F797EDu,
+                                           0x77F7DF7Fu, 0xCF7F7F8Fu, 0xE3BDFCFBu, 0xFD83D7B7u};
 inline constexpr uint32_t kIntScale[8] = {0xF5FFFFFEu, 0x9D3B7CFDu, 0x9FF1F7F3u, 0xE1F797EDu,
                                           0x77B28D7Fu, 0xC377768Fu, 0xE23D54BBu, 0xFC83D721u};
 inline bool listed(const uint32_t (&set)[8], int L) { return (set[(L >> 5) & 7] >> (L & 31)) & 1u; }
@@ -309,6 +313,31 @@ struct IntIndex16 {
     void v16(const typename F::S* p, typename F::D* d) const {
         const __m128i a = sc.v8<Ident>(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
         const __m128i b = sc.v8<Ident>(index8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8))));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
+    }
+};
+
+// Bytes to bytes for the counts of kIntIndex8 (Ident: 256 levels): n =
+// v * L + 128 in 16-bit lanes, the index (n + (n >> 8)) >> 8, that is
+// (v * L + 127) / 255.
+template <class F, bool Ident>
+struct IntIndex8 {
+    IndexScale sc;
+    explicit IntIndex8(int l) : sc(l) {}
+    int32_t px(uint8_t s) const { return sc.px((uint32_t(s) * uint32_t(sc.L) + 127u) / 255u); }
+    __m128i index8(__m128i v) const {
+        const __m128i n = _mm_add_epi16(_mm_mullo_epi16(v, _mm_set1_epi16(int16_t(sc.L))), _mm_set1_epi16(128));
+        return _mm_srli_epi16(_mm_add_epi16(n, _mm_srli_epi16(n, 8)), 8);
+    }
+    __m128i v4(const uint8_t* p) const {
+        int32_t w;
+        std::memcpy(&w, p, 4);
+        return _mm_cvtepu16_epi32(sc.v8(index8(_mm_cvtepu8_epi16(_mm_cvtsi32_si128(w)))));
+    }
+    void v16(const uint8_t* p, uint8_t* d) const {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i a = sc.v8<Ident>(index8(_mm_unpacklo_epi8(v, _mm_setzero_si128())));
+        const __m128i b = sc.v8<Ident>(index8(_mm_unpackhi_epi8(v, _mm_setzero_si128())));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
     }
 };
