@@ -147,6 +147,21 @@ inline void joinLanes(float* p, __m128 c0, __m128 c1, __m128 c2) {
         join3x4fLanes(p, c0, c1, c2);
 }
 
+// A float row of N-channel pixels for a lane-wise recipe: four pixels a step
+// through `body(c0, c1, c2, o0, o1, o2)` between splitLanes and joinLanes,
+// then `tail(src pixel, dst pixel)` one pixel at a time.
+template <int N, class Body, class Tail>
+inline void laneRow(const float* s, float* d, int width, Body body, Tail tail) {
+    int x = 0;
+    for (; x + 4 <= width; x += 4) {
+        __m128 c0, c1, c2, o0, o1, o2;
+        splitLanes<N>(s + N * x, c0, c1, c2);
+        body(c0, c1, c2, o0, o1, o2);
+        joinLanes<N>(d + N * x, o0, o1, o2);
+    }
+    for (; x < width; ++x) tail(s + N * x, d + N * x);
+}
+
 // ---- 16-bit pixels ------------------------------------------------------------------
 // Four pixels of three or four 16-bit channels -> the first three channels
 // as four 32-bit lanes each, widened with or without sign.

@@ -108,20 +108,14 @@ void y8_innerRGBToHLS_16s_C3R(const int16_t* s, int16_t* d, int w, int c) { rgbT
 // the tail's operations lane by lane, so every pixel gets the same bits.
 template <int N>
 void rgbToHls32fRow(const float* s, float* d, int width) {
-    int x = 0;
-    for (; x + 4 <= width; x += 4) {
-        __m128 r, g, b, h, l, sat;
-        cel::cs::splitLanes<N>(s + N * x, r, g, b);
-        cel::hls::rgbToHlsExact(r, g, b, h, l, sat);
-        cel::cs::joinLanes<N>(d + N * x, h, l, sat);
-    }
-    for (; x < width; ++x) {
-        const float* p = s + N * x;
-        float* q = d + N * x;
-        float h, l, sat;
-        cel::hls::rgbToHls<1, Div::Exact>(p[0], p[1], p[2], h, l, sat);
-        q[0] = h, q[1] = l, q[2] = sat;
-    }
+    cel::cs::laneRow<N>(
+        s, d, width,
+        [](__m128 r, __m128 g, __m128 b, __m128& h, __m128& l, __m128& sat) { cel::hls::rgbToHlsExact(r, g, b, h, l, sat); },
+        [](const float* p, float* q) {
+            float h, l, sat;
+            cel::hls::rgbToHls<1, Div::Exact>(p[0], p[1], p[2], h, l, sat);
+            q[0] = h, q[1] = l, q[2] = sat;
+        });
 }
 
 void y8_innerRGBToHLS_32f_C3R(const float* s, float* d, int width, int channels) {
@@ -183,28 +177,24 @@ void y8_innerHLSToRGB_16s_C3R(const int16_t* s, int16_t* d, int w, int c) { hlsT
 // 32f reverse: groups of four, x 0.016666668; the tail divides by 60.
 template <int N>
 void hlsToRgb32fRow(const float* s, float* d, int width) {
-    int x = 0;
-    // body: x 0.016666668, 4 pixels
-    for (; x + 4 <= width; x += 4) {
-        __m128 h, l, sat, r, g, b;
-        cel::cs::splitLanes<N>(s + N * x, h, l, sat);
-        cel::hls::hlsToRgb<1>(h, l, sat, r, g, b);
-        const __m128 gray = _mm_cmpeq_ps(sat, _mm_setzero_ps());
-        r = _mm_blendv_ps(r, l, gray), g = _mm_blendv_ps(g, l, gray), b = _mm_blendv_ps(b, l, gray);
-        cel::cs::joinLanes<N>(d + N * x, r, g, b);
-    }
-    // tail: / 60
-    for (; x < width; ++x) {
-        const float* p = s + N * x;
-        float* q = d + N * x;
-        if (p[2] == 0.0f) {
-            q[0] = q[1] = q[2] = p[1];
-            continue;
-        }
-        float o[3];
-        cel::hls::hlsToRgb<1, false>(p[0], p[1], p[2], o);
-        q[0] = o[0], q[1] = o[1], q[2] = o[2];
-    }
+    cel::cs::laneRow<N>(
+        s, d, width,
+        // body: x 0.016666668, 4 pixels
+        [](__m128 h, __m128 l, __m128 sat, __m128& r, __m128& g, __m128& b) {
+            cel::hls::hlsToRgb<1>(h, l, sat, r, g, b);
+            const __m128 gray = _mm_cmpeq_ps(sat, _mm_setzero_ps());
+            r = _mm_blendv_ps(r, l, gray), g = _mm_blendv_ps(g, l, gray), b = _mm_blendv_ps(b, l, gray);
+        },
+        // tail: / 60
+        [](const float* p, float* q) {
+            if (p[2] == 0.0f) {
+                q[0] = q[1] = q[2] = p[1];
+                return;
+            }
+            float o[3];
+            cel::hls::hlsToRgb<1, false>(p[0], p[1], p[2], o);
+            q[0] = o[0], q[1] = o[1], q[2] = o[2];
+        });
 }
 
 void y8_innerHLSToRGB_32f_AC4R(const float* s, float* d, int width, int) { hlsToRgb32fRow<4>(s, d, width); }

@@ -49,23 +49,17 @@ inline __m128 limitRGB(__m128 v) { return _mm_max_ps(_mm_setzero_ps(), _mm_min_p
 // 32f forward: four pixels an iteration, then the same products one pixel at a time.
 template <int N>
 void rgbToXyz32fRow(const float* s, float* d, int width) {
-    int x = 0;
-    // body: float matrix, 4 pixels (lane-wise, in the split's lane order)
-    for (; x + 4 <= width; x += 4) {
-        __m128 r, g, b;
-        cel::cs::splitLanes<N>(s + N * x, r, g, b);
-        const __m128 X = dot3(kRGBToXYZ[0], r, g, b), Y = dot3(kRGBToXYZ[1], r, g, b);
-        const __m128 Z = limitZ(dot3(kRGBToXYZ[2], r, g, b));
-        cel::cs::joinLanes<N>(d + N * x, X, Y, Z);
-    }
-    // tail: the same products in the same order
-    for (; x < width; ++x) {
-        const float* p = s + N * x;
-        float* q = d + N * x;
-        const float X = dot3(kRGBToXYZ[0], p[0], p[1], p[2]), Y = dot3(kRGBToXYZ[1], p[0], p[1], p[2]);
-        const float Z = limitZ(dot3(kRGBToXYZ[2], p[0], p[1], p[2]));
-        q[0] = X, q[1] = Y, q[2] = Z;
-    }
+    cel::cs::laneRow<N>(
+        s, d, width,
+        [](__m128 r, __m128 g, __m128 b, __m128& X, __m128& Y, __m128& Z) {
+            X = dot3(kRGBToXYZ[0], r, g, b), Y = dot3(kRGBToXYZ[1], r, g, b);
+            Z = limitZ(dot3(kRGBToXYZ[2], r, g, b));
+        },
+        [](const float* p, float* q) {
+            const float X = dot3(kRGBToXYZ[0], p[0], p[1], p[2]), Y = dot3(kRGBToXYZ[1], p[0], p[1], p[2]);
+            const float Z = limitZ(dot3(kRGBToXYZ[2], p[0], p[1], p[2]));
+            q[0] = X, q[1] = Y, q[2] = Z;
+        });
 }
 void y8_innerRGBToXYZ_32f_C3R(const float* s, float* d, int width, int channels) {
     if (channels == 4)
@@ -78,21 +72,17 @@ void y8_innerRGBToXYZ_32f_C3R(const float* s, float* d, int width, int channels)
 // pixels at a time (a - b Y is a + (-b) Y exactly), then one at a time.
 template <int N>
 void xyzToRgb32fRow(const float* s, float* d, int width) {
-    int x = 0;
-    for (; x + 4 <= width; x += 4) {
-        __m128 X, Y, Z;
-        cel::cs::splitLanes<N>(s + N * x, X, Y, Z);
-        const __m128 R = limitRGB(dot3(kXYZToRGB[0], X, Y, Z)), G = limitRGB(dot3(kXYZToRGB[1], X, Y, Z));
-        const __m128 B = limitRGB(dot3(kXYZToRGB[2], X, Y, Z));
-        cel::cs::joinLanes<N>(d + N * x, R, G, B);
-    }
-    for (; x < width; ++x) {
-        const float* p = s + N * x;
-        float* q = d + N * x;
-        q[0] = limitRGB(dot3(kXYZToRGB[0], p[0], p[1], p[2]));
-        q[1] = limitRGB(dot3(kXYZToRGB[1], p[0], p[1], p[2]));
-        q[2] = limitRGB(dot3(kXYZToRGB[2], p[0], p[1], p[2]));
-    }
+    cel::cs::laneRow<N>(
+        s, d, width,
+        [](__m128 X, __m128 Y, __m128 Z, __m128& R, __m128& G, __m128& B) {
+            R = limitRGB(dot3(kXYZToRGB[0], X, Y, Z)), G = limitRGB(dot3(kXYZToRGB[1], X, Y, Z));
+            B = limitRGB(dot3(kXYZToRGB[2], X, Y, Z));
+        },
+        [](const float* p, float* q) {
+            q[0] = limitRGB(dot3(kXYZToRGB[0], p[0], p[1], p[2]));
+            q[1] = limitRGB(dot3(kXYZToRGB[1], p[0], p[1], p[2]));
+            q[2] = limitRGB(dot3(kXYZToRGB[2], p[0], p[1], p[2]));
+        });
 }
 void y8_innerXYZToRGB_32f_C3R(const float* s, float* d, int width, int channels) {
     if (channels == 4)
