@@ -110,39 +110,60 @@ inline constexpr Packed565 kBGR565{false}, kRGB565{true};
 // three sets of 8 pixels.  A set's lanes are its pixel pairs: the luma of
 // the even pixels in lanes 0-3 and of the odd ones in lanes 4-7, and Cb,
 // Cr of the pairs likewise, so every chroma product is formed once per pair
-// and meets both of its pixels in the same lane.  A set spans two groups;
-// its fields are gathered from both by one byte shuffle each, merged, and
-// brought to bits 6-15 by the per-lane multiply of fieldGather.
+// and meets both of its pixels in the same lane.  The four fields of two
+// neighbouring pairs lie within 16 bytes of the block, so a set is two
+// windows, each an unaligned load and one byte shuffle to the 16-bit lanes
+// (luma of the even pixels, of the odd ones, Cb, Cr; two pairs each),
+// brought to bits 6-15 by the per-lane multiply of fieldGather; the two
+// windows' 32-bit lanes then interleave to the set's luma and chroma.
 inline constexpr int kBlockGroups = 4, kBlockPixels = kBlockGroups * kGroupPixels, kSetPixels = 8;
-inline constexpr int kBlockSets = kBlockPixels / kSetPixels;
+inline constexpr int kBlockSets = kBlockPixels / kSetPixels, kBlockBytes = kBlockGroups * kGroupWords * 4;
 
-struct SetGather {
-    alignas(16) int8_t luma[2][16];    // from the set's first and second group
-    alignas(16) int8_t chroma[2][16];  // Cb of the pairs in lanes 0-3, Cr in 4-7
-    alignas(16) int16_t lumaScale[8];
-    alignas(16) int16_t chromaScale[8];
+struct WindowGather {
+    int start;  // the window's first byte in the block
+    alignas(16) int8_t pairs[16];
+    alignas(16) int16_t scale[8];
 };
 
-// The first group of set s.
-constexpr int setGroup(int s) { return s * kSetPixels / kGroupPixels; }
+// The byte in the block where field f of group g starts.
+constexpr int fieldByte(int g, const Field& f) { return 4 * (kGroupWords * g + f.word) + f.offset / 8; }
 
-constexpr SetGather setGather(int s) {
-    SetGather g{};
-    for (int at = 0; at < 2; ++at)
-        for (int i = 0; i < 16; ++i) g.luma[at][i] = g.chroma[at][i] = -128;  // a zero byte
-    const int first = setGroup(s);
+// Window w (0, 1) of set s: pairs 4 s + 2 w and the next.
+constexpr WindowGather windowGather(int s, int w) {
+    WindowGather g{};
+    Field fields[8] = {};
+    int group[8] = {};
+    for (int k = 0; k < 2; ++k) {
+        const int even = s * kSetPixels + 4 * w + 2 * k;  // the pair's first pixel in the block
+        const int gi = even / kGroupPixels, p = even % kGroupPixels;
+        const Field f[4] = {kLumaFields[p], kLumaFields[p + 1], kCbFields[p], kCrFields[p]};
+        for (int c = 0; c < 4; ++c) fields[2 * c + k] = f[c], group[2 * c + k] = gi;
+    }
+    int first = kBlockBytes;
     for (int lane = 0; lane < 8; ++lane) {
-        const int pair = lane % 4, pixel = s * kSetPixels + 2 * pair + lane / 4;
-        const int even = s * kSetPixels + 2 * pair;
-        // the lane takes its bytes from the group of its pixel; the other
-        // group's shuffle gives it zeros
-        gatherLane(g.luma[pixel / kGroupPixels - first], g.lumaScale, lane, kLumaFields[pixel % kGroupPixels]);
-        gatherLane(g.chroma[even / kGroupPixels - first], g.chromaScale, lane,
-                   (lane < 4 ? kCbFields : kCrFields)[even % kGroupPixels]);
+        const int at = fieldByte(group[lane], fields[lane]);
+        first = at < first ? at : first;
+    }
+    g.start = first < kBlockBytes - 16 ? first : kBlockBytes - 16;  // no window reads past the block
+    for (int lane = 0; lane < 8; ++lane) {
+        const int at = fieldByte(group[lane], fields[lane]) - g.start;  // the field as if in word 0
+        gatherLane(g.pairs, g.scale, lane, Field{0, 8 * at + fields[lane].offset % 8});
     }
     return g;
 }
-inline constexpr SetGather kSetGather[kBlockSets] = {setGather(0), setGather(1), setGather(2)};
+inline constexpr WindowGather kWindows[kBlockSets][2] = {{windowGather(0, 0), windowGather(0, 1)},
+                                                          {windowGather(1, 0), windowGather(1, 1)},
+                                                          {windowGather(2, 0), windowGather(2, 1)}};
+
+// Every byte pair a window takes lies inside it.
+constexpr bool windowsFit() {
+    for (const auto& set : kWindows)
+        for (const WindowGather& g : set)
+            for (int i = 0; i < 16; ++i)
+                if (g.pairs[i] < 0 || g.pairs[i] > 15 || g.start < 0 || g.start + 16 > kBlockBytes) return false;
+    return true;
+}
+static_assert(windowsFit(), "two pairs' fields lie within 16 bytes of the block");
 
 inline __m128i loadConst(const void* p) { return _mm_load_si128(static_cast<const __m128i*>(p)); }
 
@@ -165,20 +186,24 @@ inline constexpr int kMagicHigh = 0x4B40;
 inline constexpr float kChromaBase = kMagic + 32768.0f;
 inline constexpr float kFieldScale = 1.0f / 64;
 
-// The 5-6-5 words of set s from its two groups.
+// The fields of window (s, w) of the block at `block`, at bits 6-15 of
+// their 16-bit lanes (the bits below are the field's neighbour).
+template <int S, int W>
+inline __m128i window_v(const uint8_t* block) {
+    const WindowGather& g = kWindows[S][W];
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block + g.start));
+    return _mm_mullo_epi16(_mm_shuffle_epi8(v, loadConst(g.pairs)), loadConst(g.scale));
+}
+
+// The 5-6-5 words of set s of the block at `block`.
 template <const Packed565& P, int S>
-inline __m128i set565_v(__m128i first, __m128i second) {
-    const SetGather& k = kSetGather[S];
-    const __m128i y16 =
-        _mm_srli_epi16(_mm_mullo_epi16(_mm_or_si128(_mm_shuffle_epi8(first, loadConst(k.luma[0])),
-                                                    _mm_shuffle_epi8(second, loadConst(k.luma[1]))),
-                                       loadConst(k.lumaScale)),
-                       6);
-    const __m128i c16 = _mm_and_si128(
-        _mm_mullo_epi16(_mm_or_si128(_mm_shuffle_epi8(first, loadConst(k.chroma[0])),
-                                     _mm_shuffle_epi8(second, loadConst(k.chroma[1]))),
-                        loadConst(k.chromaScale)),
-        _mm_set1_epi16(static_cast<int16_t>(kFieldMask << 6)));  // the bits below are the field's neighbour
+inline __m128i set565_v(const uint8_t* block) {
+    const __m128i w0 = window_v<S, 0>(block), w1 = window_v<S, 1>(block);
+    // even pixels' luma in lanes 0-3, odd in 4-7
+    const __m128i y16 = _mm_srli_epi16(_mm_unpacklo_epi32(w0, w1), 6);
+    // Cb of the pairs in lanes 0-3, Cr in 4-7, as 64 C
+    const __m128i c16 =
+        _mm_and_si128(_mm_unpackhi_epi32(w0, w1), _mm_set1_epi16(static_cast<int16_t>(kFieldMask << 6)));
     const __m128i high = _mm_set1_epi16(kMagicHigh);
     const __m128 magic = _mm_set1_ps(kMagic), base = _mm_set1_ps(kChromaBase);
     const __m128 b64 = _mm_sub_ps(_mm_castsi128_ps(_mm_unpacklo_epi16(c16, high)), base);
@@ -210,12 +235,10 @@ inline __m128i set565_v(__m128i first, __m128i second) {
 // 24 pixels from 16 words to 24 samples.
 template <const Packed565& P>
 inline void block565_v(const uint32_t* s, uint16_t* d) {
-    const auto in = [s](int g) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + kGroupWords * g)); };
-    const __m128i g0 = in(0), g1 = in(1), g2 = in(2), g3 = in(3);
-    static_assert(setGroup(0) == 0 && setGroup(1) == 1 && setGroup(2) == 2, "sets span groups 0-1, 1-2, 2-3");
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), set565_v<P, 0>(g0, g1));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + kSetPixels), set565_v<P, 1>(g1, g2));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 2 * kSetPixels), set565_v<P, 2>(g2, g3));
+    const uint8_t* block = reinterpret_cast<const uint8_t*>(s);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), set565_v<P, 0>(block));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + kSetPixels), set565_v<P, 1>(block));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 2 * kSetPixels), set565_v<P, 2>(block));
 }
 
 }  // namespace cel::chroma::v210

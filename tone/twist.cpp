@@ -17,8 +17,9 @@
 //
 // Row kernels (count in samples for C3 and AC4, in pixels for planar and
 // C4 rows):
-//   C3     8u first sixteen pixels a turn (three 16-byte loads, a byte
-//          shuffle per channel and window of four pixels); then four pixels
+//   C3     8u first sixteen pixels a turn (an unaligned 16-byte load and
+//          a byte shuffle per channel for each window of four pixels, the
+//          last window loaded from 4 bytes before it); then four pixels
 //          as three vector loads, split into a vector per channel, the
 //          lanes recipe, joined back; tail: a pixel at a time by the scalar
 //          recipe.  Each block is read whole before it is stored, so the
@@ -231,10 +232,11 @@ struct Shuffles {
     alignas(16) int8_t toLanes[3][16];
     alignas(16) int8_t back[16];
 };
-constexpr Shuffles makeShuffles(int stride) {
+constexpr Shuffles makeShuffles(int stride, int first = 0) {
     Shuffles t{};
     for (int c = 0; c < 3; ++c)
-        for (int j = 0; j < 16; ++j) t.toLanes[c][j] = (j % 4 == 0) ? static_cast<int8_t>(stride * (j / 4) + c) : int8_t(-1);
+        for (int j = 0; j < 16; ++j)
+            t.toLanes[c][j] = (j % 4 == 0) ? static_cast<int8_t>(first + stride * (j / 4) + c) : int8_t(-1);
     for (int j = 0; j < 16; ++j) {
         const int pixel = j / stride, ch = j % stride;
         t.back[j] = (pixel < 4 && ch < 3) ? static_cast<int8_t>(4 * ch + pixel) : int8_t(-1);
@@ -242,6 +244,8 @@ constexpr Shuffles makeShuffles(int stride) {
     return t;
 }
 inline constexpr Shuffles kBytes3 = makeShuffles(3), kBytes4 = makeShuffles(4);
+// the four pixels in bytes 4-15 of a vector
+inline constexpr Shuffles kBytes3Last = makeShuffles(3, 4);
 
 inline __m128i ld16(const int8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
 
@@ -282,24 +286,23 @@ inline __m128i twist4Bytes(__m128i v, const Shuffles& sh, int stride, const Matr
 
 // One window of four pixels: twelve bytes in, twelve bytes (and four zero
 // bytes) out.
-template <bool Bounded>
+template <bool Bounded, const Shuffles& In = kBytes3>
 inline __m128i twistWindow8u(__m128i w, const Matrix3& m) {
-    return _mm_shuffle_epi8(twist4Bytes<Bounded>(w, kBytes3, 3, m), ld16(kBytes3.back));
+    return _mm_shuffle_epi8(twist4Bytes<Bounded>(w, In, 3, m), ld16(kBytes3.back));
 }
 
-// Sixteen pixels of three channels, as four windows of four pixels (twelve
-// bytes at the start of a vector).  All 48 bytes are loaded before the
-// first store, so d may be s; each window's 16-byte store runs four bytes
-// into the next window, which its own store then covers; the last window
-// stores 8 and 4 bytes.
+// Sixteen pixels of three channels, as four windows of four pixels, each
+// an unaligned load of the 16 bytes from its first (the last window from
+// 4 bytes before it, so as to read none past the 48).  All loads come
+// before the first store, so d may be s; each window's 16-byte store runs
+// four bytes into the next window, which its own store then covers; the
+// last window stores 8 and 4 bytes.
 template <bool Bounded>
 inline void twist16x8u(const uint8_t* s, uint8_t* d, const Matrix3& m) {
-    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
-    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 32));
-    const __m128i w0 = twistWindow8u<Bounded>(a, m), w1 = twistWindow8u<Bounded>(_mm_alignr_epi8(b, a, 12), m);
-    const __m128i w2 = twistWindow8u<Bounded>(_mm_alignr_epi8(c, b, 8), m);
-    const __m128i w3 = twistWindow8u<Bounded>(_mm_srli_si128(c, 4), m);
+    const auto at = [s](int k) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + k)); };
+    const __m128i a = at(0), b = at(12), c = at(24), e = at(32);
+    const __m128i w0 = twistWindow8u<Bounded>(a, m), w1 = twistWindow8u<Bounded>(b, m);
+    const __m128i w2 = twistWindow8u<Bounded>(c, m), w3 = twistWindow8u<Bounded, kBytes3Last>(e, m);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d), w0);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 12), w1);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 24), w2);
