@@ -15,6 +15,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -33,22 +34,43 @@ void labFwdRow(const S* s, D* d, int width) {
     constexpr int kTerms = k8 ? 4 : 8;
     const float(&w)[3] = std::is_same_v<S, float> ? kLabIn32f : kLabIn8u;
     int x = 0;
-    // body: 4 px, three table lookups a pixel interleaved over the pixels
-    for (; x + 4 <= width; x += 4) {
-        F4 c0, c1, c2;
-        load4<S, 3>(s + 3 * x, c0, c1, c2);
-        if constexpr (Bgr) std::swap(c0, c2);
-        F4 L, a, b;
-        labFromRGB<kTerms>(c0, c1, c2, w, L, a, b);
-        if constexpr (kF) {
-            store4(d + 3 * x, 3, L, a, b);
-        } else if constexpr (k8) {
-            cel::cs::join8x4<3>(d + 3 * x, roundi(L * F4(2.55f)), roundi(a + F4(128.0f)), roundi(b + F4(128.0f)));
-        } else {
-            const __m128i l = roundi(L * F4(655.35f)), ai = roundi((a + F4(128.0f)) * F4(255.0f));
-            const __m128i bi = roundi((b + F4(128.0f)) * F4(255.0f));
-            cel::cs::join16x4<3>(d + 3 * x, _mm_packus_epi32(l, l), _mm_packus_epi32(ai, ai), _mm_packus_epi32(bi, bi));
+    // body: blocks of up to kBlock px in two passes, so that a group's table
+    // reads start well ahead of its series: first X, Y, Z (divided by the
+    // white point) and the packed table indices of every 4 px, kept on the
+    // stack; then the entries, roots, branches and outputs
+    constexpr int kBlock = 64;
+    alignas(16) float xyz[3][kBlock];
+    alignas(16) uint8_t idx[kBlock / 4][16];
+    while (x + 4 <= width) {
+        const int n = (width - x) / 4 * 4 < kBlock ? (width - x) / 4 * 4 : kBlock;
+        for (int i = 0; i < n; i += 4) {
+            F4 c0, c1, c2, X, Y, Z;
+            load4<S, 3>(s + 3 * (x + i), c0, c1, c2);
+            if constexpr (Bgr) std::swap(c0, c2);
+            labXYZ(c0, c1, c2, w, X, Y, Z);
+            _mm_store_ps(xyz[0] + i, X.v), _mm_store_ps(xyz[1] + i, Y.v), _mm_store_ps(xyz[2] + i, Z.v);
+            _mm_store_si128(reinterpret_cast<__m128i*>(idx[i / 4]), powIndex3(X, Y, Z));
         }
+        for (int i = 0; i < n; i += 4) {
+            uint64_t kxy;
+            uint32_t kz;
+            std::memcpy(&kxy, idx[i / 4], 8);
+            std::memcpy(&kz, idx[i / 4] + 8, 4);
+            F4 t[3], r[3], L, a, b;
+            powStart3(kxy, kz, t, r);
+            labFwd<kTerms>(_mm_load_ps(xyz[0] + i), _mm_load_ps(xyz[1] + i), _mm_load_ps(xyz[2] + i), t, r, L, a, b);
+            D* q = d + 3 * (x + i);
+            if constexpr (kF) {
+                store4(q, 3, L, a, b);
+            } else if constexpr (k8) {
+                cel::cs::join8x4<3>(q, roundi(L * F4(2.55f)), roundi(a + F4(128.0f)), roundi(b + F4(128.0f)));
+            } else {
+                const __m128i l = roundi(L * F4(655.35f)), ai = roundi((a + F4(128.0f)) * F4(255.0f));
+                const __m128i bi = roundi((b + F4(128.0f)) * F4(255.0f));
+                cel::cs::join16x4<3>(q, _mm_packus_epi32(l, l), _mm_packus_epi32(ai, ai), _mm_packus_epi32(bi, bi));
+            }
+        }
+        x += n;
     }
     // tail: the same operations; the rounded integer's low bits are stored
     for (; x < width; ++x) {

@@ -79,11 +79,40 @@ inline void powStart(F4 v, F4& t, F4& r) {
     r = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
 }
 
+// Four table entries from four byte indices in one 32-bit word, lowest first.
+inline void powQuad(uint32_t k, F4& t, F4& r) {
+    const auto at = [](uint32_t i) { return reinterpret_cast<const __m64*>(&_POW_LUV[i]); };
+    const __m128 p01 = _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), at(k & 0xFF)), at((k >> 8) & 0xFF));
+    const __m128 p23 = _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), at((k >> 16) & 0xFF)), at(k >> 24));
+    t = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+    r = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
+}
+
+// The table indices of three cube roots over four lanes (Lab's x, y and z)
+// as bytes x0..x3 y0..y3 z0..z3 (the top four 0): truncated as powIndex,
+// then clamped together by saturating packs to bytes (negative to 0) and a
+// byte minimum with the last entry, the same entries as powIndex.
+inline __m128i powIndex3(F4 x, F4 y, F4 z) {
+    static_assert(kPowLuvSize == 128, "indices are packed to bytes");
+    const __m128 s = _mm_set1_ps(127.99805f);
+    const __m128i kx = _mm_cvttps_epi32(_mm_mul_ps(x.v, s)), ky = _mm_cvttps_epi32(_mm_mul_ps(y.v, s));
+    const __m128i kz = _mm_cvttps_epi32(_mm_mul_ps(z.v, s));
+    return _mm_min_epu8(_mm_packus_epi16(_mm_packs_epi32(kx, ky), _mm_packs_epi32(kz, kz)), _mm_set1_epi8(kPowLuvSize - 1));
+}
+// Start values of the three from their packed indices, read out of general registers.
+inline void powStart3(uint64_t kxy, uint32_t kz, F4 (&t)[3], F4 (&r)[3]) {
+    powQuad(static_cast<uint32_t>(kxy), t[0], r[0]);
+    powQuad(static_cast<uint32_t>(kxy >> 32), t[1], r[1]);
+    powQuad(kz, t[2], r[2]);
+}
+inline void powStart3(F4 x, F4 y, F4 z, F4 (&t)[3], F4 (&r)[3]) {
+    const __m128i k = powIndex3(x, y, z);
+    powStart3(static_cast<uint64_t>(_mm_cvtsi128_si64(k)), static_cast<uint32_t>(_mm_extract_epi32(k, 2)), t, r);
+}
+
 // cbrt(v) = t * S(d), d = (v - t^3) * r, S = 1 + c0 d + c1 d^2 + ... (Terms terms after 1).
 template <int Terms, class T>
-inline T cbrtTab(T v, const float* c) {
-    T t, r;
-    powStart(v, t, r);
+inline T cbrtSeries(T v, T t, T r, const float* c) {
     const T d = (v - t * t * t) * r;
     T p = d, s = T(1.0f) + T(c[0]) * d;
     for (int i = 1; i < Terms; ++i) {
@@ -91,6 +120,12 @@ inline T cbrtTab(T v, const float* c) {
         s = s + T(c[i]) * p;
     }
     return t * s;
+}
+template <int Terms, class T>
+inline T cbrtTab(T v, const float* c) {
+    T t, r;
+    powStart(v, t, r);
+    return cbrtSeries<Terms>(v, t, r, c);
 }
 
 // ---- LUV --------------------------------------------------------------------------
@@ -276,19 +311,28 @@ using LabScalar = std::conditional_t<std::is_same_v<T, float> || std::is_same_v<
 template <int Terms>
 inline float labRoot(float v) { return cbrtTab<Terms>(v, kSeries); }
 template <int Terms>
-inline F4 labRoot(F4 v) { return cbrtTab<Terms>(v, kSeries); }
-template <int Terms>
 inline double labRoot(double v) { return cbrt53(v); }
 template <int Terms>
 inline D2 labRoot(D2 v) { return y8__my_cbrt53_pd(v.v); }
-
-// Forward from x, y, z already divided by the white point: all three roots
-// for every pixel, then the branches.
+// All three roots of a pixel; four lanes read their twelve table entries together.
 template <int Terms, class T>
-inline void labFwd(T x, T y, T z, T& L, T& a, T& b) {
+inline void labRoot3(T x, T y, T z, T& cx, T& cy, T& cz) {
+    cx = labRoot<Terms>(x), cy = labRoot<Terms>(y), cz = labRoot<Terms>(z);
+}
+template <int Terms>
+inline void labRoot3(F4 x, F4 y, F4 z, F4& cx, F4& cy, F4& cz) {
+    F4 t[3], r[3];
+    powStart3(x, y, z, t, r);
+    cx = cbrtSeries<Terms>(x, t[0], r[0], kSeries), cy = cbrtSeries<Terms>(y, t[1], r[1], kSeries);
+    cz = cbrtSeries<Terms>(z, t[2], r[2], kSeries);
+}
+
+// Forward from x, y, z already divided by the white point and their three
+// cube roots: the branches.
+template <class T>
+inline void labBranches(T x, T y, T z, T cx, T cy, T cz, T& L, T& a, T& b) {
     using K = LabK<LabScalar<T>>;
     using S = LabScalar<T>;
-    const T cx = labRoot<Terms>(x), cy = labRoot<Terms>(y), cz = labRoot<Terms>(z);
     const T brk = T(K::brk);
     L = sel(le(y, brk), y * T(K::lin), cy * T(S(116)) - T(S(16)));
     const T fx = sel(le(x, brk), x * T(K::slope) + T(K::off), cx);
@@ -296,6 +340,19 @@ inline void labFwd(T x, T y, T z, T& L, T& a, T& b) {
     const T fz = sel(le(z, brk), z * T(K::slope) + T(K::off), cz);
     a = (fx - fy) * T(S(500));
     b = (fy - fz) * T(S(200));
+}
+// All three roots for every pixel, then the branches.
+template <int Terms, class T>
+inline void labFwd(T x, T y, T z, T& L, T& a, T& b) {
+    T cx, cy, cz;
+    labRoot3<Terms>(x, y, z, cx, cy, cz);
+    labBranches(x, y, z, cx, cy, cz, L, a, b);
+}
+// The same over four lanes whose table entries were read already (powStart3).
+template <int Terms>
+inline void labFwd(F4 x, F4 y, F4 z, const F4 (&t)[3], const F4 (&r)[3], F4& L, F4& a, F4& b) {
+    labBranches(x, y, z, cbrtSeries<Terms>(x, t[0], r[0], kSeries), cbrtSeries<Terms>(y, t[1], r[1], kSeries),
+                cbrtSeries<Terms>(z, t[2], r[2], kSeries), L, a, b);
 }
 
 // Division by the white point and by full scale in one factor: 8-bit,
@@ -323,10 +380,16 @@ inline void labRev(T L, T a, T b, const W (&w)[3], T& X, T& Y, T& Z) {
 
 // A pixel both ways from and to R, G, B: the matrix rows (each scaled by its
 // factor on the way in), the Lab formulas.
+template <class T, class W>
+inline void labXYZ(T r, T g, T b, const W (&w)[3], T& x, T& y, T& z) {
+    x = dot3(kRGBToXYZ[0], r, g, b) * T(w[0]), y = dot3(kRGBToXYZ[1], r, g, b) * T(w[1]);
+    z = dot3(kRGBToXYZ[2], r, g, b) * T(w[2]);
+}
 template <int Terms, class T, class W>
 inline void labFromRGB(T r, T g, T b, const W (&w)[3], T& L, T& A, T& B) {
-    labFwd<Terms>(dot3(kRGBToXYZ[0], r, g, b) * T(w[0]), dot3(kRGBToXYZ[1], r, g, b) * T(w[1]),
-                  dot3(kRGBToXYZ[2], r, g, b) * T(w[2]), L, A, B);
+    T x, y, z;
+    labXYZ(r, g, b, w, x, y, z);
+    labFwd<Terms>(x, y, z, L, A, B);
 }
 template <class T, class W>
 inline void labToRGB(T L, T A, T B, const W (&w)[3], T& r, T& g, T& b) {
