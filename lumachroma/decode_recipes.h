@@ -41,10 +41,33 @@ inline __m128i chromaFromHigh(__m128i v8) {
 // hold (C - 128) << 7 as above; luma lanes hold the negated value
 // -((Y - 16) << 7) = -128 Y + 2048, for the recipes' NegLuma forms.
 // Odd selects the odd pixels.
-template <bool Odd>
+// D is the lane's offset (-128 Y + D): 16 << 7 as above, or one that carries
+// a rounding addend (see negLumaOffset).
+template <bool Odd, int16_t D = 16 << 7>
 inline __m128i lumaNegFromBytes(__m128i y) {
     const __m128i k = _mm_set1_epi16(Odd ? static_cast<int16_t>(0x8000) : 0x0080);  // bytes -128 and 0
-    return _mm_add_epi16(_mm_maddubs_epi16(y, k), _mm_set1_epi16(16 << 7));
+    return _mm_add_epi16(_mm_maddubs_epi16(y, k), _mm_set1_epi16(D));
+}
+
+// The signed multiply-high of one lane, floor(a k / 65536), in constant
+// expressions.
+constexpr int hisFloor(int a, int k) {
+    const long long p = static_cast<long long>(a) * k;
+    return static_cast<int>(p >= 0 ? p / 65536 : -((-p + 65535) / 65536));
+}
+
+// An offset D for the negated luma lanes such that his(-128 Y + D, -ky)
+// equals his(-((Y - 16) << 7), ky) + addend for every byte Y, so that the
+// addend rides on the lane's offset with no addition of its own; 0 when no
+// offset near 16 << 7 does it (the recipe then adds the addend).
+constexpr int16_t negLumaOffset(int ky, int addend) {
+    for (int d = 16 << 7; d >= (16 << 7) - 1024; --d) {
+        bool all = true;
+        for (int y = 0; y < 256 && all; ++y)
+            all = hisFloor(-128 * y + d, -ky) == hisFloor((y - 16) * 128, ky) + addend;
+        if (all) return static_cast<int16_t>(d);
+    }
+    return 0;
 }
 // c holds C ^ 0x80, the signed byte C - 128.
 template <bool Odd>
@@ -153,16 +176,11 @@ inline void wideFromLumaTerm_v(__m128i ty, const WideTerms& t, __m128i& r, __m12
     b = _mm_srai_epi16(_mm_add_epi16(ty, t.b), 4);
 }
 
-// NegLuma: y holds the negated luma lanes and is multiplied by the negated
-// coefficient, the same product (studio-range sets only).  LumaAddend: the
-// terms came without the addend 8, which joins the luma term once (the
-// same sums).
-template <const WideSet& S, bool NegLuma = false, bool LumaAddend = false>
+// The luma term his(y, S.y), or Y * 16 by a shift for full-scale luma.
+template <const WideSet& S>
 inline void widePixels_v(__m128i y, const WideTerms& t, __m128i& r, __m128i& g, __m128i& b) {
-    static_assert(!NegLuma || S.y != 1 << 13, "full-scale luma is formed by a shift of Y << 7");
-    const __m128i ty0 = S.y == 1 << 13 ? _mm_srai_epi16(y, 3)
-                                       : _mm_mulhi_epi16(y, _mm_set1_epi16(static_cast<int16_t>(NegLuma ? -S.y : S.y)));
-    wideFromLumaTerm_v(LumaAddend ? _mm_add_epi16(ty0, _mm_set1_epi16(8)) : ty0, t, r, g, b);
+    const __m128i ty = S.y == 1 << 13 ? _mm_srai_epi16(y, 3) : _mm_mulhi_epi16(y, _mm_set1_epi16(S.y));
+    wideFromLumaTerm_v(ty, t, r, g, b);
 }
 
 // The luma term of the even (Odd false) or odd pixels of sixteen luma
@@ -197,12 +215,26 @@ inline void wideSet_v(__m128i y, __m128i cb, __m128i cr, __m128i& r, __m128i& g,
 // Sixteen pixels by the wide recipe from their luma bytes and the chroma
 // lanes of the even and of the odd pixels; results packed to bytes in
 // even/odd order, as narrowEvenOdd_v leaves them.
+// The addend 8 rides on the luma lanes' offset (the studio sets' luma
+// coefficient 9535 has one), so the luma term comes with it.
 template <const WideSet& S>
 inline void wideEvenOdd_v(__m128i y, __m128i cbE, __m128i crE, __m128i cbO, __m128i crO, __m128i& r, __m128i& g,
                           __m128i& b) {
+    constexpr int16_t d = negLumaOffset(S.y, 8);
+    static_assert(d != 0, "a luma offset that carries the addend");
+    const __m128i ky = _mm_set1_epi16(static_cast<int16_t>(-S.y));
+    // one parity: G takes its two terms off one after the other (no term
+    // is shared at full resolution)
+    const auto pixels = [](__m128i t, __m128i cb, __m128i cr, __m128i& r, __m128i& g, __m128i& b) {
+        r = _mm_srai_epi16(_mm_add_epi16(_mm_mulhi_epi16(cr, _mm_set1_epi16(S.crR)), t), 4);
+        b = _mm_srai_epi16(_mm_add_epi16(_mm_mulhi_epi16(cb, _mm_set1_epi16(S.cbB)), t), 4);
+        g = _mm_srai_epi16(_mm_sub_epi16(_mm_sub_epi16(t, _mm_mulhi_epi16(cr, _mm_set1_epi16(S.crG))),
+                                         _mm_mulhi_epi16(cb, _mm_set1_epi16(S.cbG))),
+                           4);
+    };
     __m128i re, ge, be, ro, go, bo;
-    widePixels_v<S, true, true>(lumaNegFromBytes<false>(y), wideTerms_v<S, false>(cbE, crE), re, ge, be);
-    widePixels_v<S, true, true>(lumaNegFromBytes<true>(y), wideTerms_v<S, false>(cbO, crO), ro, go, bo);
+    pixels(_mm_mulhi_epi16(lumaNegFromBytes<false, d>(y), ky), cbE, crE, re, ge, be);
+    pixels(_mm_mulhi_epi16(lumaNegFromBytes<true, d>(y), ky), cbO, crO, ro, go, bo);
     r = _mm_packus_epi16(re, ro);
     g = _mm_packus_epi16(ge, go);
     b = _mm_packus_epi16(be, bo);
@@ -241,15 +273,17 @@ struct PairedForm {
     // from the negated lanes (the same product), or Y * 16.
     template <bool YLow>
     static __m128i lumaTerm(__m128i v) {
+        // the addend on the lanes' offset where one carries it
+        constexpr int16_t folded = kFullScale || !Round ? 0 : negLumaOffset(KY, 1 << (Shift - 1));
         __m128i t;
         if constexpr (kFullScale) {
             t = _mm_maddubs_epi16(v, _mm_set1_epi16(YLow ? 16 : 16 << 8));
         } else {
-            const __m128i neg = _mm_add_epi16(
-                _mm_maddubs_epi16(v, _mm_set1_epi16(YLow ? 0x0080 : static_cast<int16_t>(0x8000))), _mm_set1_epi16(16 << 7));
+            const __m128i neg = _mm_add_epi16(_mm_maddubs_epi16(v, _mm_set1_epi16(YLow ? 0x0080 : static_cast<int16_t>(0x8000))),
+                                              _mm_set1_epi16(folded ? folded : 16 << 7));
             t = _mm_mulhi_epi16(neg, _mm_set1_epi16(static_cast<int16_t>(-KY)));
         }
-        return Round ? _mm_add_epi16(t, _mm_set1_epi16(1 << (Shift - 1))) : t;
+        return Round && !folded ? _mm_add_epi16(t, _mm_set1_epi16(1 << (Shift - 1))) : t;
     }
     // Eight pixels (16-bit results before the pack) from the sixteen bytes v
     // of four pairs; CbFirst: Cb is the pair's first chroma sample.

@@ -175,6 +175,21 @@ void y8_myYCbCrToRGB_8u_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t*
                                     cel::rowAt(src[2], j, srcStep), cel::rowAt(dst, j, dstStep), width, alphaValue);
 }
 
+// The 16-pixel body of a BGRA row; returns the pixels done.  Kept out of
+// line: with the row's other paths around it the compiler runs short of
+// registers and spills inside the loop.
+template <EvenOddRecipe Body>
+__attribute__((noinline)) int bodyBGRA16(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, uint8_t* d, int width,
+                                         __m128i alpha) {
+    int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        __m128i r, g, b;
+        decode16EvenOdd<Body>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
+        cel::simd::join4x16EvenOdd(d + 4 * x, b, g, r, alpha);
+    }
+    return x;
+}
+
 // ---------------------------------------------------------------------------
 // BGR P3C4R: the wide recipe everywhere, down to single-lane vectors for the
 // last pixels, so that this form has no second recipe (BT.601 or BT.709 set).
@@ -187,13 +202,8 @@ void y8_ownYCbCrToBGR_P3C4R(const uint8_t* const src[3], int srcStep, uint8_t* d
         const uint8_t* cb = cel::rowAt(src[1], j, srcStep);
         const uint8_t* cr = cel::rowAt(src[2], j, srcStep);
         uint8_t* d = cel::rowAt(dst, j, dstStep);
-        int x = 0;
         // body: wide recipe, 16 pixels on even and odd lanes
-        for (; x + 16 <= width; x += 16) {
-            __m128i r, g, b;
-            decode16EvenOdd<Body>(loadu(y + x), loadu(cb + x), loadu(cr + x), r, g, b);
-            cel::simd::join4x16EvenOdd(d + 4 * x, b, g, r, alpha);
-        }
+        int x = bodyBGRA16<Body>(y, cb, cr, d, width, alpha);
         // then 8 pixels if at least 8 remain: wide recipe
         if (x + 8 <= width) {
             __m128i r, g, b;
