@@ -4,7 +4,9 @@
 // two bits of noise and packed into v210 rows of 128-byte blocks (48
 // pixels), the usual file layout.  Beside FFmpeg's v210 decoder
 // (libavcodec, single-threaded, at its default dispatch and limited to
-// SSE4.2; it unpacks to 10-bit planes); the 8-bit luma extraction beside
+// SSE4.2; it unpacks to 10-bit planes), and where swscale is found the same
+// decoder followed by swscale's 10-bit 4:2:2 to 5-6-5 conversion (BT.709,
+// one thread, same dispatch), the like-for-like pair; the 8-bit luma extraction beside
 // libyuv's YUY2ToY (default dispatch and SSE4.2); and a memcpy of the bytes read plus
 // written, halved (the same traffic).  Timed on the wall clock: the machine
 // is shared, and CPU time misses the waits.
@@ -29,6 +31,11 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/cpu.h>
 #include <libavutil/frame.h>
+}
+#endif
+#if defined(HAVE_AVCODEC) && defined(HAVE_SWSCALE)
+extern "C" {
+#include <libswscale/swscale.h>
 }
 #endif
 
@@ -124,9 +131,16 @@ void BM_LibyuvYUY2ToY(benchmark::State& state, Frame f, bool sse42, const std::s
 #endif
 
 #ifdef HAVE_AVCODEC
+#ifdef HAVE_SWSCALE
+#define SWS_OK (sws != nullptr)
+#else
+#define SWS_OK false
+#endif
 // One packet of a whole frame decoded to yuv422p10 planes; the frame's
 // buffers come from the decoder's pool after the first round.
-void BM_FFmpegV210(benchmark::State& state, Frame f, bool sse42, const std::string& content) {
+// With `to565`, each decoded frame then goes through swscale to RGB565
+// (BT.709 matrix, studio range in, bit-exact rounding off, no scaling).
+void BM_FFmpegV210(benchmark::State& state, Frame f, bool sse42, const std::string& content, bool to565 = false) {
     Pic422 pic(content, f);
     if (sse42)
         av_force_cpu_flags(AV_CPU_FLAG_MMX | AV_CPU_FLAG_MMXEXT | AV_CPU_FLAG_SSE | AV_CPU_FLAG_SSE2 |
@@ -142,8 +156,22 @@ void BM_FFmpegV210(benchmark::State& state, Frame f, bool sse42, const std::stri
     ctx->width = f.width, ctx->height = f.height, ctx->thread_count = 1;
     AVPacket* pkt = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();
-    if (avcodec_open2(ctx, codec, nullptr) < 0) {
-        state.SkipWithError("libavcodec: v210 decoder does not open");
+#ifdef HAVE_SWSCALE
+    SwsContext* sws = nullptr;
+    if (to565) {
+        sws = sws_getContext(f.width, f.height, AV_PIX_FMT_YUV422P10LE, f.width, f.height, AV_PIX_FMT_RGB565LE,
+                             SWS_POINT, nullptr, nullptr, nullptr);
+        if (sws) {
+            const int* table = sws_getCoefficients(SWS_CS_ITU709);
+            sws_setColorspaceDetails(sws, table, 0, table, 1, 0, 1 << 16, 1 << 16);
+        }
+    }
+    std::vector<uint16_t> rgb(size_t(f.width) * f.height);
+    uint8_t* const dst[4] = {reinterpret_cast<uint8_t*>(rgb.data()), nullptr, nullptr, nullptr};
+    const int dstStride[4] = {2 * f.width, 0, 0, 0};
+#endif
+    if (avcodec_open2(ctx, codec, nullptr) < 0 || (to565 && !SWS_OK)) {
+        state.SkipWithError("libavcodec or swscale: v210 decoding does not open");
     } else {
         pkt->data = pic.v210Padded.data();
         pkt->size = static_cast<int>(4 * pic.v210.size());
@@ -152,11 +180,18 @@ void BM_FFmpegV210(benchmark::State& state, Frame f, bool sse42, const std::stri
                 state.SkipWithError("libavcodec: v210 decoding failed");
                 break;
             }
+#ifdef HAVE_SWSCALE
+            if (to565) sws_scale(sws, frame->data, frame->linesize, 0, f.height, dst, dstStride);
+            benchmark::DoNotOptimize(rgb.data());
+#endif
             benchmark::DoNotOptimize(frame->data[0]);
             benchmark::ClobberMemory();
             av_frame_unref(frame);
         }
     }
+#ifdef HAVE_SWSCALE
+    sws_freeContext(sws);
+#endif
     av_frame_free(&frame);
     av_packet_free(&pkt);
     avcodec_free_context(&ctx);
@@ -190,6 +225,10 @@ const bool registered = [] {
 #ifdef HAVE_AVCODEC
             reg("ffmpeg_v210_decoder" + tag,
                 [f, sse42, content](benchmark::State& st) { BM_FFmpegV210(st, f, sse42, content); });
+#endif
+#if defined(HAVE_AVCODEC) && defined(HAVE_SWSCALE)
+            reg("ffmpeg_v210_decoder+swscale_to_RGB565" + tag,
+                [f, sse42, content](benchmark::State& st) { BM_FFmpegV210(st, f, sse42, content, true); });
 #endif
         }
     }
