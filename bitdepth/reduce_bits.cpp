@@ -34,8 +34,10 @@ constexpr int elementsPerPixel(int code) { return code == kC1 ? 1 : (code == kC3
 // recipes in reduce_forms.h: Plain, and its integer forms for byte
 // destinations on the level counts where they agree with it).
 template <class F, int C, class K>
-void y8_innerNo(const K& k, const typename F::S* src, int srcStep, typename F::D* dst, int dstStep, int width,
+void y8_innerNo(const K& kernel, const typename F::S* src, int srcStep, typename F::D* dst, int dstStep, int width,
                 int height) {
+    // a local copy: its constants stay in registers across the byte stores
+    const K k = kernel;
     for (int j = 0; j < height; ++j) {
         const auto* s = cel::rowAt(src, j, srcStep);
         auto* d = cel::rowAt(dst, j, dstStep);

@@ -356,17 +356,29 @@ struct IntScale32f {
         std::memcpy(&i, &f, 4);
         return i;
     }
+    // The float rule's grid value times 255 leaves the 32-bit integers from
+    // this sample on, for every level count, and its truncation writes 0;
+    // with 256 levels L * x leaves them there too and the index is negative.
+    static constexpr float kScaleOverflow = 8421505.0f;
     int32_t px(float x) const {
         const int32_t k = trunc32(L * x);
         const float b = static_cast<float>(k) * inv;
+        if (!Ident && x >= kScaleOverflow) return 0;
         return sc.px(int64_t(k) + (bits(x - b) > bits(half) ? 1 : 0));
     }
+    // The vector twin takes float(k) as L * x rounded toward zero in float
+    // (no conversion back from the integer): the same value wherever k is
+    // in range; where L * x is not (at or beyond 2^31 in size, or NaN) k is
+    // INT_MIN and k + up stays negative, so the byte is 0 either way.
     __m128i index4(const float* p) const {
         const __m128 x = _mm_loadu_ps(p);
-        const __m128i k = _mm_cvttps_epi32(_mm_mul_ps(_mm_set1_ps(L), x));
-        const __m128 b = _mm_mul_ps(_mm_cvtepi32_ps(k), _mm_set1_ps(inv));
+        const __m128 y = _mm_mul_ps(_mm_set1_ps(L), x);
+        const __m128i k = _mm_cvttps_epi32(y);
+        const __m128 b = _mm_mul_ps(_mm_round_ps(y, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC), _mm_set1_ps(inv));
         const __m128i up = _mm_cmpgt_epi32(_mm_castps_si128(_mm_sub_ps(x, b)), _mm_set1_epi32(bits(half)));
-        return _mm_sub_epi32(k, up);
+        if constexpr (Ident) return _mm_sub_epi32(k, up);
+        // -1 (a zero byte) from kScaleOverflow on
+        return _mm_or_si128(_mm_sub_epi32(k, up), _mm_castps_si128(_mm_cmpge_ps(x, _mm_set1_ps(kScaleOverflow))));
     }
     __m128i v4(const float* p) const {
         const __m128i m = index4(p);

@@ -81,7 +81,8 @@ TEST(ReduceBitsSweep, Every16bitValueTo16bitForSpreadLevelCounts) {
 }
 
 // Floats within 40 steps of each grid point k / L and half-grid point
-// (k + 0.5) / L for k in -1 .. L + 1, and the special values.
+// (k + 0.5) / L for k in -1 .. L + 1 and of the points where L * x or the
+// byte scaling leaves the 32-bit integers, and the special values.
 std::vector<float> floatsNearGrid(int L) {
     std::vector<float> v = {0.0f,
                             -0.0f,
@@ -97,12 +98,16 @@ std::vector<float> floatsNearGrid(int L) {
                             -3e9f,
                             1e5f,
                             -1e5f};
-    for (int k = -1; k <= L + 1; ++k)
-        for (float c : {float(k) / float(L), (float(k) + 0.5f) / float(L)}) {
-            float f = c;
-            for (int i = 0; i < 40; ++i) f = std::nextafter(f, -2.0f);
-            for (int i = 0; i < 81; ++i, f = std::nextafter(f, 2.0f)) v.push_back(f);
-        }
+    std::vector<float> centres;
+    for (int k = -1; k <= L + 1; ++k) centres.push_back(float(k) / float(L)), centres.push_back((float(k) + 0.5f) / float(L));
+    // where L * x and where the grid value times 255 leave the 32-bit integers
+    for (float c : {2147483648.0f / float(L), -2147483648.0f / float(L), 2147483648.0f / 255.0f}) centres.push_back(c);
+    const float inf = std::numeric_limits<float>::infinity();
+    for (float c : centres) {
+        float f = c;
+        for (int i = 0; i < 40; ++i) f = std::nextafter(f, -inf);
+        for (int i = 0; i < 81; ++i, f = std::nextafter(f, inf)) v.push_back(f);
+    }
     return v;
 }
 
