@@ -163,23 +163,28 @@ TEST_P(GuardSweep, PlanesTouchGuardPages) {
             c.atStart = pass == 1;
             check(c, calls);
         }
-        // Each pointer null in turn, with a valid size and with a size of 0.
+        // Each pointer null in turn, with a valid size, with a size of 0
+        // and, where the row tests the steps, with every step 0.
+        const bool stepsTested = (r.flags & (kStepsPositive | kStepsBeforeSizes | kStepsInElements)) != 0;
+        const auto nullCall = [&](int variant) {
+            Call c = typicalCall(s, 9, 5, d.next());
+            if (variant == 1) c.width = c.height = c.frameW = c.frameH = 0;
+            if (variant == 2) c.steps.assign(c.steps.size(), 0);
+            c.atStart = pass == 1;
+            return c;
+        };
         for (int k = 0; k < s.planeCount; ++k)
-            for (int zero = 0; zero < 2; ++zero) {
-                Call c = typicalCall(s, 9, 5, d.next());
-                if (zero) c.width = c.height = c.frameW = c.frameH = 0;
+            for (int variant = 0; variant < (stepsTested ? 3 : 2); ++variant) {
+                Call c = nullCall(variant);
                 c.nullPlane = k;
-                c.atStart = pass == 1;
                 check(c, calls);
             }
         for (size_t a = 0; a < s.args.size(); ++a) {
             const Kind k = s.args[a].kind;
             if (k != Kind::SrcPlanes && k != Kind::DstPlanes && k != Kind::InOutPlanes && k != Kind::OutValue) continue;
-            for (int zero = 0; zero < 2; ++zero) {
-                Call c = typicalCall(s, 9, 5, d.next());
-                if (zero) c.width = c.height = c.frameW = c.frameH = 0;
+            for (int variant = 0; variant < (stepsTested ? 3 : 2); ++variant) {
+                Call c = nullCall(variant);
                 c.nullParam = static_cast<int>(a);
-                c.atStart = pass == 1;
                 check(c, calls);
             }
         }
