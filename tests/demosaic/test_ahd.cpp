@@ -3,7 +3,8 @@
 // the tie rule along each piece's rows) and of the cut of the region into
 // interior and strips, compared sample for sample with the library on random
 // and smooth-with-edges frames of every grid; regions, scratch bounds,
-// canaries, statuses.
+// canaries; what the scratch may be.  Statuses and check order: the
+// robustness table's rows (tests/robust).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -560,47 +561,23 @@ TYPED_TEST(Ahd, ScratchOfTheDocumentedSizeIsEnough) {
     }
 }
 
-// ---- Statuses and check order -------------------------------------------------
-TEST(AhdChecks, OrderIsPointersSizeGridAndNothingIsWritten) {
-    std::vector<uint8_t> src(64, 1), dst(3 * 64, 7), buf(30 * 64, 9);
-    const auto dstBefore = dst, bufBefore = buf;
-    const CelRect roi{0, 0, 8, 8};
-    const auto call = [&](const uint8_t* s, CelSize size, uint8_t* d, int grid, uint8_t* b) {
-        return celiDemosaicAHD_8u_C1C3R(s, roi, size, 8, d, 24, static_cast<CelBayerGrid>(grid), b, 64);
-    };
-    EXPECT_EQ(call(nullptr, {1, 1}, dst.data(), 9, buf.data()), celStatusNullPointer);
-    EXPECT_EQ(call(src.data(), {8, 8}, nullptr, 0, buf.data()), celStatusNullPointer);
-    // the buffer is not tested: a null one with a bad size gives the size status
-    EXPECT_EQ(call(src.data(), {4, 8}, dst.data(), 9, nullptr), celStatusBadSize);
-    EXPECT_EQ(call(src.data(), {8, 4}, dst.data(), 0, buf.data()), celStatusBadSize);
-    EXPECT_EQ(call(src.data(), {5, 5}, dst.data(), 4, nullptr), celStatusBadArgument);
-    EXPECT_EQ(call(src.data(), {8, 8}, dst.data(), -1, buf.data()), celStatusBadArgument);
-    EXPECT_EQ(dst, dstBefore);
-    EXPECT_EQ(buf, bufBefore);
-
-    std::vector<uint16_t> s16(64, 1), d16(3 * 64, 7), b16(30 * 32, 9);
-    const auto d16Before = d16, b16Before = b16;
-    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(nullptr, roi, {8, 8}, 16, d16.data(), 48, celBayerBGGR, b16.data(), 64),
-              celStatusNullPointer);
-    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(s16.data(), roi, {8, 8}, 16, nullptr, 48, celBayerBGGR, b16.data(), 64),
-              celStatusNullPointer);
-    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(s16.data(), roi, {8, 0}, 16, d16.data(), 48, celBayerBGGR, b16.data(), 64),
-              celStatusBadSize);
-    EXPECT_EQ(celiDemosaicAHD_16u_C1C3R(s16.data(), roi, {8, 8}, 16, d16.data(), 48, CelBayerGrid(4), b16.data(), 64),
-              celStatusBadArgument);
-    EXPECT_EQ(d16, d16Before);
-    EXPECT_EQ(b16, b16Before);
-}
-
-// A region that clamps to nothing succeeds and touches nothing, not even the
-// scratch, which may then be null.
-TEST(AhdChecks, EmptyRegionSucceedsAndWritesNothing) {
+// ---- The scratch is not tested ------------------------------------------------------
+// Statuses and their order otherwise: the robustness table's rows
+// (tests/robust), which never pass a null scratch.  A null buffer gives the
+// status of the checks behind it, and a region that clamps to nothing
+// succeeds and touches nothing, not even the scratch.
+TEST(AhdChecks, NullScratchIsNotTestedAndEmptyRegionsWriteNothing) {
     std::vector<uint8_t> src(100, 1), dst(300, 7);
     const auto before = dst;
+    const auto call = [&](CelRect roi, CelSize size, int grid) {
+        return celiDemosaicAHD_8u_C1C3R(src.data(), roi, size, 10, dst.data(), 30, static_cast<CelBayerGrid>(grid),
+                                        nullptr, 0);
+    };
+    EXPECT_EQ(call({0, 0, 8, 8}, {4, 8}, 9), celStatusBadSize);
+    EXPECT_EQ(call({0, 0, 8, 8}, {5, 5}, 4), celStatusBadArgument);
     for (const CelRect roi : {CelRect{10, 0, 4, 4}, CelRect{0, 10, 4, 4}, CelRect{0, 0, 0, 5}, CelRect{2, 2, 5, -1},
                               CelRect{-4, 0, 3, 0}})
-        EXPECT_EQ(celiDemosaicAHD_8u_C1C3R(src.data(), roi, {10, 10}, 10, dst.data(), 30, celBayerRGGB, nullptr, 0),
-                  celStatusOk);
+        EXPECT_EQ(call(roi, {10, 10}, celBayerRGGB), celStatusOk);
     EXPECT_EQ(dst, before);
 }
 

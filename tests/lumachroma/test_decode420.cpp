@@ -1,5 +1,6 @@
 // 4:2:0 and 4:1:1 -> RGB/BGR: an independent model of every recipe by
-// pixel position, odd sizes, canaries, statuses and check order.
+// pixel position, odd sizes, canaries.  Statuses, check order and the
+// odd-size warning: the robustness table's rows (tests/robust).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -314,60 +315,6 @@ TEST(Decode420RoundTrip, VideoFrame1920x1081) {
     for (size_t i = size_t(3) * w * (h - 1); i < back.size(); ++i) ASSERT_EQ(back[i], kFill);
     RecordProperty("max_error", worst);
     EXPECT_LE(worst, 4);  // measured: 4
-}
-
-// ---- Statuses and check order --------------------------------------------------------------
-TEST_P(Decode420, HeightOneWarnsAndWritesNothingOrFailsBelowMinimum) {
-    const Fn fn = GetParam();
-    Source s(fn, 8, 2, 4);
-    ImageBuffer d(8 * fn.bytes, 2);
-    d.fill(kFill);
-    const auto before = d.raw();
-    if (fn.kind == Kind::Rows411) {
-        EXPECT_EQ(call(fn, s, d.row(0), d.step(), {3, 2}), celStatusBadSize);
-        EXPECT_EQ(call(fn, s, d.row(0), d.step(), {8, 0}), celStatusBadSize);
-    } else {
-        EXPECT_EQ(call(fn, s, d.row(0), d.step(), {8, 1}), celStatusOddSize);
-        EXPECT_EQ(call(fn, s, d.row(0), d.step(), {0, 2}), celStatusBadSize);
-        EXPECT_EQ(call(fn, s, d.row(0), d.step(), {8, -1}), celStatusBadSize);
-    }
-    EXPECT_EQ(d.raw(), before) << fn.name;
-}
-
-TEST(Decode420Checks, NullPointersAndOrderPerMember) {
-    uint8_t y[64] = {}, c[64] = {}, out[256];
-    int st[3] = {8, 4, 4};
-    const CelSize zero{0, 0}, ok{4, 2};
-    // P2: pointers first, except the two C4 YCrCb forms
-    EXPECT_EQ(celiYCbCr420ToRGB_8u_P2C3R(nullptr, 8, c, 8, out, 12, zero), celStatusNullPointer);
-    EXPECT_EQ(celiYCbCr420ToRGB_8u_P2C3R(y, 8, nullptr, 8, out, 12, zero), celStatusNullPointer);
-    EXPECT_EQ(celiYCbCr420ToRGB_8u_P2C4R(y, 8, c, 8, nullptr, 16, zero, 0), celStatusNullPointer);
-    EXPECT_EQ(celiYCrCb420ToBGR_8u_P2C4R(nullptr, 8, c, 8, out, 16, zero, 0), celStatusBadSize);
-    EXPECT_EQ(celiYCrCb420ToRGB_8u_P2C4R(y, 8, nullptr, 8, out, 16, zero, 0), celStatusBadSize);
-    EXPECT_EQ(celiYCrCb420ToRGB_8u_P2C4R(y, 8, nullptr, 8, out, 16, ok, 0), celStatusNullPointer);
-    EXPECT_EQ(celiYCrCb420ToBGR_8u_P2C3R(nullptr, 8, c, 8, out, 16, zero), celStatusNullPointer);
-    // planar 4:2:0: planes behind the sizes; 4:1:1: planes with the outer pointers
-    for (int missing = 0; missing < 3; ++missing) {
-        const uint8_t* p[3] = {y, c, c + 32};
-        p[missing] = nullptr;
-        EXPECT_EQ(celiYCbCr420ToBGR_8u_P3C4R(p, st, out, 16, zero, 0), celStatusBadSize);
-        EXPECT_EQ(celiYCbCr420ToBGR_8u_P3C4R(p, st, out, 16, ok, 0), celStatusNullPointer);
-        EXPECT_EQ(celiYCbCr420ToRGB_8u_P3C3R(p, st, out, 12, zero), celStatusBadSize);
-        EXPECT_EQ(celiYCbCr420ToBGR_8u_P3C3R(p, st, out, 12, ok), celStatusNullPointer);
-        EXPECT_EQ(celiYCrCb420ToRGB_8u_P3C4R(p, st, out, 16, zero, 0), celStatusBadSize);
-        EXPECT_EQ(celiYCbCr420ToBGR_709CSC_8u_P3C3R(p, st, out, 12, zero), celStatusBadSize);
-        EXPECT_EQ(celiYCbCr420ToBGR_709CSC_8u_P3C3R(p, st, out, 12, ok), celStatusNullPointer);
-        EXPECT_EQ(celiYCbCr420ToBGR_709HDTV_8u_P3C4R(p, st, out, 16, zero, 0), celStatusBadSize);
-        EXPECT_EQ(celiYCbCr420ToBGR_709HDTV_8u_P3C4R(p, st, out, 16, ok, 0), celStatusNullPointer);
-        EXPECT_EQ(celiYCrCb420ToBGR_Filter_8u_P3C4R(p, st, out, 16, zero, 0), celStatusBadSize);
-        EXPECT_EQ(celiYCrCb420ToBGR_Filter_8u_P3C4R(p, st, out, 16, ok, 0), celStatusNullPointer);
-        EXPECT_EQ(celiYCbCr411ToBGR_8u_P3C3R(p, st, out, 12, zero), celStatusNullPointer);
-        EXPECT_EQ(celiYCbCr411ToBGR_8u_P3C4R(p, st, out, 16, zero, 0), celStatusNullPointer);
-    }
-    const uint8_t* p[3] = {y, c, c + 32};
-    EXPECT_EQ(celiYCbCr420ToBGR_8u_P3C4R(nullptr, st, out, 16, zero, 0), celStatusNullPointer);
-    EXPECT_EQ(celiYCbCr420ToBGR_8u_P3C4R(p, st, nullptr, 16, zero, 0), celStatusNullPointer);
-    EXPECT_EQ(celiYCbCr411ToBGR_8u_P3C3R(p, st, out, 12, {3, 1}), celStatusBadSize);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllForms, Decode420, ::testing::ValuesIn(kFns),
