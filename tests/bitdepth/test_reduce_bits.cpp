@@ -1,6 +1,7 @@
 // Bit-depth reduction: the path without dither and ordered dither (with
 // and without noise) against an independent model, for every type form and
-// channel form; scratch sizes; statuses and check order.
+// channel form; scratch sizes and when the scratch is needed.  Statuses and
+// check order: the robustness table's rows (tests/robust).
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
@@ -199,19 +200,6 @@ TEST(ReduceBitsBufferSize, SizesPerMode) {
 // unfixed type, loading -1 was undefined and a sanitizer stopped on it).
 static_assert(std::is_same_v<std::underlying_type_t<CelDitherMode>, int32_t>, "CelDitherMode is a 32-bit integer");
 
-TEST(ReduceBitsChecks, EveryUnknownModeIsRefusedAndWritesNothing) {
-    uint8_t src[16] = {}, dst[16];
-    std::memset(dst, 0x77, sizeof dst);
-    int size = 7;
-    for (int32_t m : {INT32_MIN, -65536, -2, -1, 5, 8, 255, 256, INT32_MAX}) {
-        const CelDitherMode mode = static_cast<CelDitherMode>(m);
-        EXPECT_EQ(celiReduceBitsGetBufferSize(1, {4, 1}, 0, mode, &size), celStatusBadDither) << m;
-        EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, {4, 1}, 0, mode, 2, nullptr), celStatusBadDither) << m;
-    }
-    EXPECT_EQ(size, 7);
-    for (uint8_t v : dst) EXPECT_EQ(v, 0x77);
-}
-
 // The size is a 32-bit count worked out in unsigned 32-bit arithmetic:
 // the widest widths wrap as a 32-bit product and are not undefined (the
 // error-diffusion rows of a width of 2^31 - 1 overflowed a signed int, which
@@ -236,48 +224,20 @@ TEST(ReduceBitsBufferSize, WidestWidthsWrapAsThirtyTwoBitCounts) {
     }
 }
 
-TEST(ReduceBitsBufferSize, CheckOrder) {
-    int size = 7;
-    EXPECT_EQ(celiReduceBitsGetBufferSize(2, {0, 0}, 500, CelDitherMode(9), nullptr), celStatusNullPointer);
-    EXPECT_EQ(celiReduceBitsGetBufferSize(2, {0, 1}, 500, CelDitherMode(9), &size), celStatusBadSize);
-    EXPECT_EQ(celiReduceBitsGetBufferSize(2, {1, 1}, 500, CelDitherMode(9), &size), celStatusBadChannelCode);
-    EXPECT_EQ(celiReduceBitsGetBufferSize(5, {1, 1}, 0, celDitherOff, &size), celStatusBadChannelCode);
-    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, 101, CelDitherMode(9), &size), celStatusBadNoise);
-    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, -1, celDitherOff, &size), celStatusBadNoise);
-    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, 100, CelDitherMode(5), &size), celStatusBadDither);
-    EXPECT_EQ(celiReduceBitsGetBufferSize(9, {1, 1}, 100, CelDitherMode(-1), &size), celStatusBadDither);
-    EXPECT_EQ(size, 7);
-}
-
-// ---- Statuses of the conversions -------------------------------------------------------
-TEST(ReduceBitsChecks, OrderIsPointersSizeNoiseLevelsMode) {
+// ---- The scratch ---------------------------------------------------------------------------
+// Statuses and their order otherwise (pointers, size, noise, levels, mode;
+// the buffer-size query's channel code, noise and mode): the robustness
+// table's rows (tests/robust), which always pass the scratch.
+TEST(ReduceBitsChecks, ScratchIsNeededForNoiseAndErrorDiffusionOnly) {
     uint8_t src[16] = {}, dst[16];
     std::memset(dst, 0x77, sizeof dst);
-    uint8_t scratch[8000];
     const CelSize ok{4, 1};
-    EXPECT_EQ(celiReduceBits_8u_C1R(nullptr, 4, dst, 4, {0, 0}, 500, CelDitherMode(9), 0, nullptr), celStatusNullPointer);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, nullptr, 4, ok, 0, celDitherOff, 2, nullptr), celStatusNullPointer);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, {0, 1}, 500, CelDitherMode(9), 0, nullptr), celStatusBadSize);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 101, celDitherOff, 2, nullptr), celStatusBadNoise);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(5), 257, nullptr), celStatusBadLevels);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherOff, 1, nullptr), celStatusBadLevels);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(5), 2, nullptr), celStatusBadDither);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(-1), 2, nullptr), celStatusBadDither);
     // ordered with noise needs the scratch; without noise it does not
     EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 1, celDitherOrdered, 2, nullptr), celStatusNullPointer);
     // error diffusion needs the scratch before anything else
     EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherFloydSteinberg, 2, nullptr), celStatusNullPointer);
     for (uint8_t v : dst) EXPECT_EQ(v, 0x77);
-    // every mode is served once the scratch is there
-    for (int m : {1, 2, 3}) {
-        EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(m), 2, scratch), celStatusOk);
-        EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, CelDitherMode(m), 257, scratch), celStatusBadLevels);
-    }
     EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherOrdered, 2, nullptr), celStatusOk);
-    uint16_t w[4] = {}, wd[4];
-    EXPECT_EQ(celiReduceBits_16u_C1R(w, 8, wd, 8, ok, 0, celDitherOff, 65537, nullptr), celStatusBadLevels);
-    EXPECT_EQ(celiReduceBits_16u_C1R(w, 8, wd, 8, ok, 0, celDitherOff, 65536, nullptr), celStatusOk);
-    EXPECT_EQ(celiReduceBits_16u8u_C1R(w, 8, dst, 4, ok, 0, celDitherOff, 257, nullptr), celStatusBadLevels);
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 // with the float formulas; compared sample for sample over widths that end
 // at every position of a group, heights and element steps, with canaries
 // around every destination row.  Worked values, the whole chroma plane
-// through the colour arithmetic, statuses and untouched buffers on errors.
+// through the colour arithmetic.  Statuses (element steps below 1 are size
+// errors) and untouched buffers on errors: the robustness table's rows
+// (tests/robust).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -280,29 +282,6 @@ TEST(V210Gray, LumaIsUnscaledAndTopBitsDoNotMatter) {
     for (int x = 0; x < 6; ++x) EXPECT_EQ(d[x], 1023) << x;
 }
 
-// Statuses: pointers first, then width, height and both steps against 1,
-// all size errors; an error writes nothing.
-TEST(V210Status, OrderAndNothingWrittenOnError) {
-    std::mt19937 rng(5);
-    for (Form f : {Form::Gray, Form::BGR, Form::RGB}) {
-        V210Image im(13, 3, 32, 32, rng);
-        const std::vector<uint8_t> before = im.dst.raw();
-        const int ss = im.src.step() / 4, ds = im.dst.step() / 2;
-        const uint32_t* s = im.srcWords();
-        uint16_t* d = im.dstSamples();
-        EXPECT_EQ(callV210(f, nullptr, ss, d, ds, {13, 3}), celStatusNullPointer);
-        EXPECT_EQ(callV210(f, s, ss, nullptr, ds, {13, 3}), celStatusNullPointer);
-        EXPECT_EQ(callV210(f, nullptr, 0, d, ds, {0, 3}), celStatusNullPointer);
-        for (CelSize bad : {CelSize{0, 3}, CelSize{13, 0}, CelSize{-1, 3}, CelSize{13, -5}})
-            EXPECT_EQ(callV210(f, s, ss, d, ds, bad), celStatusBadSize);
-        for (int step : {0, -1, -ss})
-            EXPECT_EQ(callV210(f, s, step, d, ds, {13, 3}), celStatusBadSize) << step;
-        for (int step : {0, -1, -ds})
-            EXPECT_EQ(callV210(f, s, ss, d, step, {13, 3}), celStatusBadSize) << step;
-        EXPECT_EQ(im.dst.raw(), before) << formName(f);
-    }
-}
-
 // ---- YCbCr422 to gray ---------------------------------------------------------------------------
 // Widths through the 16- and 8-pixel bodies, the blocks of four, the pairs
 // and the odd last pixel; positive, negative and zero steps.
@@ -327,23 +306,6 @@ TEST(YCbCr422ToGray, LumaBytesAtEveryWidthAndStepSign) {
                     for (int x = 0; x < w; ++x) ASSERT_EQ(dst.row(y)[x], celtest::kCanary);
                 ASSERT_TRUE(dst.intact()) << w << "x" << h;
             }
-}
-
-TEST(YCbCr422ToGray, StatusesAndNothingWrittenOnError) {
-    ImageBuffer src(2 * 9, 2), dst(9, 2);
-    src.randomize(9);
-    const std::vector<uint8_t> before = dst.raw();
-    EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(nullptr, src.step(), dst.data(), dst.step(), {9, 2}), celStatusNullPointer);
-    EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(src.data(), src.step(), nullptr, dst.step(), {9, 2}), celStatusNullPointer);
-    EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(nullptr, 0, dst.data(), 0, {0, 0}), celStatusNullPointer);
-    for (CelSize bad : {CelSize{0, 2}, CelSize{9, 0}, CelSize{-3, 2}})
-        EXPECT_EQ(celiYCbCr422ToGray_8u_C2C1R(src.data(), src.step(), dst.data(), dst.step(), bad), celStatusBadSize);
-    EXPECT_EQ(dst.raw(), before);
-    // Width 1 writes exactly one byte a row.
-    ASSERT_EQ(celiYCbCr422ToGray_8u_C2C1R(src.data(), src.step(), dst.data(), dst.step(), {1, 2}), celStatusOk);
-    EXPECT_EQ(dst.row(0)[0], src.row(0)[0]);
-    EXPECT_EQ(dst.row(1)[0], src.row(1)[0]);
-    EXPECT_EQ(dst.row(0)[1], celtest::kCanary);
 }
 
 }  // namespace

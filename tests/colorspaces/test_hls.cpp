@@ -2,7 +2,8 @@
 // formulas, by pixel position (the body takes the uncorrected reciprocal or
 // x 1/60, the tail the Newton-refined reciprocal or / 60, with the form's
 // roundings), the whole 8u input space, special colours, worked values,
-// alpha handling, guards and statuses.
+// alpha handling, guards, the RGB forms' statuses with their models (the
+// BGR forms' steps, sizes and pointers: the robustness table's rows).
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
@@ -422,42 +423,6 @@ TEST(HlsWorked, FloatGrayAndHueEnd) {
     uint16_t o16[3];
     ASSERT_EQ(celiHLSToRGB_16u_C3R(g16, 6, o16, 6, {1, 1}), celStatusOk);
     EXPECT_EQ((std::vector<int>{o16[0], o16[1], o16[2]}), (std::vector<int>{4321, 4321, 4321}));
-}
-
-// ---- Statuses -----------------------------------------------------------------------------------------------
-// The RGB-order family's statuses are checked with its models above.
-TEST(HlsChecks, RgbStepsNotExamined) {
-    uint8_t s[48] = {}, d[48];
-    std::memset(d, 0x33, sizeof d);
-    EXPECT_EQ(celiRGBToHLS_8u_C3R(s, -3, d, 0, {1, 1}), celStatusOk);
-    for (int i = 3; i < 48; ++i) EXPECT_EQ(d[i], 0x33);
-}
-
-TEST(HlsChecks, BgrPointersStepsSizesAndNothingWritten) {
-    uint8_t s[64] = {}, p0[16], p1[16], p2[16], p3[16];
-    for (uint8_t* p : {p0, p1, p2, p3}) std::memset(p, 0x44, 16);
-    uint8_t* dp[4] = {p0, p1, p2, p3};
-    uint8_t* dnull[4] = {p0, nullptr, p2, p3};
-    const uint8_t* sp[4] = {s, s + 16, s + 32, s + 48};
-    const uint8_t* snull[4] = {s, s + 16, s + 32, nullptr};
-    // pointers first, plane members included
-    EXPECT_EQ(celiBGRToHLS_8u_C3P3R(s, 0, dnull, 0, {0, 0}), celStatusNullPointer);
-    EXPECT_EQ(celiBGRToHLS_8u_AP4R(snull, 16, dp, 16, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiHLSToBGR_8u_AP4C4R(snull, 16, p0, 16, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiHLSToBGR_8u_P3R(nullptr, 16, dp, 16, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(celiHLSToBGR_8u_AC4P4R(s, 16, nullptr, 16, {1, 1}), celStatusNullPointer);
-    // steps ahead of sizes in the forms with planes
-    EXPECT_EQ(celiBGRToHLS_8u_P3R(sp, 0, dp, 16, {0, 0}), celStatusBadStep);
-    EXPECT_EQ(celiBGRToHLS_8u_P3C3R(sp, 16, p0, -48, {0, 1}), celStatusBadStep);
-    EXPECT_EQ(celiHLSToBGR_8u_C3P3R(s, 48, dp, 0, {1, 1}), celStatusBadStep);
-    EXPECT_EQ(celiHLSToBGR_8u_AP4R(sp, 16, dp, 16, {0, 1}), celStatusBadSize);
-    EXPECT_EQ(celiBGRToHLS_8u_AC4P4R(s, 64, dp, 16, {1, 0}), celStatusBadSize);
-    // the interleaved AC4R form: sizes ahead of steps
-    EXPECT_EQ(celiBGRToHLS_8u_AC4R(s, 0, p0, 0, {0, 1}), celStatusBadSize);
-    EXPECT_EQ(celiBGRToHLS_8u_AC4R(s, 0, p0, 16, {1, 1}), celStatusBadStep);
-    EXPECT_EQ(celiBGRToHLS_8u_AC4R(nullptr, 0, p0, 16, {0, 1}), celStatusNullPointer);
-    for (uint8_t* p : {p0, p1, p2, p3})
-        for (int i = 0; i < 16; ++i) EXPECT_EQ(p[i], 0x44);
 }
 
 }  // namespace

@@ -229,21 +229,4 @@ void everyWalk(std::initializer_list<CelSize> sizes, uint32_t seed, Expect expec
     }
 }
 
-// Every pointer alone null, plane members included, gives
-// celStatusNullPointer at each of the sizes, good or bad, and nothing is
-// written.
-template <class Fn>
-void expectPointersBeforeSizes(const Fn& f, int w, int h, std::initializer_list<CelSize> sizes) {
-    ChromaLayout s(f.srcKind, f.srcSamp, w, h), d(f.dstKind, f.dstSamp, w, h);
-    const auto before = d.snapshot();
-    const int ns = static_cast<int>(s.b.size()), nd = static_cast<int>(d.b.size());
-    for (int k = 0; k < ns + nd; ++k)
-        for (CelSize r : sizes) {
-            Args a = argsOf(s, d);
-            (k < ns ? a.sp[k] : a.dp[k - ns]) = nullptr;
-            EXPECT_EQ(f.call(a, r), celStatusNullPointer) << f.name << " pointer " << k;
-        }
-    EXPECT_EQ(d.snapshot(), before) << f.name;
-}
-
 }  // namespace celtest

@@ -290,19 +290,4 @@ TEST(GrayToRgb, ReplicatesEveryDepthAndWidth) {
     }
 }
 
-// ---- Statuses ----------------------------------------------------------------------------------------
-TEST(GrayChecks, PointersThenSizesNothingWritten) {
-    uint8_t s[64] = {}, d[16];
-    std::memset(d, 0x44, sizeof d);
-    EXPECT_EQ(celiRGBToGray_8u_C3C1R(nullptr, 3, d, 1, {0, 0}), celStatusNullPointer);
-    EXPECT_EQ(celiColorToGray_8u_AC4C1R(s, 4, nullptr, 1, {1, 1}, nullptr), celStatusNullPointer);
-    EXPECT_EQ(celiGrayToRGB_8u_C1C4R(s, 1, d, 4, {0, 1}, 0), celStatusBadSize);
-    EXPECT_EQ(celiRGBToGray_8u_C3C1R(s, 3, d, 1, {4, 0}), celStatusBadSize);
-    EXPECT_EQ(celiColorToGray_64f_C3C1R(nullptr, 24, nullptr, 8, {1, 1}, nullptr), celStatusNullPointer);
-    const double w[3] = {1, 1, 1};
-    double dd[2];
-    EXPECT_EQ(celiColorToGray_64f_AC4C1R(reinterpret_cast<const double*>(s), 32, dd, 16, {-1, 1}, w), celStatusBadSize);
-    for (uint8_t v : d) EXPECT_EQ(v, 0x44);
-}
-
 }  // namespace
