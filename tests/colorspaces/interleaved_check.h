@@ -8,7 +8,7 @@
 //   body only, tail only and both, and upward.
 // - sweepEvery8u: every 8-bit triple through the vector body and, apart,
 //   through the scalar tail; sweepFloat the same for a dense float sweep.
-// - checkStatuses: pointers before sizes, every bad size, nothing written.
+// Statuses and check order: the robustness table's rows (tests/robust).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -209,26 +209,6 @@ void sweepFloat(const std::string& name, Call call, int64_t count, int bodyWidth
         }
         if (sameBits) ASSERT_EQ(0, std::memcmp(body.data(), tail.data(), body.size() * 4)) << name << " body and tail differ";
     }
-}
-
-// Pointers are checked before the size (a null pointer with a size of 0 is
-// reported as such), every size below 1 x 1 is reported, and an error
-// writes nothing.
-template <class S, class D>
-void checkStatuses(const std::string& name, Export<S, D> fn, bool ac4) {
-    const int n = ac4 ? 4 : 3;
-    std::vector<S> src(size_t(n) * 16);
-    std::vector<D> dst(src.size());
-    std::mt19937 rng(7);
-    randomBits(rng, src);
-    randomBits(rng, dst);
-    const std::vector<D> before = dst;
-    const int sb = n * int(sizeof(S)), db = n * int(sizeof(D));
-    EXPECT_EQ(fn(nullptr, sb, dst.data(), db, {0, 0}), celStatusNullPointer) << name;
-    EXPECT_EQ(fn(src.data(), sb, nullptr, db, {1, 1}), celStatusNullPointer) << name;
-    for (CelSize bad : {CelSize{0, 1}, CelSize{1, 0}, CelSize{-2, 3}, CelSize{3, -2}})
-        EXPECT_EQ(fn(src.data(), sb, dst.data(), db, bad), celStatusBadSize) << name << " " << bad.width << "x" << bad.height;
-    EXPECT_EQ(0, std::memcmp(dst.data(), before.data(), dst.size() * sizeof(D))) << name << ": an error wrote";
 }
 
 }  // namespace cstest

@@ -1,7 +1,8 @@
 // RGB <-> HSV, 8u and 16u, C3 and AC4: a model written from the formulas
-// (reciprocal approximations where the 8u forward form takes them, the
-// sextant table in reverse), the whole 8u input space through body and
-// tail, special colours, worked values, alpha kept, canaries, statuses.
+// (reciprocal approximations where the 8u forward form takes them, the sextant
+// table in reverse), the whole 8u input space through body and tail, special
+// colours, worked values, alpha kept, canaries (statuses: the robustness
+// table's rows).
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
@@ -161,14 +162,13 @@ class Hsv : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t>;
 TYPED_TEST_SUITE(Hsv, Depths);
 
-TYPED_TEST(Hsv, MatchesModelEveryFormAndStatuses) {
+TYPED_TEST(Hsv, MatchesModelEveryForm) {
     using T = TypeParam;
     uint32_t seed = 1;
     for (bool fwd : {true, false})
         for (bool ac4 : {false, true}) {
             cstest::checkEveryWidth<T, T>(hsvName(fwd, ac4), hsvExport<T>(fwd, ac4), ac4, seed, fillPixel<T>,
                                           [&](int, int, const T* p, T* e) { expected<T>(fwd, p, e); });
-            cstest::checkStatuses<T, T>(hsvName(fwd, ac4), hsvExport<T>(fwd, ac4), ac4);
             seed += 100;
         }
 }

@@ -1,6 +1,6 @@
-// RGB <-> XYZ in every depth and layout: an independent model (float
-// products in the stated order, the two 8u integer matrices by position),
-// worked values, alpha kept, canaries, statuses.
+// RGB <-> XYZ in every depth and layout: an independent model (float products
+// in the stated order, the two 8u integer matrices by position), worked values,
+// alpha kept, canaries (statuses: the robustness table's rows).
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
@@ -115,7 +115,7 @@ class Xyz : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
 TYPED_TEST_SUITE(Xyz, Depths);
 
-TYPED_TEST(Xyz, MatchesModelEveryFormAndStatuses) {
+TYPED_TEST(Xyz, MatchesModelEveryForm) {
     using T = TypeParam;
     uint32_t seed = 1;
     for (bool fwd : {true, false})
@@ -124,7 +124,6 @@ TYPED_TEST(Xyz, MatchesModelEveryFormAndStatuses) {
             cstest::checkEveryWidth<T, T>(name, xyzExport<T>(fwd, ac4), ac4, seed,
                                           [](std::mt19937& rng, int) { return randomSample<T>(rng); },
                                           [&](int x, int w, const T* p, T* e) { expected(fwd, ac4, x, w, p, e); });
-            cstest::checkStatuses<T, T>(name, xyzExport<T>(fwd, ac4), ac4);
             seed += 100;
         }
 }

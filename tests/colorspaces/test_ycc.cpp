@@ -1,8 +1,9 @@
 // RGB <-> photo YCC in every depth and layout: an independent model written
-// from the formulas (float products in the stated order; the 8u body's
-// 16-bit lane operations one by one, the 8u tail in 32-bit integers, chosen
-// by the pixel's place in the row), every 8u triple through body and tail,
-// worked values, round trips, alpha kept, canaries, statuses.
+// from the formulas (float products in the stated order; the 8u body's 16-bit
+// lane operations one by one, the 8u tail in 32-bit integers, chosen by the
+// pixel's place in the row), every 8u triple through body and tail, worked
+// values, round trips, alpha kept, canaries (statuses: the robustness table's
+// rows).
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
@@ -162,13 +163,12 @@ class Ycc : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
 TYPED_TEST_SUITE(Ycc, Depths);
 
-TYPED_TEST(Ycc, MatchesModelEveryFormAndStatuses) {
+TYPED_TEST(Ycc, MatchesModelEveryForm) {
     using T = TypeParam;
     uint32_t seed = 1;
     for (const auto& f : forms<T>()) {
         cstest::checkEveryWidth<T, T>(f.name, f.fn, f.ac4, seed, randomSample<T>,
                                       [&](int x, int w, const T* p, T* e) { expected(f, x, w, p, e); });
-        cstest::checkStatuses<T, T>(f.name, f.fn, f.ac4);
         seed += 100;
     }
 }
