@@ -385,6 +385,7 @@ TYPED_TEST(Ahd, RegionsMatchTheModel) {
         {10, 0, 20, 26}, {0, 9, 47, 8},   {30, 12, 17, 14}, {40, 20, 7, 6}, {42, 3, 5, 20},  {8, 21, 30, 5},
         {0, 0, 47, 3},   {1, 1, 2, 2},    {0, 2, 3, 20},    {20, 10, 1, 1}, {25, 11, 60, 60}, {-3, -2, 15, 12},
         {44, 0, 9, 30},  {9, 9, 4, 4},    {6, 6, 16, 8},    {5, 6, 17, 9},  {0, 4, 47, 1},    {12, 22, 1, 4},
+        {4, 1, 20, 2},   // top strip through frame row yi - 1, past the region's height
     };
     uint32_t seed = 200;
     for (int grid = 0; grid < 4; ++grid)
@@ -523,18 +524,6 @@ TEST(AhdWorked, SixteenBitChromaDistanceWraps) {
     const Cut k = cutRegion({0, 0, W, H}, W, H, celBayerBGGR);
     const std::vector<int> e = expected(m, k, W, H);
     for (int i = 0; i < 3 * W * H; ++i) ASSERT_EQ(int(dst[i]), e[i]) << "sample " << i;
-}
-
-// A region of 5x5 frame on each grid, and regions near the top whose top
-// strip is yi - y rows high: rows past the region's height are written.
-TEST(AhdRegions, TopStripWritesPastTheRegionHeight) {
-    const int W = 30, H = 20;
-    const Cut k = cutRegion({4, 1, 20, 2}, W, H, celBayerRGGB);
-    ASSERT_FALSE(k.pieces.empty());
-    EXPECT_EQ(k.pieces[0].y, 1);
-    EXPECT_GT(k.pieces[0].h, 2);  // through frame row yi - 1
-    for (int grid = 0; grid < 4; ++grid)
-        checkRegion<uint8_t>(W, H, grid, {4, 1, 20, 2}, Content::Random, 300 + grid, "short top region");
 }
 
 // The scratch holds exactly 30 rows of the documented length: with a heap
