@@ -285,22 +285,43 @@ struct PairedForm {
         }
         return Round && !folded ? _mm_add_epi16(t, _mm_set1_epi16(1 << (Shift - 1))) : t;
     }
-    // Eight pixels (16-bit results before the pack) from the sixteen bytes v
-    // of four pairs; CbFirst: Cb is the pair's first chroma sample.
+    // The terms of eight pixels from the sixteen bytes v of four pairs
+    // (CbFirst: Cb is the pair's first chroma sample): the luma term with the
+    // addend, each pair's B and R terms side by side in the order of its
+    // chroma samples, and G's two terms summed over the pair, in both lanes.
+    static __m128i swapPairs() { return _mm_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13); }
     template <bool YLow, bool CbFirst>
-    static void pixels(__m128i v, __m128i& r, __m128i& g, __m128i& b) {
-        const __m128i ty = lumaTerm<YLow>(v);
+    static void terms(__m128i v, __m128i& ty, __m128i& br, __m128i& gt) {
+        ty = lumaTerm<YLow>(v);
         const __m128i c = _mm_add_epi16(_mm_maddubs_epi16(v, _mm_set1_epi16(YLow ? static_cast<int16_t>(0x8000) : 0x0080)),
                                         _mm_set1_epi16(128 << 7));
-        const __m128i br = _mm_mulhi_epi16(c, CbFirst ? alternate(-KCbB, -KCrR) : alternate(-KCrR, -KCbB));
+        br = _mm_mulhi_epi16(c, CbFirst ? alternate(-KCbB, -KCrR) : alternate(-KCrR, -KCbB));
         const __m128i gp = _mm_mulhi_epi16(c, CbFirst ? alternate(-KCbG, -KCrG) : alternate(-KCrG, -KCbG));
+        gt = _mm_add_epi16(gp, _mm_shuffle_epi8(gp, swapPairs()));
+    }
+    // Eight pixels (16-bit results before the pack).
+    template <bool YLow, bool CbFirst>
+    static void pixels(__m128i v, __m128i& r, __m128i& g, __m128i& b) {
+        __m128i ty, br, gt;
+        terms<YLow, CbFirst>(v, ty, br, gt);
         const __m128i first = _mm_setr_epi8(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13);
         const __m128i second = _mm_setr_epi8(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15);
-        const __m128i swap = _mm_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
-        const __m128i gt = _mm_add_epi16(gp, _mm_shuffle_epi8(gp, swap));
         r = _mm_srai_epi16(_mm_add_epi16(ty, _mm_shuffle_epi8(br, CbFirst ? second : first)), Shift);
         g = _mm_srai_epi16(_mm_sub_epi16(ty, gt), Shift);
         b = _mm_srai_epi16(_mm_add_epi16(ty, _mm_shuffle_epi8(br, CbFirst ? first : second)), Shift);
+    }
+    // The same eight pixels with B and R left where the pair's terms fall
+    // (one byte shuffle instead of two): u = ty + br holds, for the pair's
+    // first pixel, the channel of the first chroma sample (B when Cb comes
+    // first) and, for its second pixel, the other channel; w = ty + the
+    // swapped terms holds the remaining two.  A join sorts the bytes.
+    template <bool YLow, bool CbFirst>
+    static void pixelsUnspread(__m128i v, __m128i& u, __m128i& g, __m128i& w) {
+        __m128i ty, br, gt;
+        terms<YLow, CbFirst>(v, ty, br, gt);
+        u = _mm_srai_epi16(_mm_add_epi16(ty, br), Shift);
+        g = _mm_srai_epi16(_mm_sub_epi16(ty, gt), Shift);
+        w = _mm_srai_epi16(_mm_add_epi16(ty, _mm_shuffle_epi8(br, swapPairs())), Shift);
     }
 };
 

@@ -136,6 +136,8 @@ struct PlanarIn {
 // ---- Decoder destinations: interleaved RGB/BGR (C3, or C4 with alpha), or planes.
 template <int Bytes, bool Bgr, bool Al = false>
 struct InterleavedOut {
+    static constexpr int kBytes = Bytes;
+    static constexpr bool kBgr = Bgr;
     uint8_t* d;
     uint8_t alpha;
     void put16(int x, __m128i r, __m128i g, __m128i b) const {
@@ -163,6 +165,32 @@ struct InterleavedOut {
             store<Al>(d + 4 * x, _mm_unpacklo_epi16(c01, c23));
             store<Al>(d + 4 * x + 16, _mm_unpackhi_epi16(c01, c23));
         }
+    }
+    // The paired-lane body's unspread results (dec::PairedForm::pixelsUnspread)
+    // of eight pixels packed as (u, w), u's lane p in byte p and w's in byte
+    // 8 + p, where u holds the first byte's channel for the pair's first
+    // pixel: the pixels' first and third bytes side by side.
+    static __m128i sortPairs(__m128i uw) {
+        return _mm_shuffle_epi8(uw, _mm_setr_epi8(0, 8, 9, 1, 2, 10, 11, 3, 4, 12, 13, 5, 6, 14, 15, 7));
+    }
+    // Sixteen four-byte pixels from two such packs and the sixteen G bytes.
+    void put16Unspread(int x, __m128i lo, __m128i g, __m128i hi) const {
+        static_assert(Bytes == 4);
+        const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
+        const __m128i c02l = sortPairs(lo), c02h = sortPairs(hi);
+        const __m128i gal = _mm_unpacklo_epi8(g, a), gah = _mm_unpackhi_epi8(g, a);
+        uint8_t* p = d + 4 * x;
+        store<Al>(p, _mm_unpacklo_epi8(c02l, gal));
+        store<Al>(p + 16, _mm_unpackhi_epi8(c02l, gal));
+        store<Al>(p + 32, _mm_unpacklo_epi8(c02h, gah));
+        store<Al>(p + 48, _mm_unpackhi_epi8(c02h, gah));
+    }
+    // Eight pixels: one pack and G in the low eight bytes.
+    void put8Unspread(int x, __m128i uw, __m128i g) const {
+        static_assert(Bytes == 4);
+        const __m128i c02 = sortPairs(uw), ga = _mm_unpacklo_epi8(g, _mm_set1_epi8(static_cast<char>(alpha)));
+        store<Al>(d + 4 * x, _mm_unpacklo_epi8(c02, ga));
+        store<Al>(d + 4 * x + 16, _mm_unpackhi_epi8(c02, ga));
     }
     void put(int x, uint8_t r, uint8_t g, uint8_t b) const {
         uint8_t* p = d + Bytes * x;
@@ -235,21 +263,42 @@ inline void innerDecode422(const In& in, const Out& out, int width) {
     int x = 0;
     if constexpr (HasPaired<Rc>::value) {
         // paired-lane body: each pair's chroma terms once, spread to its two pixels
+        // (three-byte pixels) or left where they fall and sorted by the join
         using P = typename Rc::Paired;
         constexpr bool yLow = In::kYLow, cbFirst = In::kCbFirst;
-        for (; x + 16 <= width; x += 16) {
-            __m128i rl, gl, bl, rh, gh, bh;
-            P::template pixels<yLow, cbFirst>(in.raw8(x), rl, gl, bl);
-            P::template pixels<yLow, cbFirst>(in.raw8(x + 8), rh, gh, bh);
-            out.put16(x, _mm_packus_epi16(rl, rh), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
-        }
-        if constexpr (B != Body::Sixteen)
-            if (x + 8 <= width) {
-                __m128i r, g, b;
-                P::template pixels<yLow, cbFirst>(in.raw8(x), r, g, b);
-                out.put8(x, _mm_packus_epi16(r, r), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
-                x += 8;
+        if constexpr (Out::kBytes == 4) {
+            // four-byte pixels: B and R unspread, sorted by the join (the
+            // packed C4 decoders with a paired form write BGR from Cb-first
+            // pairs: the first chroma sample's channel is the first byte)
+            static_assert(cbFirst == Out::kBgr);
+            for (; x + 16 <= width; x += 16) {
+                __m128i ul, gl, wl, uh, gh, wh;
+                P::template pixelsUnspread<yLow, cbFirst>(in.raw8(x), ul, gl, wl);
+                P::template pixelsUnspread<yLow, cbFirst>(in.raw8(x + 8), uh, gh, wh);
+                out.put16Unspread(x, _mm_packus_epi16(ul, wl), _mm_packus_epi16(gl, gh), _mm_packus_epi16(uh, wh));
             }
+            if constexpr (B != Body::Sixteen)
+                if (x + 8 <= width) {
+                    __m128i u, g, w;
+                    P::template pixelsUnspread<yLow, cbFirst>(in.raw8(x), u, g, w);
+                    out.put8Unspread(x, _mm_packus_epi16(u, w), _mm_packus_epi16(g, g));
+                    x += 8;
+                }
+        } else {
+            for (; x + 16 <= width; x += 16) {
+                __m128i rl, gl, bl, rh, gh, bh;
+                P::template pixels<yLow, cbFirst>(in.raw8(x), rl, gl, bl);
+                P::template pixels<yLow, cbFirst>(in.raw8(x + 8), rh, gh, bh);
+                out.put16(x, _mm_packus_epi16(rl, rh), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
+            }
+            if constexpr (B != Body::Sixteen)
+                if (x + 8 <= width) {
+                    __m128i r, g, b;
+                    P::template pixels<yLow, cbFirst>(in.raw8(x), r, g, b);
+                    out.put8(x, _mm_packus_epi16(r, r), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
+                    x += 8;
+                }
+        }
     } else {
         innerDecode422Terms<Rc, B>(in, out, width, x);
     }
