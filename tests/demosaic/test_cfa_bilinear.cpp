@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "celcc.h"
-#include "common/export_list.h"
 
 namespace {
 

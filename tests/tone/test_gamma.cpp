@@ -410,13 +410,4 @@ TEST(GammaChecks, NaNRangePassesTheRangeCheck) {
                 << (fwd ? "fwd " : "inv ") << name(f);
 }
 
-TEST(GammaChecks, WorkedStatuses) {
-    float fs[3] = {0, 0, 0};
-    EXPECT_EQ(celiGammaFwd_32f_C3R(nullptr, 12, fs, 12, {1, 1}, 0.5f, 0.5f), celStatusBadRange);
-    uint8_t s[3] = {1, 2, 3}, d[3] = {7, 7, 7};
-    EXPECT_EQ(celiGammaFwd_8u_C3R(s, 0, d, 3, {1, 1}), celStatusBadStep);
-    EXPECT_EQ(celiGammaFwd_8u_C3R(s, 0, nullptr, 3, {1, 1}), celStatusNullPointer);
-    EXPECT_EQ(d[0], 7);
-}
-
 }  // namespace
