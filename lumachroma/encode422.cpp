@@ -97,7 +97,7 @@ void y8_innerRGBToCbYCr422_8u_C3C2R(const uint8_t* src, uint8_t* dst, int width)
         enc::filterTerms_v<false>(evenLanes7(r), evenLanes7(g), evenLanes7(b), eCb, eCr);
         enc::filterTerms_v<true>(oddLanes7(r), oddLanes7(g), oddLanes7(b), oCb, oCr);
         const __m128i cb = filteredBlock<7>(eCb, oCb, carryCb), cr = filteredBlock<7>(eCr, oCr, carryCr);
-        out.put16(x, y, _mm_packus_epi16(cb, cb), _mm_packus_epi16(cr, cr));
+        out.put16Pairs(x, y, _mm_packus_epi16(cb, cr));
     }
     // one group of 4 pairs when that bit of the pair count is set
     if (x + 8 <= width) {

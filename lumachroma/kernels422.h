@@ -430,11 +430,14 @@ struct PackedOut {
         lo = O == Order::CbYCr ? _mm_unpacklo_epi8(c, y) : _mm_unpacklo_epi8(y, c);
         hi = O == Order::CbYCr ? _mm_unpackhi_epi8(c, y) : _mm_unpackhi_epi8(y, c);
     }
-    void put16(int x, __m128i y, __m128i cb, __m128i cr) const {
-        __m128i lo, hi;
-        interleave(y, cb, cr, lo, hi);
-        store<Al>(d + 2 * x, lo);
-        store<Al>(d + 2 * x + 16, hi);
+    // Sixteen pixels: y, and Cb in bytes 0-7 and Cr in bytes 8-15 of one
+    // vector, which one byte shuffle puts in the pairs' order.
+    void put16Pairs(int x, __m128i y, __m128i cbcr) const {
+        const __m128i c = _mm_shuffle_epi8(cbcr, kB.cb < kB.cr
+                                                     ? _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15)
+                                                     : _mm_setr_epi8(8, 0, 9, 1, 10, 2, 11, 3, 12, 4, 13, 5, 14, 6, 15, 7));
+        store<Al>(d + 2 * x, O == Order::CbYCr ? _mm_unpacklo_epi8(c, y) : _mm_unpacklo_epi8(y, c));
+        store<Al>(d + 2 * x + 16, O == Order::CbYCr ? _mm_unpackhi_epi8(c, y) : _mm_unpackhi_epi8(y, c));
     }
     void put8(int x, __m128i y, __m128i cb, __m128i cr) const {
         __m128i lo, hi;
@@ -449,10 +452,11 @@ struct PackedOut {
 
 struct PlanarYccOut {
     uint8_t *y, *cb, *cr;
-    void put16(int x, __m128i vy, __m128i vcb, __m128i vcr) const {
+    // vy: 16 luma bytes; cbcr: Cb in bytes 0-7, Cr in bytes 8-15
+    void put16Pairs(int x, __m128i vy, __m128i cbcr) const {
         simd::storeu(y + x, vy);
-        simd::storeLow8(cb + x / 2, vcb);
-        simd::storeLow8(cr + x / 2, vcr);
+        simd::storeLow8(cb + x / 2, cbcr);
+        _mm_storeh_pi(reinterpret_cast<__m64*>(cr + x / 2), _mm_castsi128_ps(cbcr));
     }
     void put8(int x, __m128i vy, __m128i vcb, __m128i vcr) const {
         simd::storeLow8(y + x, vy);
@@ -475,7 +479,7 @@ inline void innerEncode422(const In& in, const Out& out, int width) {
         Rc::body16(r, g, b, y, s);
         __m128i cb, cr;
         Rc::chroma(s[0], s[1], s[2], cb, cr);
-        out.put16(x, Rc::finish(y), Rc::finish(_mm_packus_epi16(cb, cb)), Rc::finish(_mm_packus_epi16(cr, cr)));
+        out.put16Pairs(x, Rc::finish(y), Rc::finish(_mm_packus_epi16(cb, cr)));
     }
     if (x + 8 <= width) {
         __m128i r8, g8, b8;
