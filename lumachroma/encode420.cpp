@@ -215,7 +215,7 @@ inline __m128i luma8(__m128i r, __m128i g, __m128i b) {
 // ---------------------------------------------------------------------------
 // 4:2:0, one row pair: n chroma samples from 2n pixels of rows s0 and s1.
 template <class Rd, class Rc, class Out>
-void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1, const Out& out, int n) {
+void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1, const Out out, int n) {
     constexpr int P = Rd::kBytes;
     int i = 0;
     // body: 16 pixels (8 chroma samples) of both rows
