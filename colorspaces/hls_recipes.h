@@ -160,14 +160,15 @@ inline void hlsToRgb(float H, float L, float S, float out[3]) {
 }
 
 // Vector twin: always the multiplication by 0.016666668.  The rising and
-// the falling ramp are one ramp over h or 240 - h, chosen before it.
+// the falling ramp are one ramp over h or 240 - h, chosen before it; the
+// ramp below 240, then m2 from 60 to below 180 (a NaN hue fails every
+// comparison and keeps m1, as the scalar twin).
 inline __m128 hueChannel(__m128 m1, __m128 m2, __m128 d, __m128 h) {
     const __m128 below60 = _mm_cmplt_ps(h, _mm_set1_ps(60.0f));
     const __m128 t = _mm_blendv_ps(_mm_sub_ps(_mm_set1_ps(240.0f), h), h, below60);
     const __m128 ramp = _mm_add_ps(m1, _mm_mul_ps(_mm_mul_ps(d, t), _mm_set1_ps(kSixtieth)));
-    __m128 v = _mm_blendv_ps(m1, ramp, _mm_cmplt_ps(h, _mm_set1_ps(240.0f)));
-    v = _mm_blendv_ps(v, m2, _mm_cmplt_ps(h, _mm_set1_ps(180.0f)));
-    return _mm_blendv_ps(v, ramp, below60);
+    const __m128 v = _mm_blendv_ps(m1, ramp, _mm_cmplt_ps(h, _mm_set1_ps(240.0f)));
+    return _mm_blendv_ps(v, m2, _mm_andnot_ps(below60, _mm_cmplt_ps(h, _mm_set1_ps(180.0f))));
 }
 
 template <int Full>

@@ -15,7 +15,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -33,33 +32,16 @@ void labFwdRow(const S* s, D* d, int width) {
     constexpr bool kF = std::is_same_v<D, float>, k8 = std::is_same_v<D, uint8_t>;
     constexpr int kTerms = k8 ? 4 : 8;
     const float(&w)[3] = std::is_same_v<S, float> ? kLabIn32f : kLabIn8u;
-    int x = 0;
-    // body: blocks of up to kBlock px in two passes, so that a group's table
-    // reads start well ahead of its series: first X, Y, Z (divided by the
-    // white point) and the packed table indices of every 4 px, kept on the
-    // stack; then the entries, roots, branches and outputs
-    constexpr int kBlock = 64;
-    alignas(16) float xyz[3][kBlock];
-    alignas(16) uint8_t idx[kBlock / 4][16];
-    while (x + 4 <= width) {
-        const int n = (width - x) / 4 * 4 < kBlock ? (width - x) / 4 * 4 : kBlock;
-        for (int i = 0; i < n; i += 4) {
-            F4 c0, c1, c2, X, Y, Z;
-            load4<S, 3>(s + 3 * (x + i), c0, c1, c2);
+    // body: groups of 4 px in blocks of two passes (table reads ahead of the series)
+    const int groups = width / 4;
+    labFwdGroups<kTerms>(
+        groups, w,
+        [&](int64_t g, F4& c0, F4& c1, F4& c2) {
+            load4<S, 3>(s + 12 * g, c0, c1, c2);
             if constexpr (Bgr) std::swap(c0, c2);
-            labXYZ(c0, c1, c2, w, X, Y, Z);
-            _mm_store_ps(xyz[0] + i, X.v), _mm_store_ps(xyz[1] + i, Y.v), _mm_store_ps(xyz[2] + i, Z.v);
-            _mm_store_si128(reinterpret_cast<__m128i*>(idx[i / 4]), powIndex3(X, Y, Z));
-        }
-        for (int i = 0; i < n; i += 4) {
-            uint64_t kxy;
-            uint32_t kz;
-            std::memcpy(&kxy, idx[i / 4], 8);
-            std::memcpy(&kz, idx[i / 4] + 8, 4);
-            F4 t[3], r[3], L, a, b;
-            powStart3(kxy, kz, t, r);
-            labFwd<kTerms>(_mm_load_ps(xyz[0] + i), _mm_load_ps(xyz[1] + i), _mm_load_ps(xyz[2] + i), t, r, L, a, b);
-            D* q = d + 3 * (x + i);
+        },
+        [&](int64_t g, F4 L, F4 a, F4 b) {
+            D* q = d + 12 * g;
             if constexpr (kF) {
                 store4(q, 3, L, a, b);
             } else if constexpr (k8) {
@@ -69,9 +51,8 @@ void labFwdRow(const S* s, D* d, int width) {
                 const __m128i bi = roundi((b + F4(128.0f)) * F4(255.0f));
                 cel::cs::join16x4<3>(q, _mm_packus_epi32(l, l), _mm_packus_epi32(ai, ai), _mm_packus_epi32(bi, bi));
             }
-        }
-        x += n;
-    }
+        });
+    int x = 4 * groups;
     // tail: the same operations; the rounded integer's low bits are stored
     for (; x < width; ++x) {
         const S* p = s + 3 * x;

@@ -391,6 +391,39 @@ inline void labFromRGB(T r, T g, T b, const W (&w)[3], T& L, T& A, T& B) {
     labXYZ(r, g, b, w, x, y, z);
     labFwd<Terms>(x, y, z, L, A, B);
 }
+// The forward over `groups` groups of four pixels, in blocks of up to 16
+// groups and two passes, so that a group's table reads start well ahead of
+// its series: first X, Y, Z divided by the white point and the packed table
+// indices of every group, kept on the stack; then the entries, roots and
+// branches.  load(g, r, g, b) reads group g's R, G, B (four lanes each),
+// store(g, L, a, b) writes its results.
+template <int Terms, class W, class Load, class Store>
+inline void labFwdGroups(int64_t groups, const W (&w)[3], Load load, Store store) {
+    constexpr int kBlock = 16;
+    alignas(16) float xyz[3][4 * kBlock];
+    alignas(16) uint8_t idx[kBlock][16];
+    for (int64_t g0 = 0; g0 < groups; g0 += kBlock) {
+        const int n = groups - g0 < kBlock ? static_cast<int>(groups - g0) : kBlock;
+        for (int i = 0; i < n; ++i) {
+            F4 c0, c1, c2, X, Y, Z;
+            load(g0 + i, c0, c1, c2);
+            labXYZ(c0, c1, c2, w, X, Y, Z);
+            _mm_store_ps(xyz[0] + 4 * i, X.v), _mm_store_ps(xyz[1] + 4 * i, Y.v), _mm_store_ps(xyz[2] + 4 * i, Z.v);
+            _mm_store_si128(reinterpret_cast<__m128i*>(idx[i]), powIndex3(X, Y, Z));
+        }
+        for (int i = 0; i < n; ++i) {
+            uint64_t kxy;
+            uint32_t kz;
+            std::memcpy(&kxy, idx[i], 8);
+            std::memcpy(&kz, idx[i] + 8, 4);
+            F4 t[3], r[3], L, a, b;
+            powStart3(kxy, kz, t, r);
+            labFwd<Terms>(_mm_load_ps(xyz[0] + 4 * i), _mm_load_ps(xyz[1] + 4 * i), _mm_load_ps(xyz[2] + 4 * i), t, r, L, a, b);
+            store(g0 + i, L, a, b);
+        }
+    }
+}
+
 template <class T, class W>
 inline void labToRGB(T L, T A, T B, const W (&w)[3], T& r, T& g, T& b) {
     T X, Y, Z;
