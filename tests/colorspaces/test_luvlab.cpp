@@ -288,13 +288,14 @@ TEST(LabSweep, LabToRGB8uEveryTriple) { sweep8u(FORM(uint8_t, uint8_t, celiLabTo
 TEST(LabSweep, BGRToLab8u16uEverySeventhColour) { sweep8u(FORM(uint8_t, uint16_t, celiBGRToLab_8u16u_C3R, labFwd, true, false), 7); }
 
 // 32f forward over the dense float sweep (every 8-bit-valued colour, then
-// out-of-range, signed-zero, infinite, NaN and random samples) in rows of 16
-// (body) and 3 (tail), each against the model bit for bit (a NaN result only
-// as a NaN: which operand's NaN survives is the compiler's choice).
+// out-of-range, signed-zero, infinite, NaN and random samples) in rows of 100
+// (the body's groups over a full block and a part) and 3 (tail), each
+// against the model bit for bit (a NaN result only as a NaN: which
+// operand's NaN survives is the compiler's choice).
 TEST(LabSweep, RGBToLab32fDenseBodyAndTail) {
     for (bool bgr : {false, true})
         cstest::sweepFloat(bgr ? "BGRToLab_32f_C3R" : "RGBToLab_32f_C3R", bgr ? celiBGRToLab_32f_C3R : celiRGBToLab_32f_C3R,
-                           cstest::denseFloatCount() / (bgr ? 7 : 1), 16, 3, false,
+                           cstest::denseFloatCount() / (bgr ? 7 : 1), 100, 3, false,
                            [&](int64_t i, float* p) { cstest::denseFloatInput(bgr ? i * 7 : i, p); },
                            [&](int, int, const float* p, float* e) { labForwardModel<float, float>(p, bgr, true, e); });
 }
