@@ -266,39 +266,36 @@ inline void innerDecode422(const In& in, const Out& out, int width) {
         // (three-byte pixels) or left where they fall and sorted by the join
         using P = typename Rc::Paired;
         constexpr bool yLow = In::kYLow, cbFirst = In::kCbFirst;
-        if constexpr (Out::kBytes == 4) {
-            // four-byte pixels: B and R unspread, sorted by the join (the
-            // packed C4 decoders with a paired form write BGR from Cb-first
-            // pairs: the first chroma sample's channel is the first byte)
-            static_assert(cbFirst == Out::kBgr);
-            for (; x + 16 <= width; x += 16) {
-                __m128i ul, gl, wl, uh, gh, wh;
-                P::template pixelsUnspread<yLow, cbFirst>(in.raw8(x), ul, gl, wl);
-                P::template pixelsUnspread<yLow, cbFirst>(in.raw8(x + 8), uh, gh, wh);
-                out.put16Unspread(x, _mm_packus_epi16(ul, wl), _mm_packus_epi16(gl, gh), _mm_packus_epi16(uh, wh));
-            }
-            if constexpr (B != Body::Sixteen)
-                if (x + 8 <= width) {
-                    __m128i u, g, w;
-                    P::template pixelsUnspread<yLow, cbFirst>(in.raw8(x), u, g, w);
-                    out.put8Unspread(x, _mm_packus_epi16(u, w), _mm_packus_epi16(g, g));
-                    x += 8;
-                }
-        } else {
-            for (; x + 16 <= width; x += 16) {
-                __m128i rl, gl, bl, rh, gh, bh;
-                P::template pixels<yLow, cbFirst>(in.raw8(x), rl, gl, bl);
-                P::template pixels<yLow, cbFirst>(in.raw8(x + 8), rh, gh, bh);
-                out.put16(x, _mm_packus_epi16(rl, rh), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
-            }
-            if constexpr (B != Body::Sixteen)
-                if (x + 8 <= width) {
-                    __m128i r, g, b;
-                    P::template pixels<yLow, cbFirst>(in.raw8(x), r, g, b);
-                    out.put8(x, _mm_packus_epi16(r, r), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
-                    x += 8;
-                }
+        // four-byte pixels: B and R unspread, sorted by the join (the packed
+        // C4 decoders with a paired form write BGR from Cb-first pairs: the
+        // first chroma sample's channel is the first byte)
+        constexpr bool unspread = Out::kBytes == 4;
+        static_assert(!unspread || cbFirst == Out::kBgr);
+        const auto pixels = [&](int at, __m128i& a, __m128i& g, __m128i& b) {
+            if constexpr (unspread)
+                P::template pixelsUnspread<yLow, cbFirst>(in.raw8(at), a, g, b);
+            else
+                P::template pixels<yLow, cbFirst>(in.raw8(at), a, g, b);
+        };
+        for (; x + 16 <= width; x += 16) {
+            __m128i al, gl, bl, ah, gh, bh;
+            pixels(x, al, gl, bl);
+            pixels(x + 8, ah, gh, bh);
+            if constexpr (unspread)
+                out.put16Unspread(x, _mm_packus_epi16(al, bl), _mm_packus_epi16(gl, gh), _mm_packus_epi16(ah, bh));
+            else
+                out.put16(x, _mm_packus_epi16(al, ah), _mm_packus_epi16(gl, gh), _mm_packus_epi16(bl, bh));
         }
+        if constexpr (B != Body::Sixteen)
+            if (x + 8 <= width) {
+                __m128i a, g, b;
+                pixels(x, a, g, b);
+                if constexpr (unspread)
+                    out.put8Unspread(x, _mm_packus_epi16(a, b), _mm_packus_epi16(g, g));
+                else
+                    out.put8(x, _mm_packus_epi16(a, a), _mm_packus_epi16(g, g), _mm_packus_epi16(b, b));
+                x += 8;
+            }
     } else {
         innerDecode422Terms<Rc, B>(in, out, width, x);
     }
