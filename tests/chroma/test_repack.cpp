@@ -71,26 +71,6 @@ TEST(RepackChecks, NullStepArray) {
     EXPECT_EQ(celiYCbCr422_8u_C2P3R(a, 16, dst, nullptr, {8, 1}), celStatusNullPointer);
 }
 
-TEST(RepackWorked, ChromaValuesPassUntouchedAndRoundTripsExchangeChannels) {
-    // P2 -> P3 (YCbCr420ToYCrCb420, no exchange) then P3 -> P2 (YCrCb420ToYCbCr420, exchange):
-    // the pair comes back with its two bytes swapped.
-    const int w = 8, h = 2;
-    uint8_t y[16], pairs[8] = {0, 255, 1, 254, 2, 253, 3, 252}, p0[16], p1[4], p2[4], y2[16], back[8];
-    for (int i = 0; i < 16; ++i) y[i] = uint8_t(i * 16);
-    uint8_t* dst[3] = {p0, p1, p2};
-    int st[3] = {8, 4, 4};
-    ASSERT_EQ(celiYCbCr420ToYCrCb420_8u_P2P3R(y, 8, pairs, 8, dst, st, {w, h}), celStatusOk);
-    EXPECT_EQ(p1[0], 0);
-    EXPECT_EQ(p2[0], 255);
-    const uint8_t* src[3] = {p0, p1, p2};
-    ASSERT_EQ(celiYCrCb420ToYCbCr420_8u_P3P2R(src, st, y2, 8, back, 8, {w, h}), celStatusOk);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(back[2 * i], pairs[2 * i + 1]);
-        EXPECT_EQ(back[2 * i + 1], pairs[2 * i]);
-    }
-    EXPECT_EQ(0, std::memcmp(y, y2, 16));
-}
-
 INSTANTIATE_TEST_SUITE_P(AllForms, Repack, ::testing::ValuesIn(kFns),
                          [](const ::testing::TestParamInfo<Fn>& i) { return std::string(i.param.name); });
 
