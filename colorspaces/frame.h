@@ -162,6 +162,44 @@ inline void laneRow(const float* s, float* d, int width, Body body, Tail tail) {
     for (; x < width; ++x) tail(s + N * x, d + N * x);
 }
 
+// A float row of three-channel pixels for a per-pixel recipe whose output
+// channels are each a function of the pixel's three inputs, with the output
+// left in store order: the four pixels' twelve outputs are three vectors as
+// they are stored, lane l of vector k being channel (4k + l) % 3 of pixel
+// (4k + l) / 3.  For each k the pixel's inputs 0, 1, 2 are put in those same
+// lanes (nine shuffles and four blends for the three vectors, against six
+// blends and two shuffles to split and six blends and two shuffles to join
+// channel vectors), `body(k, in0, in1, in2)` returns output vector k, and
+// `tail(src pixel, dst pixel)` does the last pixels one at a time.
+template <class Body, class Tail>
+inline void storeOrderRow3f(const float* s, float* d, int width, Body body, Tail tail) {
+    int x = 0;
+    for (; x + 4 <= width; x += 4) {
+        const float* p = s + 3 * x;
+        // a = 0a 0b 0c 1a, b = 1b 1c 2a 2b, c = 2c 3a 3b 3c
+        const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4), c = _mm_loadu_ps(p + 8);
+        // vector 0: pixels 0 0 0 1
+        const __m128 ab1 = _mm_blend_ps(a, b, 0x1), ab2 = _mm_blend_ps(a, b, 0x2);  // 1b 0b 0c 1a, 0a 1c 0c 1a
+        const __m128 o0 = body(0, _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 0, 0, 0)),
+                               _mm_shuffle_ps(ab1, ab1, _MM_SHUFFLE(0, 1, 1, 1)),
+                               _mm_shuffle_ps(ab2, ab2, _MM_SHUFFLE(1, 2, 2, 2)));
+        // vector 1: pixels 1 1 2 2
+        const __m128 o1 = body(1, _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 2, 3, 3)),
+                               _mm_shuffle_ps(b, b, _MM_SHUFFLE(3, 3, 0, 0)),
+                               _mm_shuffle_ps(b, c, _MM_SHUFFLE(0, 0, 1, 1)));
+        // vector 2: pixels 2 3 3 3
+        const __m128 cb4 = _mm_blend_ps(c, b, 0x4), cb8 = _mm_blend_ps(c, b, 0x8);  // 2c 3a 2a 3c, 2c 3a 3b 2b
+        const __m128 o2 = body(2, _mm_shuffle_ps(cb4, cb4, _MM_SHUFFLE(1, 1, 1, 2)),
+                               _mm_shuffle_ps(cb8, cb8, _MM_SHUFFLE(2, 2, 2, 3)),
+                               _mm_shuffle_ps(c, c, _MM_SHUFFLE(3, 3, 3, 0)));
+        float* q = d + 3 * x;
+        _mm_storeu_ps(q, o0);
+        _mm_storeu_ps(q + 4, o1);
+        _mm_storeu_ps(q + 8, o2);
+    }
+    for (; x < width; ++x) tail(s + 3 * x, d + 3 * x);
+}
+
 // ---- 16-bit pixels ------------------------------------------------------------------
 // Four pixels of three or four 16-bit channels -> the first three channels
 // as four 32-bit lanes each, widened with or without sign.

@@ -70,25 +70,33 @@ void y8_innerRGBToXYZ_32f_C3R(const float* s, float* d, int width, int channels)
 
 // 32f reverse: the products of the per-pixel rule, in its order, four
 // pixels at a time (a - b Y is a + (-b) Y exactly), then one at a time.
-template <int N>
-void xyzToRgb32fRow(const float* s, float* d, int width) {
-    cel::cs::laneRow<N>(
-        s, d, width,
-        [](__m128 X, __m128 Y, __m128 Z, __m128& R, __m128& G, __m128& B) {
-            R = limitRGB(dot3(kXYZToRGB[0], X, Y, Z)), G = limitRGB(dot3(kXYZToRGB[1], X, Y, Z));
-            B = limitRGB(dot3(kXYZToRGB[2], X, Y, Z));
-        },
-        [](const float* p, float* q) {
-            q[0] = limitRGB(dot3(kXYZToRGB[0], p[0], p[1], p[2]));
-            q[1] = limitRGB(dot3(kXYZToRGB[1], p[0], p[1], p[2]));
-            q[2] = limitRGB(dot3(kXYZToRGB[2], p[0], p[1], p[2]));
-        });
+// Every output is limited alike, so C3 rows compute the outputs in store
+// order, each lane with its own matrix row; AC4 rows by channel vectors.
+inline void xyzToRgb32fPixel(const float* p, float* q) {
+    q[0] = limitRGB(dot3(kXYZToRGB[0], p[0], p[1], p[2]));
+    q[1] = limitRGB(dot3(kXYZToRGB[1], p[0], p[1], p[2]));
+    q[2] = limitRGB(dot3(kXYZToRGB[2], p[0], p[1], p[2]));
 }
+constexpr cel::cs::StoreOrderMatrix kXYZToRGBStoreOrder = cel::cs::storeOrder(kXYZToRGB);
+
 void y8_innerXYZToRGB_32f_C3R(const float* s, float* d, int width, int channels) {
-    if (channels == 4)
-        xyzToRgb32fRow<4>(s, d, width);
-    else
-        xyzToRgb32fRow<3>(s, d, width);
+    if (channels == 4) {
+        cel::cs::laneRow<4>(
+            s, d, width,
+            [](__m128 X, __m128 Y, __m128 Z, __m128& R, __m128& G, __m128& B) {
+                R = limitRGB(dot3(kXYZToRGB[0], X, Y, Z)), G = limitRGB(dot3(kXYZToRGB[1], X, Y, Z));
+                B = limitRGB(dot3(kXYZToRGB[2], X, Y, Z));
+            },
+            xyzToRgb32fPixel);
+        return;
+    }
+    cel::cs::storeOrderRow3f(
+        s, d, width,
+        [](int k, __m128 X, __m128 Y, __m128 Z) {
+            const auto& m = kXYZToRGBStoreOrder.at[k];
+            return limitRGB(dot3(_mm_load_ps(m[0]), _mm_load_ps(m[1]), _mm_load_ps(m[2]), X, Y, Z));
+        },
+        xyzToRgb32fPixel);
 }
 
 // ---------------------------------------------------------------------------------------
