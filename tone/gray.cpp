@@ -6,7 +6,9 @@
 // (null: the default weights 0.299, 0.587, 0.114).
 //
 //   8u   body: products truncated to Q7 by unsigned multiply-high against
-//        rotated weight vectors, saturating sums, +64, arithmetic >> 7;
+//        rotated weight vectors, saturating sums, +64, arithmetic >> 7 (C3
+//        rows of 16 for weights whose sums stay below 32704: one rounding
+//        multiply-high by 256, the same bytes);
 //        tail: full 32-bit Q15 sum, low 8 bits (the two differ on purpose)
 //   16u, 16s   float weights, (R w0 + G w1) + B w2, rounding conversion;
 //              C3 body eight pixels a step (word blends, byte shuffles)
@@ -46,7 +48,11 @@ struct W8 {
     __m128i rot[3];  // C3: (w0 w1 w2 w0 ...), (w2 w0 w1 ...), (w1 w2 w0 ...)
     __m128i ac4;     // (w0 w1 w2 w0 w0 w1 w2 w0)
     __m128i each[3];  // w0, w1, w2 in every lane
+    bool below;       // every pixel's Q7 sum stays below kRoundLimit (see sum8)
 };
+
+// Q7 sums below this take the shorter finish of sum8 with the same result.
+constexpr int kRoundLimit = 32768 - 64;
 
 W8 weights8u(const float* coeffs) {
     W8 k{};
@@ -60,6 +66,10 @@ W8 weights8u(const float* coeffs) {
                            static_cast<int16_t>(k.w[0]), static_cast<int16_t>(k.w[0]), static_cast<int16_t>(k.w[1]),
                            static_cast<int16_t>(k.w[2]), static_cast<int16_t>(k.w[0]));
     for (int i = 0; i < 3; ++i) k.each[i] = _mm_set1_epi16(static_cast<int16_t>(k.w[i]));
+    // the largest Q7 sum: every channel's largest product (sample 255)
+    int top = 0;
+    for (int i = 0; i < 3; ++i) top += static_cast<int>((uint32_t{255 * 256} * k.w[i]) >> 16);
+    k.below = top < kRoundLimit;
     return k;
 }
 
@@ -70,7 +80,13 @@ inline uint8_t gray8Scalar(const uint8_t* p, const W8& k) {
 
 // Q7 sum of a pixel's three truncated products, saturating in this order,
 // -> gray values in 16-bit lanes; finish8 packs them to bytes (low 8 lanes).
+// Where every sum stays below kRoundLimit nothing saturates and S + 64 is
+// positive as a signed lane, so (S + 64) >> 7 is the rounding multiply-high
+// by 256, (256 S + 2^14) >> 15: one operation instead of two.
+template <bool Below = false>
 inline __m128i sum8(__m128i c0, __m128i c1, __m128i c2) {
+    if constexpr (Below)
+        return _mm_mulhrs_epi16(_mm_add_epi16(_mm_add_epi16(c0, c1), c2), _mm_set1_epi16(256));
     return _mm_srai_epi16(_mm_adds_epu16(_mm_adds_epu16(_mm_adds_epu16(c0, c1), c2), _mm_set1_epi16(64)), 7);
 }
 inline __m128i finish8(__m128i c0, __m128i c1, __m128i c2) {
@@ -121,7 +137,8 @@ inline __m128i gray8C3x8(const uint8_t* p, const W8& k) {
 
 // Sixteen C3 pixels (48 bytes) -> sixteen gray bytes: the channels split
 // first (each sample in the high byte of a lane), then the same Q7 products
-// and sums as gray8C3x8.
+// and sums as gray8C3x8 (Below: the weights keep every sum below kRoundLimit).
+template <bool Below>
 inline __m128i gray8C3x16(const uint8_t* p, const W8& k) {
     __m128i c0[2], c1[2], c2[2];
     cel::simd::split3x16High(p, c0, c1, c2);
@@ -129,7 +146,7 @@ inline __m128i gray8C3x16(const uint8_t* p, const W8& k) {
     for (int h = 0; h < 2; ++h) {
         const __m128i a = _mm_mulhi_epu16(c0[h], k.each[0]), b = _mm_mulhi_epu16(c1[h], k.each[1]);
         const __m128i d = _mm_mulhi_epu16(c2[h], k.each[2]);
-        v[h] = sum8(a, b, d);
+        v[h] = sum8<Below>(a, b, d);
     }
     return _mm_packus_epi16(v[0], v[1]);
 }
@@ -164,7 +181,10 @@ void y8_innerRGBToGray_8u_C3C1R(const uint8_t* s, uint8_t* d, int width, int cha
         return;
     }
     // body: 16 pixels split by channel, then 8 pixels without deinterleaving
-    for (; x + 16 <= width; x += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), gray8C3x16(s + 3 * x, k));
+    if (k.below)
+        for (; x + 16 <= width; x += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), gray8C3x16<true>(s + 3 * x, k));
+    else
+        for (; x + 16 <= width; x += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), gray8C3x16<false>(s + 3 * x, k));
     for (; x + 8 <= width; x += 8) _mm_storel_epi64(reinterpret_cast<__m128i*>(d + x), gray8C3x8(s + 3 * x, k));
     // one group of 4 pixels when bit 2 of the width is set: the same Q7 arithmetic
     if (width & 4) {

@@ -78,11 +78,12 @@ TEST(Gray8u, MatchesModelWithDefaultAndCallerWeights) {
 }
 
 // Every RGB colour through the body (rows of 16) and the tail (rows of 3 or
-// 7, one short of the body), default weights and the caller's.
+// 7, one short of the body), default weights and the caller's: sums below
+// 32704 (0.2, 0.5, 0.3) and sums that pass it and saturate (1, 1, 0).
 TEST(Gray8u, EveryColourThroughBodyAndTail) {
-    const float mine[3] = {0.2f, 0.5f, 0.3f};
+    const float mine[3] = {0.2f, 0.5f, 0.3f}, over[3] = {1.0f, 1.0f, 0.0f};
     for (bool ac4 : {false, true})
-        for (const float* c : {static_cast<const float*>(nullptr), mine})
+        for (const float* c : {static_cast<const float*>(nullptr), mine, over})
             for (int w : {16, ac4 ? 7 : 3}) {
                 const int n = ac4 ? 4 : 3, h = celtest::sweep24Rows(w), bodyEnd = w - w % (ac4 ? 8 : 4);
                 std::vector<uint8_t> src(size_t(n) * w * h), dst(size_t(w) * h);
@@ -101,6 +102,20 @@ TEST(Gray8u, EveryColourThroughBodyAndTail) {
                                                  << int(p[1]) << "," << int(p[2]);
                 }
             }
+}
+
+// One channel's weight at the two Q15 values around the largest sum of 32703
+// (32832: 255 gives 32703; 32833: 32704, which turns black): every sample
+// through rows of 16.
+TEST(Gray8u, SumsEitherSideOf32704) {
+    for (int q : {32832, 32833}) {
+        const float c[3] = {0.0f, float(q) / 32768.0f, 0.0f};
+        std::vector<uint8_t> src(size_t(3) * 256, 0), dst(256);
+        for (int v = 0; v < 256; ++v) src[size_t(3) * v + 1] = uint8_t(v);
+        ASSERT_EQ(celiColorToGray_8u_C3C1R(src.data(), 48, dst.data(), 16, {16, 16}, c), celStatusOk);
+        for (int v = 0; v < 256; ++v) ASSERT_EQ(dst[size_t(v)], body8(&src[size_t(3) * v], q15(c))) << q << " " << v;
+        EXPECT_EQ(dst[255], q == 32832 ? 255 : 0);
+    }
 }
 
 TEST(Gray8u, WorkedValues) {
