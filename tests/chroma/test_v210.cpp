@@ -255,14 +255,6 @@ TEST(V210Colour, WorkedValues) {
     EXPECT_EQ(col[7], 0x5555);
 }
 
-TEST(V210Gray, LumaIsUnscaledAndTopBitsDoNotMatter) {
-    // Luma 1023 everywhere, chroma 0, top bits all set.
-    const uint32_t w[4] = {0xFFFFFC00u | 0xC0000000u, 0xC00003FFu | 0x3FF00000u, 0xC00FFC00u, 0xFFF003FFu};
-    uint16_t d[6];
-    ASSERT_EQ(celiYUV422v210ToGray_709HDTV_32u16u_C3C1(w, 4, d, 6, {6, 1}), celStatusOk);
-    for (int x = 0; x < 6; ++x) EXPECT_EQ(d[x], 1023) << x;
-}
-
 // ---- YCbCr422 to gray ---------------------------------------------------------------------------
 // Widths through the 16- and 8-pixel bodies, the blocks of four, the pairs
 // and the odd last pixel; positive, negative and zero steps.

@@ -8,14 +8,18 @@
 //   body only, tail only and both, and upward.
 // - sweepEvery8u: every 8-bit triple through the vector body and, apart,
 //   through the scalar tail; sweepFloat the same for a dense float sweep.
+// - expectWorked: tables of worked values, one pixel through body and tail.
 // Statuses and check order: the robustness table's rows (tests/robust).
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -43,6 +47,50 @@ void randomBits(std::mt19937& rng, std::vector<T>& v) {
         const uint32_t r = rng();
         std::memcpy(&e, &r, sizeof(T));
     }
+}
+
+// A sample 0..255 (or 0..65535 in 16 bits) in the type's coding: floats
+// v / 255, signed 16 bits offset by 32768.
+template <class T>
+T sampleOf(int v) {
+    if constexpr (std::is_same_v<T, float>)
+        return float(v) / 255.0f;
+    else if constexpr (std::is_same_v<T, int16_t>)
+        return T(v - 32768);
+    else
+        return T(v);
+}
+
+// Random pixels, a good part special for the hue-based spaces: grays,
+// primaries and secondaries, ties of two channels, full and zero channels,
+// hue sector boundaries; floats an eighth out of range or near-gray.
+template <class T>
+void specialPixel(std::mt19937& rng, T* p) {
+    const int full = std::is_same_v<T, float> ? 255 : sizeof(T) == 1 ? 255 : 65535;
+    const int v = int(rng() % (full + 1)), u = int(rng() % (full + 1));
+    int c[3] = {int(rng() % (full + 1)), int(rng() % (full + 1)), int(rng() % (full + 1))};
+    switch (rng() % 16) {
+        case 0: c[0] = c[1] = c[2] = v; break;
+        case 1: c[rng() % 3] = full, c[rng() % 3] = 0; break;
+        case 2: c[0] = c[1] = v, c[2] = u; break;
+        case 3: c[1] = c[2] = v, c[0] = u; break;
+        case 4: c[0] = c[2] = v, c[1] = u; break;
+        case 5: c[2] = 0; break;
+        case 6: c[2] = full; break;
+        case 7: c[0] = rng() % 2 ? full : 0; break;
+        case 8: c[0] = int(int64_t(full) * (rng() % 7) / 6); break;  // sector boundaries of the hue code
+        case 9: c[0] = v, c[1] = c[2] = 0; break;                     // pure red
+        case 10: c[1] = 0; break;
+        default: break;
+    }
+    if constexpr (std::is_same_v<T, float>) {
+        if (rng() % 8 == 0) {
+            for (int k = 0; k < 3; ++k) p[k] = std::uniform_real_distribution<float>(-0.2f, 1.2f)(rng);
+            if (rng() % 2) p[1] = p[0] + 1e-8f, p[2] = p[0];
+            return;
+        }
+    }
+    for (int k = 0; k < 3; ++k) p[k] = sampleOf<T>(c[k]);
 }
 
 // fill(rng, channel) gives a source sample, or fill(rng, pixel) writes the
@@ -104,31 +152,33 @@ void checkEveryWidth(const std::string& name, Export<S, D> fn, bool ac4, uint32_
     at(1, 5, true);
 }
 
-// Every 8-bit triple (common/sweep24.h) through a 8u form of n channels (3
-// or 4), in rows `bodyWidth` wide (all vector body) and in rows `tailWidth`
-// wide (all scalar tail).  call(src, srcStep, dst, dstStep, roi) runs the
-// form; model(x, w, pixel, expected[3]).  Fourth elements keep their value.
-template <class Call, class Model>
-void sweepEvery8u(const std::string& name, Call call, int n, int bodyWidth, int tailWidth, Model model) {
+// Every 8-bit triple (common/sweep24.h; every `stride`th) through a form of
+// n channels (3 or 4) from 8u to D, in rows `bodyWidth` wide (all vector
+// body) and in rows `tailWidth` wide (all scalar tail).  call(src, srcStep,
+// dst, dstStep, roi) runs the form; model(x, w, pixel, expected[3]).
+// Fourth elements keep their value.
+template <class D = uint8_t, class Call, class Model>
+void sweepEvery8u(const std::string& name, Call call, int n, int bodyWidth, int tailWidth, Model model, int stride = 1) {
     for (int w : {bodyWidth, tailWidth}) {
-        const int h = celtest::sweep24Rows(w);
-        std::vector<uint8_t> src(size_t(n) * w * h, 0x77), dst(src.size(), 0x5A);
+        const int h = int((celtest::sweep24Count() / stride + w - 1) / w);
+        std::vector<uint8_t> src(size_t(n) * w * h, 0x77);
+        std::vector<D> dst(src.size(), D(0x5A));
         for (int64_t i = 0; i < int64_t(w) * h; ++i) {
             int a, b, c;
-            celtest::sweep24Input(i, a, b, c);
+            celtest::sweep24Input(i * stride, a, b, c);
             uint8_t* p = &src[size_t(i) * n];
             p[0] = uint8_t(a), p[1] = uint8_t(b), p[2] = uint8_t(c);
         }
-        ASSERT_EQ(call(src.data(), n * w, dst.data(), n * w, CelSize{w, h}), celStatusOk) << name;
+        ASSERT_EQ(call(src.data(), n * w, dst.data(), n * w * int(sizeof(D)), CelSize{w, h}), celStatusOk) << name;
         for (int64_t i = 0; i < int64_t(w) * h; ++i) {
             const uint8_t* p = &src[size_t(i) * n];
-            uint8_t e[3];
+            D e[3];
             model(int(i % w), w, p, e);
             for (int k = 0; k < 3; ++k)
                 ASSERT_EQ(int(dst[size_t(i) * n + k]), int(e[k]))
                     << name << (w == bodyWidth ? " body" : " tail") << " input " << int(p[0]) << "," << int(p[1]) << ","
                     << int(p[2]) << " channel " << k;
-            if (n == 4) ASSERT_EQ(dst[size_t(i) * n + 3], 0x5A) << name;
+            if (n == 4) ASSERT_EQ(dst[size_t(i) * n + 3], D(0x5A)) << name;
         }
     }
 }
@@ -209,6 +259,41 @@ void sweepFloat(const std::string& name, Call call, int64_t count, int bodyWidth
         }
         if (sameBits) ASSERT_EQ(0, std::memcmp(body.data(), tail.data(), body.size() * 4)) << name << " body and tail differ";
     }
+}
+
+// Worked values: one pixel (in[0..2], a fourth element 0 in AC4) repeated
+// over each width (all body, or all tail), the first pixel's results against
+// `want` within `tol`: kAny takes anything, NaN wants a NaN.
+constexpr double kAny = -1e300;
+template <class S, class D = S>
+struct Worked {
+    const char* name;
+    Export<S, D> fn;
+    bool ac4;
+    std::vector<int> widths;
+    std::array<S, 3> in;
+    std::array<double, 3> want;
+    double tol = 0;
+};
+template <class S, class D>
+void expectWorked(std::initializer_list<Worked<S, D>> cases) {
+    for (const auto& c : cases)
+        for (int w : c.widths) {
+            const int n = c.ac4 ? 4 : 3;
+            std::vector<S> src(size_t(n) * w, S(0));
+            std::vector<D> dst(src.size());
+            for (int x = 0; x < w; ++x) std::copy(c.in.begin(), c.in.end(), &src[size_t(n) * x]);
+            ASSERT_EQ(c.fn(src.data(), n * w * int(sizeof(S)), dst.data(), n * w * int(sizeof(D)), {w, 1}), celStatusOk) << c.name;
+            for (int k = 0; k < 3; ++k) {
+                const double got = double(dst[k]), want = c.want[k];
+                if (want == kAny) continue;
+                if (std::isnan(want))
+                    EXPECT_TRUE(std::isnan(got)) << c.name << " width " << w << " channel " << k;
+                else
+                    EXPECT_NEAR(got, want, c.tol) << c.name << " width " << w << " channel " << k << " of (" << +c.in[0] << ", "
+                                                  << +c.in[1] << ", " << +c.in[2] << ")";
+            }
+        }
 }
 
 }  // namespace cstest

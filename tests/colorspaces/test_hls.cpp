@@ -181,46 +181,6 @@ cstest::Export<T, T> rgbExport(bool fwd, bool ac4) {
 }
 std::string rgbName(bool fwd, bool ac4) { return std::string(fwd ? "RGBToHLS" : "HLSToRGB") + (ac4 ? "_AC4R" : "_C3R"); }
 
-// A sample of full scale f (0..f) in the type's coding.
-template <class T>
-T sample(int v) {
-    if constexpr (std::is_same_v<T, float>)
-        return float(v) / 255.0f;
-    else if constexpr (std::is_same_v<T, int16_t>)
-        return T(v - 32768);
-    else
-        return T(v);
-}
-
-// Random pixels, a quarter special: grays, primaries, ties, hue sector
-// boundaries, saturation 0 and full, hue at the circle's ends.
-template <class T>
-void fillPixel(std::mt19937& rng, T* p) {
-    const int full = std::is_same_v<T, float> ? 255 : sizeof(T) == 1 ? 255 : 65535;
-    const int v = int(rng() % (full + 1)), u = int(rng() % (full + 1));
-    int c[3] = {int(rng() % (full + 1)), int(rng() % (full + 1)), int(rng() % (full + 1))};
-    switch (rng() % 16) {
-        case 0: c[0] = c[1] = c[2] = v; break;
-        case 1: c[rng() % 3] = full, c[rng() % 3] = 0; break;
-        case 2: c[0] = c[1] = v, c[2] = u; break;
-        case 3: c[1] = c[2] = v, c[0] = u; break;
-        case 4: c[0] = c[2] = v, c[1] = u; break;
-        case 5: c[2] = 0; break;
-        case 6: c[2] = full; break;
-        case 7: c[0] = rng() % 2 ? full : 0; break;
-        case 8: c[0] = int(int64_t(full) * (rng() % 7) / 6); break;  // sector boundaries of the hue code
-        default: break;
-    }
-    if constexpr (std::is_same_v<T, float>) {
-        if (rng() % 8 == 0) {  // out of range and near-gray floats run through the formulas too
-            for (int k = 0; k < 3; ++k) p[k] = std::uniform_real_distribution<float>(-0.2f, 1.2f)(rng);
-            if (rng() % 2) p[1] = p[0] + 1e-8f, p[2] = p[0];
-            return;
-        }
-    }
-    for (int k = 0; k < 3; ++k) p[k] = sample<T>(c[k]);
-}
-
 template <class T>
 class HlsRgb : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
@@ -231,7 +191,7 @@ TYPED_TEST(HlsRgb, MatchesModelEveryForm) {
     uint32_t seed = 1;
     for (bool fwd : {true, false})
         for (bool ac4 : {false, true}) {
-            cstest::checkEveryWidth<T, T>(rgbName(fwd, ac4), rgbExport<T>(fwd, ac4), ac4, seed, fillPixel<T>,
+            cstest::checkEveryWidth<T, T>(rgbName(fwd, ac4), rgbExport<T>(fwd, ac4), ac4, seed, cstest::specialPixel<T>,
                                           [&](int x, int w, const T* p, T* e) { rgbFamily<T>(fwd, x, w, p, e); });
             seed += 100;
         }
@@ -276,7 +236,7 @@ void checkBgr(bool fwd, Form f, int w, int h, uint32_t seed) {
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
             uint8_t px[3];
-            fillPixel<uint8_t>(rng, px);
+            cstest::specialPixel<uint8_t>(rng, px);
             for (int k = 0; k < 3; ++k) src.at(x, y, k) = px[k];
         }
     celtest::LayoutImage expect = dst;
@@ -335,25 +295,10 @@ TEST(HlsSweep, BGROrder8u) {
 
 // ---- 32f: the dense float sweep (every 8-bit-valued colour, then special floats) -------------------
 // Rows of 16 (body) and 3 (tail) of the same inputs: the model, and the same
-// bits in both.  The AC4 form (through four elements and back, the fourth
-// kept) takes every 17th input.
+// bits in both.
 TEST(HlsSweep, RGBToHLS32fDense) {
-    const int64_t all = cstest::denseFloatCount();
-    const auto model = [](int x, int w, const float* p, float* e) { rgbFamily<float>(true, x, w, p, e); };
-    cstest::sweepFloat("RGBToHLS_32f_C3R", celiRGBToHLS_32f_C3R, all, 16, 3, true, cstest::denseFloatInput, model);
-    const auto viaAc4 = [](const float* s, int ss, float* d, int ds, CelSize roi) {
-        const size_t n = size_t(roi.width) * roi.height;
-        std::vector<float> s4(n * 4, 7.0f), d4(n * 4, -3.0f);
-        for (size_t i = 0; i < n; ++i) std::memcpy(&s4[4 * i], &s[3 * i], 12);
-        const CelStatus st = celiRGBToHLS_32f_AC4R(s4.data(), ss / 3 * 4, d4.data(), ds / 3 * 4, roi);
-        for (size_t i = 0; i < n; ++i) {
-            std::memcpy(&d[3 * i], &d4[4 * i], 12);
-            if (d4[4 * i + 3] != -3.0f) return celStatusBadArgument;  // a fourth element written
-        }
-        return st;
-    };
-    cstest::sweepFloat("RGBToHLS_32f_AC4R", viaAc4, all / 17, 16, 3, true,
-                       [](int64_t i, float* p) { cstest::denseFloatInput(i * 17, p); }, model);
+    cstest::sweepFloat("RGBToHLS_32f_C3R", celiRGBToHLS_32f_C3R, cstest::denseFloatCount(), 16, 3, true, cstest::denseFloatInput,
+                       [](int x, int w, const float* p, float* e) { rgbFamily<float>(true, x, w, p, e); });
 }
 
 // The reverse over the same inputs read as H, L, S: body (x 0.016666668) and
@@ -364,64 +309,32 @@ TEST(HlsSweep, HLSToRGB32fDense) {
 }
 
 // ---- Worked values ---------------------------------------------------------------------------------------
-std::vector<int> hls8(uint8_t r, uint8_t g, uint8_t b, int width) {
-    std::vector<uint8_t> s(3 * width), d(3 * width);
-    for (int x = 0; x < width; ++x) s[3 * x] = r, s[3 * x + 1] = g, s[3 * x + 2] = b;
-    EXPECT_EQ(celiRGBToHLS_8u_C3R(s.data(), 3 * width, d.data(), 3 * width, {width, 1}), celStatusOk);
-    return {d[0], d[1], d[2]};
-}
-
-TEST(HlsWorked, Rgb8uColours) {
-    for (int w : {4, 1}) {
-        EXPECT_EQ(hls8(0, 0, 0, w), (std::vector<int>{0, 0, 0}));
-        EXPECT_EQ(hls8(255, 255, 255, w), (std::vector<int>{0, 255, 0}));
-        EXPECT_EQ(hls8(90, 90, 90, w), (std::vector<int>{0, 90, 0}));
-        EXPECT_EQ(hls8(255, 0, 0, w), (std::vector<int>{0, 128, 255}));  // L 127.5 to even
-        EXPECT_EQ(hls8(0, 255, 0, w)[0], 85);
-        EXPECT_EQ(hls8(0, 0, 255, w)[0], 170);
-        EXPECT_EQ(hls8(255, 0, 1, w)[0], 255);  // 359.76 degrees, 254.8 to nearest
-    }
-}
-
-TEST(HlsWorked, BgrTruncates) {
-    const uint8_t b[8] = {0}, g[8] = {0}, r[8] = {255, 255, 255, 255, 255, 255, 255, 255};
-    const uint8_t* sp[3] = {b, g, r};
-    for (int w : {8, 1}) {
-        uint8_t h[8], l[8], s[8];
-        uint8_t* dp[3] = {h, l, s};
-        ASSERT_EQ(celiBGRToHLS_8u_P3R(sp, 8, dp, 8, {w, 1}), celStatusOk);
-        EXPECT_EQ(h[0], 0);
-        EXPECT_EQ(l[0], 127);  // truncated
-        uint8_t b2[8] = {1, 1, 1, 1, 1, 1, 1, 1};
-        const uint8_t* sp2[3] = {b2, g, r};
-        ASSERT_EQ(celiBGRToHLS_8u_P3R(sp2, 8, dp, 8, {w, 1}), celStatusOk);
-        EXPECT_EQ(h[0], 254);
-    }
-}
-
-TEST(HlsWorked, FloatGrayAndHueEnd) {
-    const float nearGray[3] = {0.5f, 0.5f + 1e-8f, 0.5f};
-    float o[3];
-    ASSERT_EQ(celiRGBToHLS_32f_C3R(nearGray, 12, o, 12, {1, 1}), celStatusOk);
-    EXPECT_EQ(o[0], 0.0f);
-    EXPECT_EQ(o[2], 0.0f);
-    // H = 1 (360 degrees): R in the M2 zone, G in the M1 zone
-    for (int w : {4, 1}) {
-        float s[12], d[12];
-        for (int x = 0; x < 4; ++x) s[3 * x] = 1.0f, s[3 * x + 1] = 0.25f, s[3 * x + 2] = 0.5f;
-        ASSERT_EQ(celiHLSToRGB_32f_C3R(s, 12, d, 12, {w, 1}), celStatusOk);
-        EXPECT_FLOAT_EQ(d[0], 0.375f);  // M2 = (1 + 0.5) * 0.25
-        EXPECT_FLOAT_EQ(d[1], 0.125f);  // M1 = 0.5 - 0.375
-    }
-    // S of 0: R = G = B whatever H holds
-    const float s0[6] = {0.3f, 0.7f, 0.0f, 0.9f, 0.2f, 0.0f};
-    float d0[6];
-    ASSERT_EQ(celiHLSToRGB_32f_C3R(s0, 12, d0, 12, {2, 1}), celStatusOk);
-    EXPECT_EQ((std::vector<float>(d0, d0 + 6)), (std::vector<float>{0.7f, 0.7f, 0.7f, 0.2f, 0.2f, 0.2f}));
-    const uint16_t g16[3] = {12345, 4321, 0};
-    uint16_t o16[3];
-    ASSERT_EQ(celiHLSToRGB_16u_C3R(g16, 6, o16, 6, {1, 1}), celStatusOk);
-    EXPECT_EQ((std::vector<int>{o16[0], o16[1], o16[2]}), (std::vector<int>{4321, 4321, 4321}));
+// RGB order rounds to nearest (L 127.5 of pure red to even, 359.76 degrees
+// to 255), the BGR forms truncate; a float gray within the epsilon has no
+// hue or saturation; H = 1 (360 degrees) puts R in the M2 zone and G in the
+// M1 zone; S of 0 gives R = G = B = L whatever H holds.
+TEST(HlsWorked, DocumentedValues) {
+    using W8 = cstest::Worked<uint8_t>;
+    const auto any = cstest::kAny;
+    cstest::expectWorked<uint8_t, uint8_t>({
+        W8{"RGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, false, {4, 1}, {0, 0, 0}, {0, 0, 0}},
+        W8{"RGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, false, {4, 1}, {255, 255, 255}, {0, 255, 0}},
+        W8{"RGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, false, {4, 1}, {90, 90, 90}, {0, 90, 0}},
+        W8{"RGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, false, {4, 1}, {255, 0, 0}, {0, 128, 255}},
+        W8{"RGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, false, {4, 1}, {0, 255, 0}, {85, any, any}},
+        W8{"RGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, false, {4, 1}, {0, 0, 255}, {170, any, any}},
+        W8{"RGBToHLS_8u_C3R", celiRGBToHLS_8u_C3R, false, {4, 1}, {255, 0, 1}, {255, any, any}},
+        W8{"BGRToHLS_8u_AC4R", celiBGRToHLS_8u_AC4R, true, {8, 1}, {0, 0, 255}, {0, 127, any}},
+        W8{"BGRToHLS_8u_AC4R", celiBGRToHLS_8u_AC4R, true, {8, 1}, {1, 0, 255}, {254, any, any}},
+    });
+    cstest::expectWorked<float, float>({
+        {"RGBToHLS_32f_C3R", celiRGBToHLS_32f_C3R, false, {1}, {0.5f, 0.5f + 1e-8f, 0.5f}, {0, any, 0}},
+        {"HLSToRGB_32f_C3R", celiHLSToRGB_32f_C3R, false, {4, 1}, {1.0f, 0.25f, 0.5f}, {0.375, 0.125, any}, 1e-7},
+        {"HLSToRGB_32f_C3R", celiHLSToRGB_32f_C3R, false, {4, 1}, {0.3f, 0.7f, 0.0f}, {0.7f, 0.7f, 0.7f}},
+        {"HLSToRGB_32f_C3R", celiHLSToRGB_32f_C3R, false, {4, 1}, {0.9f, 0.2f, 0.0f}, {0.2f, 0.2f, 0.2f}},
+    });
+    cstest::expectWorked<uint16_t, uint16_t>(
+        {{"HLSToRGB_16u_C3R", celiHLSToRGB_16u_C3R, false, {4, 1}, {12345, 4321, 0}, {4321, 4321, 4321}}});
 }
 
 }  // namespace

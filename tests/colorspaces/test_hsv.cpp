@@ -135,28 +135,6 @@ void expected(bool fwd, const T* p, T* e) {
     for (int k = 0; k < 3; ++k) e[k] = static_cast<T>(o[k]);
 }
 
-// Random samples, a quarter of the pixels special: grays, primaries,
-// secondaries, ties of the maximum, hue codes at the circle's ends.
-template <class T>
-void fillPixel(std::mt19937& rng, T* p) {
-    const int full = std::is_same_v<T, uint8_t> ? 255 : 65535;
-    const unsigned kind = rng() % 16;
-    const int v = int(rng() % (full + 1)), u = int(rng() % (full + 1));
-    int c[3] = {int(rng() % (full + 1)), int(rng() % (full + 1)), int(rng() % (full + 1))};
-    switch (kind) {
-        case 0: c[0] = c[1] = c[2] = v; break;                       // gray (hue code anything)
-        case 1: c[0] = v, c[1] = c[2] = 0; break;                    // pure red / hue 0
-        case 2: c[rng() % 3] = full; c[rng() % 3] = 0; break;        // full and zero channels
-        case 3: c[0] = c[2] = v, c[1] = u; break;                    // R = B
-        case 4: c[0] = c[1] = v, c[2] = u; break;                    // R = G
-        case 5: c[1] = c[2] = v, c[0] = u; break;                    // G = B
-        case 6: c[0] = full; break;                                  // hue code full
-        case 7: c[1] = 0; break;                                     // saturation 0
-        default: break;
-    }
-    for (int k = 0; k < 3; ++k) p[k] = static_cast<T>(c[k]);
-}
-
 template <class T>
 class Hsv : public ::testing::Test {};
 using Depths = ::testing::Types<uint8_t, uint16_t>;
@@ -167,7 +145,7 @@ TYPED_TEST(Hsv, MatchesModelEveryForm) {
     uint32_t seed = 1;
     for (bool fwd : {true, false})
         for (bool ac4 : {false, true}) {
-            cstest::checkEveryWidth<T, T>(hsvName(fwd, ac4), hsvExport<T>(fwd, ac4), ac4, seed, fillPixel<T>,
+            cstest::checkEveryWidth<T, T>(hsvName(fwd, ac4), hsvExport<T>(fwd, ac4), ac4, seed, cstest::specialPixel<T>,
                                           [&](int, int, const T* p, T* e) { expected<T>(fwd, p, e); });
             seed += 100;
         }
@@ -182,57 +160,37 @@ TEST(HsvSweep, EveryTriple8u) {
 }
 
 // ---- Worked values ---------------------------------------------------------------------------
-std::vector<int> hsv8(uint8_t r, uint8_t g, uint8_t b, int width) {
-    std::vector<uint8_t> s(3 * width), d(3 * width);
-    for (int x = 0; x < width; ++x) s[3 * x] = r, s[3 * x + 1] = g, s[3 * x + 2] = b;
-    EXPECT_EQ(celiRGBToHSV_8u_C3R(s.data(), 3 * width, d.data(), 3 * width, {width, 1}), celStatusOk);
-    return {d[0], d[1], d[2]};
-}
-
-TEST(HsvWorked, Primaries8uBodyAndTail) {
-    for (int w : {4, 1}) {
-        EXPECT_EQ(hsv8(0, 0, 0, w), (std::vector<int>{0, 0, 0}));
-        EXPECT_EQ(hsv8(77, 77, 77, w), (std::vector<int>{0, 0, 77}));
-        const auto red = hsv8(255, 0, 0, w);
-        EXPECT_EQ(red[0], 0);
-        EXPECT_TRUE(red[1] == 254 || red[1] == 255) << red[1];  // the uncorrected reciprocal of 255
-        EXPECT_EQ(red[2], 255);
-        EXPECT_EQ(hsv8(0, 255, 0, w)[0], 85);
-        EXPECT_EQ(hsv8(0, 0, 255, w)[0], 170);
-        EXPECT_EQ(hsv8(255, 0, 255, w)[0], 212);  // blue wins: h = 5, 212.5 to even
-    }
-}
-
-TEST(HsvWorked, Primaries16u) {
-    const uint16_t px[5][3] = {{65535, 0, 0}, {0, 65535, 0}, {0, 0, 65535}, {65535, 0, 65535}, {300, 300, 300}};
-    uint16_t o[15];
-    ASSERT_EQ(celiRGBToHSV_16u_C3R(&px[0][0], 30, o, 30, {5, 1}), celStatusOk);
-    EXPECT_EQ((std::vector<int>{o[0], o[1], o[2]}), (std::vector<int>{0, 65535, 65535}));
-    EXPECT_EQ(o[3], 21845);   // 2 sextants
-    EXPECT_EQ(o[6], 43690);   // 4 sextants
-    EXPECT_EQ(o[9], 54613);   // R = B: blue wins, 5 sextants
-    EXPECT_EQ((std::vector<int>{o[12], o[13], o[14]}), (std::vector<int>{0, 0, 300}));
-}
-
-TEST(HsvWorked, ReverseHueCircleAndGray) {
-    for (int w : {4, 1}) {
-        std::vector<uint8_t> s(12), a(12), b(12);
-        for (int x = 0; x < 4; ++x) s[3 * x] = 0, s[3 * x + 1] = 200, s[3 * x + 2] = 180;
-        ASSERT_EQ(celiHSVToRGB_8u_C3R(s.data(), 12, a.data(), 12, {w, 1}), celStatusOk);
-        for (int x = 0; x < 4; ++x) s[3 * x] = 255;
-        ASSERT_EQ(celiHSVToRGB_8u_C3R(s.data(), 12, b.data(), 12, {w, 1}), celStatusOk);
-        EXPECT_EQ(a, b);
-        EXPECT_EQ(a[0], 180);  // hue 0: red is V
-        for (int x = 0; x < 4; ++x) s[3 * x] = uint8_t(37 * x), s[3 * x + 1] = 0, s[3 * x + 2] = 99;
-        ASSERT_EQ(celiHSVToRGB_8u_C3R(s.data(), 12, a.data(), 12, {w, 1}), celStatusOk);
-        for (int k = 0; k < 3 * w; ++k) EXPECT_EQ(a[k], 99);
-    }
+// Primaries and grays; blue wins a tie of the maximum (R = B: h = 5, 212.5
+// to even); the uncorrected reciprocal of 255 leaves full saturation at 254
+// or 255 in 8u; the reverse takes a hue code at either end of the circle as
+// 0 (red is V) and S of 0 as gray.
+TEST(HsvWorked, DocumentedValues) {
+    using W8 = cstest::Worked<uint8_t>;
+    using W16 = cstest::Worked<uint16_t>;
+    const auto any = cstest::kAny;
+    cstest::expectWorked<uint8_t, uint8_t>({
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {0, 0, 0}, {0, 0, 0}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {77, 77, 77}, {0, 0, 77}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {255, 0, 0}, {0, 254.5, 255}, 0.5},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {0, 255, 0}, {85, any, any}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {0, 0, 255}, {170, any, any}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {255, 0, 255}, {212, any, any}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {0, 200, 180}, {180, 39, 39}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {255, 200, 180}, {180, 39, 39}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {0, 0, 99}, {99, 99, 99}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {111, 0, 99}, {99, 99, 99}},
+    });
+    cstest::expectWorked<uint16_t, uint16_t>({
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {65535, 0, 0}, {0, 65535, 65535}},
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {0, 65535, 0}, {21845, any, any}},  // 2 sextants
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {0, 0, 65535}, {43690, any, any}},  // 4 sextants
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {65535, 0, 65535}, {54613, any, any}},
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {300, 300, 300}, {0, 0, 300}},
+    });
     const uint16_t s16[6] = {65535, 40000, 50000, 0, 40000, 50000};
     uint16_t o16[6];
     ASSERT_EQ(celiHSVToRGB_16u_C3R(s16, 12, o16, 12, {2, 1}), celStatusOk);
-    EXPECT_EQ(o16[0], o16[3]);
-    EXPECT_EQ(o16[1], o16[4]);
-    EXPECT_EQ(o16[2], o16[5]);
+    EXPECT_EQ((std::vector<int>(o16, o16 + 3)), (std::vector<int>(o16 + 3, o16 + 6)));
 }
 
 }  // namespace

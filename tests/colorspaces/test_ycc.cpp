@@ -2,8 +2,8 @@
 // from the formulas (float products in the stated order; the 8u body's 16-bit
 // lane operations one by one, the 8u tail in 32-bit integers, chosen by the
 // pixel's place in the row), every 8u triple through body and tail, worked
-// values, round trips, alpha kept, canaries (statuses: the robustness table's
-// rows).
+// values, zero source steps, alpha kept, canaries (statuses: the robustness
+// table's rows).
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
@@ -196,93 +196,35 @@ TEST(Ycc8u, EveryTripleInBodyAndTail) {
 }
 
 // ---- Worked values ---------------------------------------------------------------------------
-std::vector<int> px(const std::vector<uint8_t>& v, int x) { return {v[3 * x], v[3 * x + 1], v[3 * x + 2]}; }
-
-TEST(YccWorked, BlackAndWhiteOn8u) {
-    for (int w : {8, 7}) {  // all body, all tail
-        std::vector<uint8_t> black(3 * w, 0), white(3 * w, 255), out(3 * w), back(3 * w);
-        ASSERT_EQ(celiRGBToYCC_8u_C3R(black.data(), 3 * w, out.data(), 3 * w, {w, 1}), celStatusOk);
-        for (int x = 0; x < w; ++x) EXPECT_EQ(px(out, x), (std::vector<int>{0, 156, 137}));
-        ASSERT_EQ(celiYCCToRGB_8u_C3R(out.data(), 3 * w, back.data(), 3 * w, {w, 1}), celStatusOk);
-        for (int x = 0; x < w; ++x) EXPECT_EQ(px(back, x), (std::vector<int>{0, 0, 0}));
-        ASSERT_EQ(celiRGBToYCC_8u_C3R(white.data(), 3 * w, out.data(), 3 * w, {w, 1}), celStatusOk);
-        for (int x = 0; x < w; ++x) EXPECT_EQ(px(out, x), (std::vector<int>{181, 156, 137}));  // t = 255 * 16382
-    }
-}
-
-// The tail's 5564 against the body's 5563 (and Q12 against Q4): a neutral
-// Y of 187 decodes to 253 in the body and to 254 in the tail.
-TEST(YccWorked, ReverseBodyAndTailDiffer) {
-    std::vector<uint8_t> src(24), body(24), tail(21);
-    for (int x = 0; x < 8; ++x) src[3 * x] = 187, src[3 * x + 1] = 156, src[3 * x + 2] = 137;
-    ASSERT_EQ(celiYCCToRGB_8u_C3R(src.data(), 24, body.data(), 24, {8, 1}), celStatusOk);
-    ASSERT_EQ(celiYCCToRGB_8u_C3R(src.data(), 21, tail.data(), 21, {7, 1}), celStatusOk);
-    // body: (187 * 5563) >> 8 = 4063, >> 4 = 253; tail: 187 * 5564 >> 12 = 254
-    EXPECT_EQ(px(body, 0), (std::vector<int>{253, 253, 253}));
-    EXPECT_EQ(px(tail, 0), (std::vector<int>{254, 254, 254}));
-}
-
-TEST(YccWorked, SixteenBitBlack) {
-    const uint16_t black[3] = {0, 0, 0}, yccBlack[3] = {0, 40092, 35209};
-    uint16_t o[3];
-    ASSERT_EQ(celiRGBToYCC_16u_C3R(black, 6, o, 6, {1, 1}), celStatusOk);
-    EXPECT_EQ((std::vector<int>{o[0], o[1], o[2]}), (std::vector<int>{0, 40092, 35209}));
-    ASSERT_EQ(celiYCCToRGB_16u_C3R(yccBlack, 6, o, 6, {1, 1}), celStatusOk);
-    EXPECT_EQ((std::vector<int>{o[0], o[1], o[2]}), (std::vector<int>{0, 0, 0}));
-    const int16_t sBlack[3] = {-32768, -32768, -32768}, sYcc[3] = {-32768, 7324, 2441};
-    int16_t s[3];
-    ASSERT_EQ(celiRGBToYCC_16s_C3R(sBlack, 6, s, 6, {1, 1}), celStatusOk);
-    EXPECT_EQ((std::vector<int>{s[0], s[1], s[2]}), (std::vector<int>{-32768, 7324, 2441}));
-    ASSERT_EQ(celiYCCToRGB_16s_C3R(sYcc, 6, s, 6, {1, 1}), celStatusOk);
-    EXPECT_EQ((std::vector<int>{s[0], s[1], s[2]}), (std::vector<int>{-32768, -32768, -32768}));
-}
-
-TEST(YccWorked, FloatForwardUnlimitedReverseLimited) {
-    const float two[12] = {2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2};
-    float out[12];
-    for (int w : {4, 1}) {
-        ASSERT_EQ(celiRGBToYCC_32f_C3R(two, 12, out, 12, {w, 1}), celStatusOk);
-        EXPECT_GT(out[0], 1.4f);  // 0.7132668 * 2
-        EXPECT_FLOAT_EQ(out[1], 0.6117647f);
-        const float bright[12] = {2, 0.6117647f, 0.5372549f, 2, 0.6117647f, 0.5372549f,
-                                  2, 0.6117647f, 0.5372549f, 2, 0.6117647f, 0.5372549f};  // neutral, 2.7168 before the limit
-        ASSERT_EQ(celiYCCToRGB_32f_C3R(bright, 12, out, 12, {w, 1}), celStatusOk);
-        EXPECT_EQ(out[0], 1.0f);
-        EXPECT_EQ(out[1], 1.0f);
-        EXPECT_EQ(out[2], 1.0f);
-    }
-    const float dark[3] = {0.0f, 0.0f, 0.0f};  // C1, C2 far below their biases
-    ASSERT_EQ(celiYCCToRGB_32f_C3R(dark, 12, out, 12, {1, 1}), celStatusOk);
-    EXPECT_EQ(out[0], 0.0f);
-    EXPECT_EQ(out[2], 0.0f);
-}
-
-// ---- Round trips ---------------------------------------------------------------------------
-// Reverse after forward gives back 1.3584 * 0.7132668 (about 0.969) of each
-// sample: the reverse scale leaves head room above white.  The reverse green
-// weights 0.194 and 0.509 stand for 0.114 / 0.587 and 0.299 / 0.587 to three
-// places, so green may stray by up to about 0.06% of full scale besides.
-template <class T>
-void roundTrip(double tolerance) {
-    const auto fs = forms<T>();  // forward C3 first, reverse C3 third
-    const int w = 37, h = 5, n = 3 * w * h;
-    std::mt19937 rng(9);
-    std::vector<T> rgb(n), ycc(n), back(n);
-    for (auto& v : rgb) v = std::is_same_v<T, float> ? T(std::uniform_real_distribution<float>(0, 1)(rng)) : randomSample<T>(rng, 0);
-    const int bs = 3 * w * int(sizeof(T));
-    ASSERT_EQ(fs[0].fn(rgb.data(), bs, ycc.data(), bs, {w, h}), celStatusOk);
-    ASSERT_EQ(fs[2].fn(ycc.data(), bs, back.data(), bs, {w, h}), celStatusOk);
-    const double k = 1.3584 * 0.7132668, off = std::is_same_v<T, int16_t> ? 32768.0 : 0.0;
-    double worst = 0;
-    for (int i = 0; i < n; ++i) worst = std::max(worst, std::fabs((double(back[i]) + off) - k * (double(rgb[i]) + off)));
-    EXPECT_LE(worst, tolerance);
-}
-
-TEST(YccRoundTrip, EveryDepth) {
-    roundTrip<uint8_t>(5.0);
-    roundTrip<uint16_t>(48.0);
-    roundTrip<int16_t>(48.0);
-    roundTrip<float>(7e-4);
+// 8u black and white through body (rows of 8) and tail (rows of 7), t of
+// white 255 * 16382; the tail's 5564 against the body's 5563 (and Q12
+// against Q4): a neutral Y of 187 decodes to 253 in the body, 254 in the
+// tail; 16-bit black; 32f forward unlimited (0.7132668 * 2), the reverse
+// limited (a neutral 2.7168 before the limit, C1 and C2 far below their
+// biases).
+TEST(YccWorked, DocumentedValues) {
+    using W8 = cstest::Worked<uint8_t>;
+    const auto any = cstest::kAny;
+    cstest::expectWorked<uint8_t, uint8_t>({
+        W8{"RGBToYCC_8u_C3R", celiRGBToYCC_8u_C3R, false, {8, 7}, {0, 0, 0}, {0, 156, 137}},
+        W8{"YCCToRGB_8u_C3R", celiYCCToRGB_8u_C3R, false, {8, 7}, {0, 156, 137}, {0, 0, 0}},
+        W8{"RGBToYCC_8u_C3R", celiRGBToYCC_8u_C3R, false, {8, 7}, {255, 255, 255}, {181, 156, 137}},
+        W8{"YCCToRGB_8u_C3R", celiYCCToRGB_8u_C3R, false, {8}, {187, 156, 137}, {253, 253, 253}},
+        W8{"YCCToRGB_8u_C3R", celiYCCToRGB_8u_C3R, false, {7}, {187, 156, 137}, {254, 254, 254}},
+    });
+    cstest::expectWorked<uint16_t, uint16_t>({
+        {"RGBToYCC_16u_C3R", celiRGBToYCC_16u_C3R, false, {1}, {0, 0, 0}, {0, 40092, 35209}},
+        {"YCCToRGB_16u_C3R", celiYCCToRGB_16u_C3R, false, {1}, {0, 40092, 35209}, {0, 0, 0}},
+    });
+    cstest::expectWorked<int16_t, int16_t>({
+        {"RGBToYCC_16s_C3R", celiRGBToYCC_16s_C3R, false, {1}, {-32768, -32768, -32768}, {-32768, 7324, 2441}},
+        {"YCCToRGB_16s_C3R", celiYCCToRGB_16s_C3R, false, {1}, {-32768, 7324, 2441}, {-32768, -32768, -32768}},
+    });
+    cstest::expectWorked<float, float>({
+        {"RGBToYCC_32f_C3R", celiRGBToYCC_32f_C3R, false, {4, 1}, {2, 2, 2}, {1.4265336, 0.6117647, any}, 1e-6},
+        {"YCCToRGB_32f_C3R", celiYCCToRGB_32f_C3R, false, {4, 1}, {2, 0.6117647f, 0.5372549f}, {1, 1, 1}},
+        {"YCCToRGB_32f_C3R", celiYCCToRGB_32f_C3R, false, {1}, {0, 0, 0}, {0, any, 0}},
+    });
 }
 
 }  // namespace
