@@ -174,6 +174,8 @@ inline void laneRow(const float* s, float* d, int width, Body body, Tail tail) {
 template <class Body, class Tail>
 inline void storeOrderRow3f(const float* s, float* d, int width, Body body, Tail tail) {
     int x = 0;
+    // two groups an iteration: a few percent in the cache
+#pragma GCC unroll 2
     for (; x + 4 <= width; x += 4) {
         const float* p = s + 3 * x;
         // a = 0a 0b 0c 1a, b = 1b 1c 2a 2b, c = 2c 3a 3b 3c
