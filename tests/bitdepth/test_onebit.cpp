@@ -7,6 +7,7 @@
 // Statuses and check order: the robustness table's row (tests/robust).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -60,48 +61,35 @@ struct Run {
     int srcShift;
 };
 
-// Runs one call over src (w x h, tight rows) and compares every byte of the
-// destination region and its guards.
+// Runs one call over src (w x h, tight rows; rows given bottom-up with
+// negative steps) and compares every byte of the destination region and its guards.
 void check(const Run& r, const std::vector<uint8_t>& src) {
     const int o = r.offset & 7, rowBytes = (o + r.w + 7) / 8;
     ImageBuffer in(r.w + r.srcShift, r.h), out(rowBytes, r.h);
-    // rows given bottom-up with negative steps: the model's row y is then the image's row h-1-y
+    const auto image = [&](bool neg, int y) { return neg ? r.h - 1 - y : y; };  // image row of model row y
     for (int y = 0; y < r.h; ++y)
-        for (int x = 0; x < r.w; ++x) in.row(r.negSrc ? r.h - 1 - y : y)[x + r.srcShift] = src[size_t(y) * r.w + x];
+        std::copy_n(&src[size_t(y) * r.w], r.w, in.row(image(r.negSrc, y)) + r.srcShift);
     out.randomize(uint32_t(r.w * 131 + r.h * 7 + r.offset));
     std::vector<uint8_t> want(size_t(rowBytes) * r.h);
-    for (int y = 0; y < r.h; ++y) {
-        const uint8_t* old = out.row(r.negDst ? r.h - 1 - y : y);
-        std::copy(old, old + rowBytes, want.begin() + size_t(y) * rowBytes);
-    }
     const auto bits = modelBits(src, r.w, r.h, r.mode, r.threshold);
-    for (int y = 0; y < r.h; ++y) modelPlace(&want[size_t(y) * rowBytes], &bits[size_t(y) * r.w], r.w, o);
-
+    for (int y = 0; y < r.h; ++y) {
+        std::copy_n(out.row(image(r.negDst, y)), rowBytes, &want[size_t(y) * rowBytes]);
+        modelPlace(&want[size_t(y) * rowBytes], &bits[size_t(y) * r.w], r.w, o);
+    }
     int scratchSize = 0;
     ASSERT_EQ(celiReduceBitsGetBufferSize(1, {r.w, r.h}, 0, celDitherStucki, &scratchSize), celStatusOk);
     std::vector<uint8_t> scratch(size_t(scratchSize) + 1, 0x77);
-    const uint8_t* s0 = (r.negSrc ? in.lastRow() : in.data()) + r.srcShift;
-    const int sStep = r.negSrc ? -in.step() : in.step();
-    uint8_t* d0 = r.negDst ? out.lastRow() : out.data();
-    const int dStep = r.negDst ? -out.step() : out.step();
-    ASSERT_EQ(celiReduceBits_8u1u_C1R(s0, sStep, d0, dStep, r.offset, {r.w, r.h}, 12345, -1, CelDitherMode(r.mode),
-                                      r.threshold, scratch.data() + 1),
+    ASSERT_EQ(celiReduceBits_8u1u_C1R((r.negSrc ? in.lastRow() : in.data()) + r.srcShift,
+                                      r.negSrc ? -in.step() : in.step(), r.negDst ? out.lastRow() : out.data(),
+                                      r.negDst ? -out.step() : out.step(), r.offset, {r.w, r.h}, 12345, -1,
+                                      CelDitherMode(r.mode), r.threshold, scratch.data() + 1),
               celStatusOk);
     ASSERT_TRUE(out.intact()) << "bytes around the rows written, w " << r.w << " offset " << r.offset;
-    for (int y = 0; y < r.h; ++y) {
-        const int yy = r.negDst ? r.h - 1 - y : y;  // image row that holds model row y
+    for (int y = 0; y < r.h; ++y)
         for (int k = 0; k < rowBytes; ++k)
-            ASSERT_EQ(int(out.row(yy)[k]), int(want[size_t(y) * rowBytes + k]))
+            ASSERT_EQ(int(out.row(image(r.negDst, y))[k]), int(want[size_t(y) * rowBytes + k]))
                 << "mode " << r.mode << " threshold " << int(r.threshold) << " w " << r.w << " h " << r.h
                 << " offset " << r.offset << " row " << y << " byte " << k;
-    }
-}
-
-std::vector<uint8_t> randomImage(int w, int h, uint32_t seed, bool gray) {
-    std::mt19937 rng(seed);
-    std::vector<uint8_t> v(size_t(w) * h);
-    for (auto& b : v) b = gray ? uint8_t(96 + rng() % 64) : uint8_t(rng());
-    return v;
 }
 
 TEST(OneBit, BothModesMatchTheModelAtEveryOffsetAndWidth) {
@@ -112,9 +100,11 @@ TEST(OneBit, BothModesMatchTheModelAtEveryOffsetAndWidth) {
             for (int w : widths)
                 for (int h : {1, 2, 3, 7}) {
                     const bool negSrc = (w + offset) % 3 == 0, negDst = (w + offset) % 4 == 1;
-                    const uint8_t t = mode == 0 ? uint8_t(std::vector<int>{0, 1, 127, 254, 255}[seed % 5])
-                                                : uint8_t(std::vector<int>{0, 128, 200}[seed % 3]);
-                    const auto src = randomImage(w, h, seed, mode == 3 && seed % 2);
+                    const int t0[] = {0, 1, 127, 254, 255}, t3[] = {0, 128, 200};
+                    const uint8_t t = uint8_t(mode == 0 ? t0[seed % 5] : t3[seed % 3]);
+                    std::mt19937 rng(seed);
+                    std::vector<uint8_t> src(size_t(w) * h);  // grays near the middle, or anything
+                    for (auto& b : src) b = mode == 3 && seed % 2 ? uint8_t(96 + rng() % 64) : uint8_t(rng());
                     check({w, h, offset, mode, t, negSrc, negDst, int(seed % 4)}, src);
                     if (HasFatalFailure()) return;
                     ++seed;

@@ -1,16 +1,18 @@
-// Bit-depth reduction: the path without dither and ordered dither (with
-// and without noise) against an independent model, for every type form and
-// channel form; scratch sizes and when the scratch is needed.  Statuses and
-// check order: the robustness table's rows (tests/robust).
+// celiReduceBits_* against a model written from the formulas: no dither,
+// ordered dither and the three error diffusions, with and without noise,
+// every type form and channel form, level counts, widths that hit the
+// vector passes, their tails and both, heights, negative steps; canaries
+// after every row, the untouched alpha of AC4, the scratch contract (its
+// size, its layout, the error rows it ends with, nothing around it
+// touched); worked values; the statuses the robustness rows cannot draw
+// (they never pass a null scratch).
 #include <gtest/gtest.h>
-#include <xmmintrin.h>
 
-#include <cmath>
-#include <cstdint>
+#include <algorithm>
 #include <cstring>
+#include <limits>
+#include <numeric>
 #include <random>
-#include <string>
-#include <type_traits>
 #include <vector>
 
 #include "celcc.h"
@@ -25,219 +27,432 @@ const float kBayer[4][4] = {{0 / 15.f, 8 / 15.f, 2 / 15.f, 10 / 15.f},
                             {3 / 15.f, 11 / 15.f, 1 / 15.f, 9 / 15.f},
                             {15 / 15.f, 7 / 15.f, 13 / 15.f, 5 / 15.f}};
 
-// Expected destination element for channel c of pixel (x, y).
+// ---- Model -------------------------------------------------------------------------
+// The whole picture, channel after channel, each channel's rows top to
+// bottom, left to right; the diffusion's error rows are plain arrays with
+// two zero guards at either end.
 template <class F>
-int expectOrdered(Ch ch, typename F::Src sample, int x, int y, int c, int width, float L, int noise,
-                  const NoiseTables* nt) {
-    float s, f;
-    F::sf(L, s, f);
-    const float v = F::v(sample);
-    float t;
-    const bool c4Tail = ch == C4 && noise && x >= width - width % 4;
-    if (!noise) {
-        t = kBayer[y & 3][x & 3] * s;
-    } else if (c4Tail) {
-        t = (sizeof(typename F::Src) == 1 || c == 0) ? kBayer[y & 3][x & 3] : 0.0f;
-    } else {
-        t = (nt->N[nt->index(x, y)] + kBayer[y & 3][x & 3]) * s;
-    }
-    float b = tr(v * f) * s;
-    if (t < v - b) b = b + s;
-    return F::out(b, noise && ch != C4);
-}
+struct Reduce {
+    using S = typename F::Src;
+    using D = typename F::Dst;
+    static constexpr bool sigSrc = std::is_same_v<S, int16_t>;
 
-template <class T>
-std::vector<T> randomSamples(size_t n, uint32_t seed) {
-    std::mt19937 rng(seed);
-    std::vector<T> v(n);
-    for (auto& x : v) {
-        if constexpr (std::is_same_v<T, float>)
-            x = std::uniform_real_distribution<float>(-0.05f, 1.05f)(rng);
+    static float top() { return F::fsrc ? 1.0f : (sizeof(S) == 1 ? 255.0f : 65535.0f); }
+    static int satTop() { return F::dsig ? 32767 : (F::d8 ? 255 : 65535); }
+    static int satBottom() { return F::dsig ? -32768 : 0; }
+
+    // Diffusion output of grid value b: mode 1 rounds by half a code in the
+    // float forms and 16s8u; stored in the element's low bits.
+    static D out(float b, int mode) {
+        const bool fs = mode == 1;
+        const float M = F::d8 ? 255.0f : 65535.0f;
+        int32_t t;
+        if (F::fsrc)
+            t = ti(fs ? b * M + 0.5f : b * M);
+        else if (sizeof(S) == 2 && F::d8)
+            t = ti(fs && sigSrc ? b + 0.5f : b) >> 8;
         else
-            x = static_cast<T>(rng());
+            t = ti(b);
+        if (F::dsig) t -= 32768;
+        return static_cast<D>(t);
+    }
+
+    // Ordered dither of channel c of pixel (x, y); C4 with noise takes the
+    // matrix alone (first channel only, but for bytes) in the last partial group.
+    static int ordered(Ch ch, S sample, int x, int y, int c, int width, float s, float f, int noise,
+                       const NoiseTables& nt) {
+        const float v = F::v(sample), m = kBayer[y & 3][x & 3];
+        float t = m * s;
+        if (noise && ch == C4 && x >= width - width % 4)
+            t = (sizeof(S) == 1 || c == 0) ? m : 0.0f;
+        else if (noise)
+            t = (nt.N[nt.index(x, y)] + m) * s;
+        float b = tr(v * f) * s;
+        if (t < v - b) b = b + s;
+        return F::out(b, noise && ch != C4);
+    }
+
+    // src, dst: first row; steps in elements.  lastErr receives the error
+    // row of the last row worked.
+    static void run(Ch ch, const S* src, std::ptrdiff_t sStep, D* dst, std::ptrdiff_t dStep, int W, int H, int mode,
+                    int noise, int levels, std::vector<float>* lastErr = nullptr) {
+        const float L = float(levels - 1);
+        float s, f;
+        F::sf(L, s, f);
+        const int nch = ch == C1 ? 1 : (ch == C4 ? 4 : 3), E = stride(ch);
+        if (mode == 0 || mode == 4) {
+            const NoiseTables nt(float(-noise) / 100.0f, float(noise) / 100.0f);
+            for (int y = 0; y < H; ++y)
+                for (int x = 0; x < W; ++x)
+                    for (int c = 0; c < nch; ++c) {
+                        const S v = src[y * sStep + x * E + c];
+                        dst[y * dStep + x * E + c] =
+                            D(mode == 0 ? F::plain(v, L) : ordered(ch, v, x, y, c, W, s, f, noise, nt));
+                    }
+            return;
+        }
+        const NoiseTables nt(float(50 - noise) * s / 100.0f, float(50 + noise) * s / 100.0f);
+        const bool alt = F::fsrc || (sigSrc && F::d8);
+        const float floor = (mode == 1 && F::fsrc) ? 1.1920929e-7f : 0.0f;
+        const bool st = mode == 3;  // Stucki, else Jarvis-Judice-Ninke
+        const float w2[5] = {1, st ? 2.0f : 3.0f, st ? 4.0f : 5.0f, st ? 2.0f : 3.0f, 1};
+        const float w1[5] = {st ? 2.0f : 3.0f, st ? 4.0f : 5.0f, st ? 8.0f : 7.0f, st ? 4.0f : 5.0f, st ? 2.0f : 3.0f};
+        const float w0[2] = {st ? 4.0f : 5.0f, st ? 8.0f : 7.0f};
+        const float inv = st ? 0.023809524f : 0.020833334f;
+        std::vector<float> e2(W + 4, 0.0f), e1(W + 4, 0.0f), cur(W + 4, 0.0f);  // index x + 2
+        for (int c = 0; c < nch; ++c)
+            for (int y = 0; y < H; ++y) {
+                for (int x = 0; x < W; ++x) {
+                    const float v = F::v(src[y * sStep + x * E + c]);
+                    float e;
+                    if (mode == 1) {
+                        const float p1 = e1[x + 3], p0 = e1[x + 2], pm1 = e1[x + 1], cm1 = cur[x + 1];
+                        const float sum = alt ? ((p1 * 3.0f + p0 * 5.0f) + pm1) + cm1 * 7.0f
+                                              : ((p1 * 3.0f + pm1) + p0 * 5.0f) + cm1 * 7.0f;
+                        e = sum * 0.0625f;
+                    } else {
+                        float t[4];
+                        for (int k = 0; k < 4; ++k)
+                            t[k] = (k < 2 ? cur[x + k] * w0[k] : 0.0f) + (e2[x + k] * w2[k] + e1[x + k] * w1[k]);
+                        e = ((((t[0] + t[2]) + (t[1] + t[3])) + e2[x + 4]) + e1[x + 4] * w1[4]) * inv;
+                    }
+                    const float a = v + e;
+                    D& o = dst[y * dStep + x * E + c];
+                    cur[x + 2] = 0.0f;
+                    if (a >= top()) {
+                        o = static_cast<D>(satTop());
+                    } else if (a < floor) {
+                        o = static_cast<D>(satBottom());
+                    } else {
+                        float b = tr(a * f) * s;
+                        const float th = noise ? nt.N[nt.index(x, y)] : 0.5f * s;
+                        if (th < a - b) b = b + s;
+                        cur[x + 2] = a - b;
+                        o = out(b, mode);
+                    }
+                }
+                if (mode != 1) std::swap(e2, e1);  // e2: the row above the one just done
+                std::swap(e1, cur);
+            }
+        if (lastErr) *lastErr = std::vector<float>(e1.begin() + 2, e1.end() - 2);
+    }
+};
+
+template <class S>
+std::vector<S> samples(size_t n, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::vector<S> v(n);
+    for (auto& x : v) {
+        const uint32_t r = rng();
+        if constexpr (std::is_same_v<S, float>) {
+            x = float(r >> 8) * (1.1f / 16777216.0f) - 0.05f;  // -0.05 .. 1.05
+            if ((r & 15) == 0) x = (r & 16) ? 1.0f : 0.0f;
+        } else {
+            x = static_cast<S>(r);
+            if ((r & 0x70000) == 0) x = (r & 0x80000) ? std::numeric_limits<S>::max() : std::numeric_limits<S>::min();
+        }
     }
     return v;
 }
 
-// Runs one configuration and compares every element (and the untouched
-// alpha of AC4, and the guard elements after each row).
+int scratchSize(Ch ch, int W, int noise, int mode) {
+    int size = -1;
+    const int code = ch == C1 ? 1 : ch == C3 ? 3 : ch == C4 ? 4 : 9;
+    EXPECT_EQ(celiReduceBitsGetBufferSize(code, {W, 1}, noise, CelDitherMode(mode), &size), celStatusOk);
+    return size;
+}
+
+// The error rows in the scratch: from the 64-byte aligned base, past the
+// noise block (6256 bytes) where there is noise; rows of W plus guards.
+const float* errorRows(const uint8_t* scratch, int noise) {
+    const auto base = (reinterpret_cast<uintptr_t>(scratch) + 63) & ~uintptr_t(63);
+    return reinterpret_cast<const float*>(base + (noise ? 6256 : 0));
+}
+
+// One configuration: the library against the model, element by element,
+// with canaries after each row, AC4 alpha, the bytes around the scratch
+// block and (diffusion) the last error row in the scratch bit for bit: the
+// order of additions shows there long before it flips an output.  `flip`
+// runs both images bottom-up with negative steps.
 template <class F>
-void check(Ch ch, int width, int height, int mode, int noise, int levels, uint32_t seed) {
+void check(Ch ch, int W, int H, int mode, int noise, int levels, uint32_t seed, bool flip = false) {
     using S = typename F::Src;
     using D = typename F::Dst;
-    const int E = stride(ch), pad = 3;
-    const int sStep = width * E + pad, dStep = width * E + pad;
-    auto src = randomSamples<S>(size_t(sStep) * height, seed);
-    const D fill = static_cast<D>(0x5A);
-    std::vector<D> dst(size_t(dStep) * height, fill);
-    std::vector<uint8_t> scratch(8000, 0xEE);
-    ASSERT_EQ(call<F>(ch, src.data(), sStep * int(sizeof(S)), dst.data(), dStep * int(sizeof(D)), {width, height}, noise,
-                      mode, levels, scratch.data()),
+    const int E = stride(ch), sStep = W * E + 2, dStep = W * E + 3;
+    const auto src = samples<S>(size_t(sStep) * H, seed);
+    std::vector<D> got(size_t(dStep) * H, static_cast<D>(0x5A)), want(got);
+    // the scratch, at every alignment, with NaN bytes inside and canaries around
+    const int size = scratchSize(ch, W, noise, mode), lead = 64 + int(seed % 64);
+    std::vector<uint8_t> block(size_t(lead) + size + 64, 0xFF);
+    std::fill(block.begin(), block.begin() + lead, 0xC3);
+    std::fill(block.begin() + lead + size, block.end(), 0xC3);
+    const size_t sLast = flip ? size_t(H - 1) * sStep : 0, dLast = flip ? size_t(H - 1) * dStep : 0;
+    const int sgn = flip ? -1 : 1;
+    ASSERT_EQ(call<F>(ch, src.data() + sLast, sgn * sStep * int(sizeof(S)), got.data() + dLast,
+                      sgn * dStep * int(sizeof(D)), {W, H}, noise, mode, levels, block.data() + lead),
               celStatusOk);
-    const NoiseTables nt(float(-noise) / 100.0f, float(noise) / 100.0f);
-    const float L = float(levels - 1);
-    for (int y = 0; y < height; ++y)
-        for (int i = 0; i < dStep; ++i) {
-            const D got = dst[size_t(y) * dStep + i];
-            const int x = i / E, c = i % E;
-            if (i >= width * E || (ch == AC4 && c == 3)) {
-                ASSERT_EQ(got, fill) << kChNames[ch] << " wrote a guard or alpha element at " << i;
-                continue;
-            }
-            const S sample = src[size_t(y) * sStep + i];
-            const int want = mode == 0 ? F::plain(sample, L) : expectOrdered<F>(ch, sample, x, y, c, width, L, noise, &nt);
-            ASSERT_EQ(int(got), want) << kChNames[ch] << " mode " << mode << " noise " << noise << " levels " << levels
-                                      << " w " << width << " at (" << x << "," << y << ") channel " << c;
-        }
+    std::vector<float> last;
+    Reduce<F>::run(ch, src.data() + sLast, sgn * sStep, want.data() + dLast, sgn * dStep, W, H, mode, noise, levels,
+                   &last);
+    const auto where = [&] {
+        return std::string(kChNames[ch]) + " mode " + std::to_string(mode) + " noise " + std::to_string(noise) +
+               " levels " + std::to_string(levels) + " " + std::to_string(W) + "x" + std::to_string(H) +
+               (flip ? " flipped" : "");
+    };
+    for (size_t i = 0; i < got.size(); ++i)
+        if (got[i] != want[i])
+            FAIL() << where() << ": element " << i % dStep << " of row " << i / dStep << ": expected "
+                   << double(want[i]) << ", got " << double(got[i]);
+    if (mode >= 1 && mode <= 3) {
+        const float* rows = errorRows(block.data() + lead, noise);
+        const int rowLen = mode == 1 ? W + 2 : W + 4, guard = mode == 1 ? 1 : 2;
+        bool found = false;
+        for (int r = 0; r < (mode == 1 ? 2 : 3); ++r)
+            found |= std::memcmp(rows + r * rowLen + guard, last.data(), 4 * size_t(W)) == 0;
+        ASSERT_TRUE(found) << where() << ": the error rows differ from the model's";
+    }
+    for (int i = 0; i < lead; ++i) ASSERT_EQ(block[i], 0xC3) << "scratch written before its start";
+    for (size_t i = size_t(lead) + size; i < block.size(); ++i) ASSERT_EQ(block[i], 0xC3) << "scratch overrun";
 }
+
+struct Shape {
+    int w, h;
+};
+// Widths around the four- and sixteen-element passes: body only, tail only, both.
+const Shape kShapes[] = {{1, 1}, {1, 5}, {2, 3}, {3, 2}, {4, 4},  {5, 3},  {6, 1},  {7, 2}, {8, 3},
+                         {9, 2}, {12, 1}, {13, 3}, {16, 5}, {17, 2}, {23, 5}, {33, 3}, {67, 5}};
+// Enough rows (of all channels together) and wide enough rows for several
+// rows to be diffused side by side, with rows left over.
+const Shape kTallShapes[] = {{8, 16}, {12, 9}, {16, 16}, {17, 13}, {23, 25}, {40, 7}, {61, 30}, {130, 11}};
 
 template <class F>
 class ReduceBits : public ::testing::Test {};
 using Forms = ::testing::Types<F8u, F16u, F16s, F16u8u, F16s8u, F32f8u, F32f16u, F32f16s>;
 TYPED_TEST_SUITE(ReduceBits, Forms);
 
-TYPED_TEST(ReduceBits, NoDitherMatchesModel) {
+// Modes 0 (no dither: noise ignored), 4 (ordered), 1 to 3 (diffusion).
+TYPED_TEST(ReduceBits, EveryModeMatchesTheModel) {
+    const int levels[] = {2, 3, 5, 7, 17, 42, 200, TypeParam::maxLevels};
     uint32_t seed = 1;
-    for (Ch ch : {C1, C3, AC4, C4})
-        for (int levels : {2, 3, 42, 200, TypeParam::maxLevels})
-            for (int w : {1, 3, 7, 8, 9, 17})
-                check<TypeParam>(ch, w, 2, celDitherOff, levels == 42 ? 100 : 0, levels, seed++);
+    for (int mode : {0, 4, 1, 2, 3})
+        for (Ch ch : {C1, C3, AC4, C4})
+            for (int noise : {0, 1, 37, 100})
+                for (const Shape& sh : kShapes) {
+                    check<TypeParam>(ch, sh.w, sh.h, mode, noise, levels[seed % 8], seed, seed % 5 == 0);
+                    if (::testing::Test::HasFatalFailure()) return;
+                    ++seed;
+                }
+    for (int mode : {1, 2, 3})
+        for (Ch ch : {C1, C3, AC4, C4})
+            for (int noise : {0, 45})
+                for (const Shape& sh : kTallShapes) {
+                    check<TypeParam>(ch, sh.w, sh.h, mode, noise, levels[seed % 8], seed, seed % 3 == 0);
+                    if (::testing::Test::HasFatalFailure()) return;
+                    ++seed;
+                }
+    // rows wider than the noise tables: the position index wraps
+    for (int mode : {1, 3, 4}) check<TypeParam>(C3, 1100, 3, mode, 60, 6, 77 + mode);
 }
 
-TYPED_TEST(ReduceBits, OrderedWithoutNoiseMatchesModel) {
-    uint32_t seed = 500;
-    for (Ch ch : {C1, C3, AC4, C4})
-        for (int levels : {2, 5, 42, TypeParam::maxLevels})
-            for (int w : {1, 3, 4, 5, 8, 9, 13, 16, 23})
-                check<TypeParam>(ch, w, 5, celDitherOrdered, 0, levels, seed++);
-}
-
-TYPED_TEST(ReduceBits, OrderedWithNoiseMatchesModel) {
-    uint32_t seed = 900;
-    for (Ch ch : {C1, C3, AC4, C4})
-        for (int noise : {1, 37, 100})
-            for (int w : {1, 3, 4, 5, 8, 9, 13, 23})
-                check<TypeParam>(ch, w, 5, celDitherOrdered, noise, noise == 37 ? 6 : 17, seed++);
+// A step that is no multiple of the element size loses its remainder.
+TEST(ReduceBitsSteps, RemainderOfAStepIsDropped) {
+    const int W = 9, H = 4;
+    const auto src = samples<uint16_t>(size_t(W + 3) * H, 5);
+    std::vector<uint16_t> a(size_t(W + 5) * H, 1), b(a);
+    std::vector<uint8_t> scratch(scratchSize(C1, W, 0, 2));
+    for (int mode : {1, 2}) {
+        for (int odd : {0, 1})
+            ASSERT_EQ(celiReduceBits_16u_C1R(src.data(), 2 * (W + 3) + odd, (odd ? b : a).data(), 2 * (W + 5) + odd,
+                                             {W, H}, 0, CelDitherMode(mode), 9, scratch.data()),
+                      celStatusOk);
+        EXPECT_EQ(a, b);
+    }
 }
 
 // ---- Worked values -----------------------------------------------------------------
+uint8_t reduce8(uint8_t v, int levels, int mode = 0) {
+    uint8_t d = 0;
+    EXPECT_EQ(celiReduceBits_8u_C1R(&v, 1, &d, 1, {1, 1}, 0, CelDitherMode(mode), levels, nullptr), celStatusOk);
+    return d;
+}
+
 TEST(ReduceBitsWorked, Byte255WithoutDitherFallsTo254ForThirtyEightLevelCounts) {
     std::vector<int> hits;
     for (int L = 1; L <= 255; ++L) {
-        const uint8_t src = 255;
-        uint8_t dst = 0;
-        ASSERT_EQ(celiReduceBits_8u_C1R(&src, 1, &dst, 1, {1, 1}, 0, celDitherOff, L + 1, nullptr), celStatusOk);
-        if (dst == 254) hits.push_back(L);
-        uint16_t w = 65535;
+        const uint8_t d = reduce8(255, L + 1);
+        if (d == 254) hits.push_back(L);
+        const uint16_t w = 65535;
         uint8_t d8 = 0;
         ASSERT_EQ(celiReduceBits_16u8u_C1R(&w, 2, &d8, 1, {1, 1}, 0, celDitherOff, L + 1, nullptr), celStatusOk);
-        EXPECT_EQ(d8, dst) << "16u8u follows 8u for L " << L;
+        EXPECT_EQ(d8, d) << "16u8u follows 8u for L " << L;
     }
     EXPECT_EQ(hits.size(), 38u);
     for (int L : {41, 47, 55, 61, 82}) EXPECT_NE(std::find(hits.begin(), hits.end(), L), hits.end()) << L;
 }
 
-TEST(ReduceBitsWorked, LevelsTwoGivesBottomAndTopAndLevels256IsExact) {
-    std::vector<uint8_t> src(256), dst(256);
-    for (int i = 0; i < 256; ++i) src[i] = uint8_t(i);
-    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 256, dst.data(), 256, {256, 1}, 0, celDitherOff, 256, nullptr),
-              celStatusOk);
-    EXPECT_EQ(src, dst);
-    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 256, dst.data(), 256, {256, 1}, 0, celDitherOff, 2, nullptr),
-              celStatusOk);
-    for (int i = 0; i < 256; ++i) EXPECT_TRUE(dst[i] == 0 || dst[i] == 255);
-    EXPECT_EQ(dst[0], 0);
-    EXPECT_EQ(dst[255], 255);
+// 256 levels copy; 2 levels give bottom and top; a source on the grid has
+// remainder 0 and no ordered position rounds it up, (0, 0) included.
+TEST(ReduceBitsWorked, LevelCountsAndGridValues) {
+    for (int i = 0; i < 256; ++i) {
+        EXPECT_EQ(reduce8(uint8_t(i), 256), i);
+        EXPECT_EQ(reduce8(uint8_t(i), 2), i < 128 ? 0 : 255) << i;
+    }
+    std::vector<uint8_t> src(64), dst(64);
+    for (uint8_t v : {0, 255}) {
+        std::fill(src.begin(), src.end(), v);
+        ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 8, dst.data(), 8, {8, 8}, 0, celDitherOrdered, 2, nullptr),
+                  celStatusOk);
+        EXPECT_EQ(dst, src);
+    }
 }
 
-TEST(ReduceBitsWorked, OrderedGridValuesNeverRoundUpWithoutNoise) {
-    // A source on the grid has remainder 0: no position rounds up, (0, 0) included.
-    std::vector<uint8_t> src(64, 255), dst(64);
-    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 8, dst.data(), 8, {8, 8}, 0, celDitherOrdered, 2, nullptr), celStatusOk);
-    for (uint8_t v : dst) EXPECT_EQ(v, 255);
-    std::fill(src.begin(), src.end(), 0);
-    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 8, dst.data(), 8, {8, 8}, 0, celDitherOrdered, 2, nullptr), celStatusOk);
-    for (uint8_t v : dst) EXPECT_EQ(v, 0);
+// Width 1, mode 1: the error goes straight down through p[x] alone (5/16).
+// 100, then 100 + 100*5/16 = 131.25 up to 255 (error -123.75), then
+// 100 - 38.671875 = 61.33 down, 119.17 down, 137.24 up.
+TEST(ReduceBitsWorked, WidthOneColumnPassesFiveSixteenthsDown) {
+    std::vector<uint8_t> src(5, 100), dst(5, 7), scratch(256);
+    ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 1, dst.data(), 1, {1, 5}, 0, celDitherFloydSteinberg, 2, scratch.data()),
+              celStatusOk);
+    EXPECT_EQ(dst, (std::vector<uint8_t>{0, 255, 0, 0, 255}));
 }
 
-TEST(ReduceBitsWorked, NoiseHundredWithoutDitherEqualsNoiseZeroAndNeedsNoScratch) {
-    auto src = randomSamples<uint16_t>(3 * 20 * 3, 4);
-    std::vector<uint16_t> a(src.size()), b(src.size());
-    ASSERT_EQ(celiReduceBits_16u_C3R(src.data(), 120, a.data(), 120, {20, 3}, 0, celDitherOff, 9, nullptr), celStatusOk);
-    ASSERT_EQ(celiReduceBits_16u_C3R(src.data(), 120, b.data(), 120, {20, 3}, 100, celDitherOff, 9, nullptr), celStatusOk);
-    EXPECT_EQ(a, b);
+// Flat mid-grey at two levels: the first sample (no error yet) has
+// remainder 128 over a threshold of 127.5 and goes up; the density follows
+// the input in every mode, up to what leaves at the picture's edges.
+TEST(ReduceBitsWorked, FlatFieldsKeepTheirMean) {
+    const int W = 128, H = 128;
+    std::vector<uint8_t> dst(W * H), scratch(4000);
+    for (int mode : {1, 2, 3})
+        for (int grey : {128, 64, 200, 13}) {
+            std::vector<uint8_t> src(W * H, uint8_t(grey));
+            ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), W, dst.data(), W, {W, H}, 0, CelDitherMode(mode), 2,
+                                            scratch.data()),
+                      celStatusOk);
+            if (grey == 128) EXPECT_EQ(dst[0], 255);
+            const double mean = std::accumulate(dst.begin(), dst.end(), 0.0) / dst.size();
+            EXPECT_NEAR(mean, grey, mode == 1 ? 0.5 : 1.5) << "mode " << mode << " grey " << grey;
+            for (uint8_t v : dst) ASSERT_TRUE(v == 0 || v == 255);
+        }
+}
+
+// 32f8u: a sum of 1e-8 is bottom with no error under Floyd-Steinberg (the
+// floor is one float epsilon); Jarvis-Judice-Ninke quantises it, and with
+// noise 100 thresholds below 1e-8 push some samples up.
+TEST(ReduceBitsWorked, FloatFloorOfFloydSteinberg) {
+    const int W = 40, H = 20;
+    std::vector<float> src(W * H, 1e-8f);
+    std::vector<uint8_t> dst(W * H), scratch(16000);
+    for (CelDitherMode m : {celDitherFloydSteinberg, celDitherJarvisJudiceNinke}) {
+        ASSERT_EQ(celiReduceBits_32f8u_C1R(src.data(), W * 4, dst.data(), W, {W, H}, 100, m, 2, scratch.data()),
+                  celStatusOk);
+        if (m == celDitherFloydSteinberg)
+            EXPECT_EQ(std::count(dst.begin(), dst.end(), 0), W * H);
+        else
+            EXPECT_GT(std::count(dst.begin(), dst.end(), 255), 0);
+    }
+}
+
+// The scratch holds what its layout says: from the 64-byte aligned base the
+// noise table, the position table, and at 6256 the error rows with their
+// guards still zero (the last row's errors are checked with every model run).
+TEST(ReduceBitsScratch, LayoutFollowsTheContract) {
+    const int W = 10, H = 3, levels = 6, noise = 40;
+    const auto src = samples<uint8_t>(W * H, 31);
+    std::vector<uint8_t> dst(W * H);
+    for (int mode : {1, 3}) {
+        std::vector<uint8_t> block(scratchSize(C1, W, noise, mode) + 64, 0xFF);
+        uint8_t* scratch = block.data() + 3;
+        ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), W, dst.data(), W, {W, H}, noise, CelDitherMode(mode), levels,
+                                        scratch),
+                  celStatusOk);
+        const auto* base = reinterpret_cast<const uint8_t*>(errorRows(scratch, 0));
+        float s, f;
+        F8u::sf(float(levels - 1), s, f);
+        const NoiseTables nt(float(50 - noise) * s / 100.0f, float(50 + noise) * s / 100.0f);
+        for (int i = 0; i < 1024; ++i) {
+            float n;
+            uint16_t p;
+            std::memcpy(&n, base + 4 * i, 4);
+            std::memcpy(&p, base + 4096 + 2 * i, 2);
+            ASSERT_EQ(n, nt.N[i]);
+            ASSERT_EQ(int(p), nt.P[i]);
+        }
+        const int rowLen = mode == 1 ? W + 2 : W + 4, guard = mode == 1 ? 1 : 2;
+        const float* rows = errorRows(scratch, noise);
+        for (int r = 0; r < (mode == 1 ? 2 : 3); ++r)
+            for (int g = 0; g < guard; ++g) {
+                EXPECT_EQ(rows[r * rowLen + g], 0.0f);
+                EXPECT_EQ(rows[r * rowLen + rowLen - 1 - g], 0.0f);
+            }
+    }
 }
 
 // ---- Scratch size -------------------------------------------------------------------
-TEST(ReduceBitsBufferSize, SizesPerMode) {
+// 0 without noise or diffusion, 6336 for the noise block, error rows of 2W + 4
+// (Floyd-Steinberg) or 3W + 12 floats; the widest widths wrap as 32-bit
+// counts in unsigned arithmetic (a signed product overflowed there).
+TEST(ReduceBitsBufferSize, SizesPerModeAndWidth) {
     int size = -1;
+    const auto sizeOf = [&](int code, CelSize roi, int noise, int mode) {
+        EXPECT_EQ(celiReduceBitsGetBufferSize(code, roi, noise, CelDitherMode(mode), &size), celStatusOk);
+        return uint32_t(size);
+    };
     for (int code : {1, 3, 4, 9})
-        for (int w : {1, 17, 1920}) {
-            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 0}, 0, celDitherOff, &size), celStatusOk);
-            EXPECT_EQ(size, 0);
-            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 0}, 100, celDitherOff, &size), celStatusOk);
-            EXPECT_EQ(size, 0);
-            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 0, celDitherOrdered, &size), celStatusOk);
-            EXPECT_EQ(size, 0);
-            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 1, celDitherOrdered, &size), celStatusOk);
-            EXPECT_EQ(size, 6336);
-            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 0, celDitherFloydSteinberg, &size), celStatusOk);
-            EXPECT_EQ(size, 4 * (2 * w + 4) + 64);
-            ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 3, celDitherFloydSteinberg, &size), celStatusOk);
-            EXPECT_EQ(size, 4 * (2 * w + 4) + 6336);
-            for (int m : {2, 3}) {
-                ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 0, CelDitherMode(m), &size), celStatusOk);
-                EXPECT_EQ(size, 4 * (3 * w + 12) + 64);
-                ASSERT_EQ(celiReduceBitsGetBufferSize(code, {w, 5}, 50, CelDitherMode(m), &size), celStatusOk);
-                EXPECT_EQ(size, 4 * (3 * w + 12) + 6336);
-            }
+        for (int w : {1, 17, 1920})
+            for (int noise : {0, 1, 3, 50, 100})
+                for (int mode : {0, 1, 2, 3, 4}) {
+                    const uint32_t noiseBlock = noise ? 6336 : 64;
+                    const uint32_t want = mode == 0 ? 0 : mode == 4 ? (noise ? 6336 : 0)
+                                        : mode == 1 ? 4 * (2 * w + 4) + noiseBlock
+                                                    : 4 * (3 * w + 12) + noiseBlock;
+                    EXPECT_EQ(sizeOf(code, {w, mode == 0 ? 0 : 5}, noise, mode), want)
+                        << code << " w " << w << " noise " << noise << " mode " << mode;
+                }
+    for (int32_t w : {178956967, 178956968, 268435453, 268435454, 1 << 30, INT32_MAX})
+        for (int noise : {0, 1}) {
+            const uint32_t uw = static_cast<uint32_t>(w), tail = noise ? 6336u : 64u;
+            EXPECT_EQ(sizeOf(4, {w, 0}, noise, 1), 4u * (2u * uw + 4u) + tail) << w;
+            for (int m : {2, 3}) EXPECT_EQ(sizeOf(9, {w, -5}, noise, m), 4u * (3u * uw + 12u) + tail) << w;
         }
 }
 
 // The dither mode crosses the interface as a 32-bit integer; in C++ the
 // enumeration has that as its fixed underlying type, so an unknown mode is a
-// value of the type and the mode check runs on defined ground (with an
-// unfixed type, loading -1 was undefined and a sanitizer stopped on it).
+// value of the type and the mode check runs on defined ground.
 static_assert(std::is_same_v<std::underlying_type_t<CelDitherMode>, int32_t>, "CelDitherMode is a 32-bit integer");
 
-// The size is a 32-bit count worked out in unsigned 32-bit arithmetic:
-// the widest widths wrap as a 32-bit product and are not undefined (the
-// error-diffusion rows of a width of 2^31 - 1 overflowed a signed int, which
-// the sanitizer build of the guard-page sweep stopped on).
-TEST(ReduceBitsBufferSize, WidestWidthsWrapAsThirtyTwoBitCounts) {
-    int s = 0;
-    ASSERT_EQ(celiReduceBitsGetBufferSize(1, {1, 1}, 1, celDitherOrdered, &s), celStatusOk);
-    const uint32_t noiseBlock = static_cast<uint32_t>(s) - 64u;  // 6144 + both generator states
-    for (int32_t w : {178956967, 178956968, 268435453, 268435454, 1 << 30, INT32_MAX}) {
-        const uint32_t uw = static_cast<uint32_t>(w);
-        const uint32_t fs = 4u * (2u * uw + 4u), jj = 4u * (3u * uw + 12u);
-        for (int noise : {0, 1}) {
-            const uint32_t tail = noise ? noiseBlock + 64u : 64u;
-            int size = -1;
-            ASSERT_EQ(celiReduceBitsGetBufferSize(4, {w, 0}, noise, celDitherFloydSteinberg, &size), celStatusOk);
-            EXPECT_EQ(static_cast<uint32_t>(size), fs + tail) << w;
-            for (CelDitherMode m : {celDitherJarvisJudiceNinke, celDitherStucki}) {
-                ASSERT_EQ(celiReduceBitsGetBufferSize(9, {w, -5}, noise, m, &size), celStatusOk);
-                EXPECT_EQ(static_cast<uint32_t>(size), jj + tail) << w;
-            }
-        }
-    }
-}
-
-// ---- The scratch ---------------------------------------------------------------------------
-// Statuses and their order otherwise (pointers, size, noise, levels, mode;
-// the buffer-size query's channel code, noise and mode): the robustness
-// table's rows (tests/robust), which always pass the scratch.
+// ---- Statuses around the scratch ----------------------------------------------------
+// Noise, levels and size come before the scratch; the scratch is needed for
+// noise and error diffusion only, and its absence writes nothing in any form.
 TEST(ReduceBitsChecks, ScratchIsNeededForNoiseAndErrorDiffusionOnly) {
-    uint8_t src[16] = {}, dst[16];
-    std::memset(dst, 0x77, sizeof dst);
-    const CelSize ok{4, 1};
-    // ordered with noise needs the scratch; without noise it does not
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 1, celDitherOrdered, 2, nullptr), celStatusNullPointer);
-    // error diffusion needs the scratch before anything else
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherFloydSteinberg, 2, nullptr), celStatusNullPointer);
-    for (uint8_t v : dst) EXPECT_EQ(v, 0x77);
-    EXPECT_EQ(celiReduceBits_8u_C1R(src, 4, dst, 4, ok, 0, celDitherOrdered, 2, nullptr), celStatusOk);
+    uint8_t src[8] = {}, dst[8], scratch[512];
+    std::memset(dst, 0x33, sizeof dst);
+    const auto r8 = [&](CelSize roi, int noise, CelDitherMode m, int levels, uint8_t* sc) {
+        return celiReduceBits_8u_C1R(src, 8, dst, 8, roi, noise, m, levels, sc);
+    };
+    EXPECT_EQ(r8({8, 1}, 101, celDitherStucki, 2, nullptr), celStatusBadNoise);
+    EXPECT_EQ(r8({8, 1}, 0, celDitherStucki, 1, nullptr), celStatusBadLevels);
+    EXPECT_EQ(r8({8, 0}, 0, celDitherFloydSteinberg, 2, nullptr), celStatusBadSize);
+    EXPECT_EQ(celiReduceBits_8u_C1R(nullptr, 8, dst, 8, {8, 1}, 0, celDitherFloydSteinberg, 2, scratch),
+              celStatusNullPointer);
+    EXPECT_EQ(r8({4, 1}, 1, celDitherOrdered, 2, nullptr), celStatusNullPointer);
+    EXPECT_EQ(r8({4, 1}, 0, celDitherFloydSteinberg, 2, nullptr), celStatusNullPointer);
+    for (uint8_t v : dst) ASSERT_EQ(v, 0x33);
+    EXPECT_EQ(r8({4, 1}, 0, celDitherOrdered, 2, nullptr), celStatusOk);
+    EXPECT_EQ(r8({4, 1}, 100, celDitherOff, 2, nullptr), celStatusOk);
+    EXPECT_EQ(r8({8, 1}, 0, celDitherFloydSteinberg, 2, scratch), celStatusOk);
+    std::vector<float> fsrc(8 * 2 * 4, 0.5f);
+    std::vector<int16_t> fdst(8 * 2 * 4, 0x1234);
+    for (int mode : {1, 2, 3})
+        for (int noise : {0, 1, 100}) {
+            EXPECT_EQ(celiReduceBits_32f16s_C4R(fsrc.data(), 128, fdst.data(), 64, {8, 2}, noise, CelDitherMode(mode),
+                                                3, nullptr),
+                      celStatusNullPointer);
+            EXPECT_EQ(celiReduceBits_32f16s_AC4R(fsrc.data(), 128, fdst.data(), 64, {8, 2}, noise, CelDitherMode(mode),
+                                                 3, nullptr),
+                      celStatusNullPointer);
+        }
+    for (int16_t v : fdst) ASSERT_EQ(v, 0x1234);
 }
 
 }  // namespace

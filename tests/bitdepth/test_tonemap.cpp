@@ -29,29 +29,20 @@ struct Form {
 const Form kForms[] = {{"Linear", celiToneMapLinear_32f8u_C1R, false}, {"Mean", celiToneMapMean_32f8u_C1R, true}};
 
 // Expected bytes of the whole region, from the model; after the warning the
-// destination keeps what it held (`before`).
+// destination keeps what it held (`before`).  The base is twice the mean
+// (Mean) or the largest sample (Linear); a base not above the smallest
+// normal float gives zeros.
 std::vector<uint8_t> expected(const Form& f, const float* src, int step, int w, int h, CelStatus* st,
                               uint8_t before = celtest::kCanary) {
     std::vector<uint8_t> out(size_t(w) * h, 0);
-    float scale;
-    *st = celStatusOk;
-    if (f.mean) {
-        const double mean = tmmodel::fastSum(src, step, w, h) / double(w * h);
-        if (mean + mean < 0.0) *st = celStatusToneMapNegative;
-        if (!(mean + mean > 1.1754943508222875e-38)) {
-            if (*st != celStatusOk) out.assign(out.size(), before);
-            return out;
-        }
-        scale = tmmodel::meanScale(mean);
-    } else {
-        const float m = tmmodel::maxOf(src, step, w, h);
-        if (m < 0.0f) *st = celStatusToneMapNegative;
-        if (!(m > std::numeric_limits<float>::min())) {
-            if (*st != celStatusOk) out.assign(out.size(), before);
-            return out;
-        }
-        scale = tmmodel::linearScale(m);
+    const double mean = f.mean ? tmmodel::fastSum(src, step, w, h) / double(w * h) : 0.0;
+    const float m = f.mean ? 0.0f : tmmodel::maxOf(src, step, w, h);
+    *st = (f.mean ? mean + mean < 0.0 : m < 0.0f) ? celStatusToneMapNegative : celStatusOk;
+    if (!(f.mean ? mean + mean > 1.1754943508222875e-38 : m > std::numeric_limits<float>::min())) {
+        if (*st != celStatusOk) out.assign(out.size(), before);
+        return out;
     }
+    const float scale = f.mean ? tmmodel::meanScale(mean) : tmmodel::linearScale(m);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
             const float s = tmmodel::row(src, y, step)[x];
@@ -161,23 +152,32 @@ INSTANTIATE_TEST_SUITE_P(Forms, ToneMapModel, ::testing::ValuesIn(kForms),
                          [](const auto& i) { return std::string(i.param.name); });
 
 // ---- Worked values -----------------------------------------------------------------
-TEST(ToneMapWorked, OnesGive255Linear127Mean) {
-    std::vector<float> src(3 * 37, 1.0f);
+// Each image through one form: its status and every byte (0xC3: left as it was).
+TEST(ToneMapWorked, Images) {
+    struct Case {
+        int form;
+        std::vector<float> src;
+        int w;
+        CelStatus st;
+        std::vector<uint8_t> want;
+    };
+    const std::vector<float> ones(3 * 37, 1.0f), mixed = {-1.0f, 1.0f, 0.5f, -0.25f, 0.0f, 0.0f, 0.0f, 0.25f},
+                                                 negMean = {-3.0f, 1.0f, -3.0f, 1.0f};
+    const Case cases[] = {
+        {0, ones, 37, celStatusOk, std::vector<uint8_t>(ones.size(), 255)},
+        {1, ones, 37, celStatusOk, std::vector<uint8_t>(ones.size(), 127)},
+        // largest 1.0, mean 0.0625: Linear scale 255 (negatives wrap), Mean scale 2040 (clamped)
+        {0, mixed, 8, celStatusOk, {1, 255, 127, 193, 0, 0, 0, 63}},
+        {1, mixed, 8, celStatusOk, {0, 255, 255, 0, 0, 0, 0, 255}},
+        // a negative mean warns even with a positive maximum; -765 wraps to 3
+        {1, negMean, 4, celStatusToneMapNegative, {0xC3, 0xC3, 0xC3, 0xC3}},
+        {0, negMean, 4, celStatusOk, {3, 255, 3, 255}},
+    };
     std::vector<uint8_t> out;
-    ASSERT_EQ(runFlat(kForms[0], src, 37, out), celStatusOk);
-    for (uint8_t b : out) ASSERT_EQ(b, 255);
-    ASSERT_EQ(runFlat(kForms[1], src, 37, out), celStatusOk);
-    for (uint8_t b : out) ASSERT_EQ(b, 127);
-}
-
-TEST(ToneMapWorked, MixedSignsWrapInLinearAndClampInMean) {
-    // largest 1.0, mean 0.0625: Linear scale 255, Mean scale 2040
-    const std::vector<float> src = {-1.0f, 1.0f, 0.5f, -0.25f, 0.0f, 0.0f, 0.0f, 0.25f};
-    std::vector<uint8_t> out;
-    ASSERT_EQ(runFlat(kForms[0], src, 8, out), celStatusOk);
-    EXPECT_EQ(out, (std::vector<uint8_t>{1, 255, 127, 193, 0, 0, 0, 63}));
-    ASSERT_EQ(runFlat(kForms[1], src, 8, out), celStatusOk);
-    EXPECT_EQ(out, (std::vector<uint8_t>{0, 255, 255, 0, 0, 0, 0, 255}));
+    for (const Case& c : cases) {
+        EXPECT_EQ(runFlat(kForms[c.form], c.src, c.w, out), c.st) << kForms[c.form].name;
+        EXPECT_EQ(out, c.want) << kForms[c.form].name;
+    }
 }
 
 // A single positive sample is its own maximum: 255, or 254 where
@@ -193,15 +193,6 @@ TEST(ToneMapWorked, OnePixelLinearGivesTheTopOrJustBelowIt) {
         EXPECT_EQ(int(d), want) << v;
         EXPECT_EQ(d, tmmodel::linearByte(v, 255.0f / v)) << v;
     }
-}
-
-TEST(ToneMapWorked, NegativeMeanWarnsEvenWithAPositiveMaximum) {
-    std::vector<float> src = {-3.0f, 1.0f, -3.0f, 1.0f};
-    std::vector<uint8_t> out;
-    EXPECT_EQ(runFlat(kForms[1], src, 4, out), celStatusToneMapNegative);
-    for (uint8_t b : out) EXPECT_EQ(b, 0xC3);
-    EXPECT_EQ(runFlat(kForms[0], src, 4, out), celStatusOk);
-    EXPECT_EQ(out, (std::vector<uint8_t>{3, 255, 3, 255}));  // -765 wraps to 3
 }
 
 }  // namespace

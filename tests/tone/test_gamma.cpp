@@ -18,20 +18,12 @@
 #include "celcc.h"
 #include "common/export_list.h"
 #include "common/powx_model.h"
+#include "tone/tone_forms.h"
 
 namespace {
 
 using celtest::sameFloat;
-
-enum class Form { C3R, AC4R, P3R, C3IR, AC4IR, IP3R };
-const Form kForms[] = {Form::C3R, Form::AC4R, Form::P3R, Form::C3IR, Form::AC4IR, Form::IP3R};
-const char* name(Form f) {
-    static const char* n[] = {"C3R", "AC4R", "P3R", "C3IR", "AC4IR", "IP3R"};
-    return n[static_cast<int>(f)];
-}
-bool planar(Form f) { return f == Form::P3R || f == Form::IP3R; }
-bool inPlace(Form f) { return f == Form::C3IR || f == Form::AC4IR || f == Form::IP3R; }
-int channels(Form f) { return (f == Form::AC4R || f == Form::AC4IR) ? 4 : (planar(f) ? 1 : 3); }
+using namespace tonetest;
 
 // ---- The curve, evaluated here in double -----------------------------------------------------
 // N * f(i/N) (forward) or N * g(i/N) (inverse); the lines exact.
@@ -48,70 +40,15 @@ bool entryAllowed(bool fwd, int n, int i, int got) {
     return std::fabs(v - std::floor(v) - 0.5) < 0.002 && (got == int(std::floor(v)) || got == int(std::ceil(v)));
 }
 
-// ---- Calls by form ----------------------------------------------------------------------------------
 template <class T>
-struct Api;
-#define CEL_GAMMA_API(T, depth, extraP, extraA)                                                                  \
-    template <>                                                                                                \
-    struct Api<T> {                                                                                            \
-        static CelStatus call(bool fwd, Form f, const T* s, int ss, T* d, int ds, T* const* sp, T* const* dp,  \
-                              CelSize roi extraP) {                                                            \
-            const T* const* csp = const_cast<const T* const*>(sp);                                             \
-            T** mdp = const_cast<T**>(dp);                                                                     \
-            switch (f) {                                                                                       \
-                case Form::C3R: return fwd ? celiGammaFwd_##depth##_C3R(s, ss, d, ds, roi extraA)              \
-                                           : celiGammaInv_##depth##_C3R(s, ss, d, ds, roi extraA);             \
-                case Form::AC4R: return fwd ? celiGammaFwd_##depth##_AC4R(s, ss, d, ds, roi extraA)            \
-                                            : celiGammaInv_##depth##_AC4R(s, ss, d, ds, roi extraA);           \
-                case Form::P3R: return fwd ? celiGammaFwd_##depth##_P3R(csp, ss, mdp, ds, roi extraA)          \
-                                           : celiGammaInv_##depth##_P3R(csp, ss, mdp, ds, roi extraA);         \
-                case Form::C3IR: return fwd ? celiGammaFwd_##depth##_C3IR(d, ds, roi extraA)                   \
-                                            : celiGammaInv_##depth##_C3IR(d, ds, roi extraA);                  \
-                case Form::AC4IR: return fwd ? celiGammaFwd_##depth##_AC4IR(d, ds, roi extraA)                 \
-                                             : celiGammaInv_##depth##_AC4IR(d, ds, roi extraA);                \
-                case Form::IP3R: return fwd ? celiGammaFwd_##depth##_IP3R(mdp, ds, roi extraA)                 \
-                                            : celiGammaInv_##depth##_IP3R(mdp, ds, roi extraA);                \
-            }                                                                                                  \
-            return celStatusOk;                                                                                \
-        }                                                                                                      \
-    };
-#define CEL_COMMA ,
-CEL_GAMMA_API(uint8_t, 8u, , )
-CEL_GAMMA_API(uint16_t, 16u, , )
-CEL_GAMMA_API(float, 32f, CEL_COMMA float vMin CEL_COMMA float vMax, CEL_COMMA vMin CEL_COMMA vMax)
-#undef CEL_GAMMA_API
-
-// ---- An image of one form with guard elements ----------------------------------------------------------
-// Rows of `rowElems` elements plus `pad` guards, `planes` planes; guards
-// and (for AC4) alpha keep a fill pattern the library never writes.
-template <class T>
-struct Image {
-    int rowElems, pad, height, planes, step;  // step in elements
-    std::vector<std::vector<T>> mem;
-    Image(int rowElems_, int height_, int planes_, int pad_ = 3)
-        : rowElems(rowElems_), pad(pad_), height(height_), planes(planes_), step(rowElems_ + 2 * pad_) {
-        mem.assign(planes, std::vector<T>(size_t(step) * height + 2 * pad));
-    }
-    T* plane(int k) { return mem[k].data() + pad; }
-    T& at(int k, int y, int i) { return plane(k)[size_t(y) * step + i]; }
-    int stepBytes() const { return step * int(sizeof(T)); }
-};
-
-template <class T>
-T canary(size_t i) {
-    if constexpr (std::is_same_v<T, float>) {
-        const uint32_t b = 0x7FA5A500u + uint32_t(i & 0xFF);  // signalling NaN patterns
-        float f;
-        std::memcpy(&f, &b, 4);
-        return f;
-    } else {
-        return static_cast<T>(0xA5 + i * 7);
-    }
-}
-
-template <class T>
-bool sameElem(T a, T b) {
-    return std::memcmp(&a, &b, sizeof(T)) == 0;
+auto gammaFns(bool fwd) {
+    if constexpr (std::is_same_v<T, uint8_t>)
+        return fwd ? FormFns<T>TONE_FORM_FNS(celiGammaFwd_8u) : FormFns<T>TONE_FORM_FNS(celiGammaInv_8u);
+    else if constexpr (std::is_same_v<T, uint16_t>)
+        return fwd ? FormFns<T>TONE_FORM_FNS(celiGammaFwd_16u) : FormFns<T>TONE_FORM_FNS(celiGammaInv_16u);
+    else
+        return fwd ? FormFns<T, float, float>TONE_FORM_FNS(celiGammaFwd_32f)
+                   : FormFns<T, float, float>TONE_FORM_FNS(celiGammaInv_32f);
 }
 
 // ---- 8u and 16u ---------------------------------------------------------------------------------------
@@ -121,71 +58,33 @@ using IntDepths = ::testing::Types<uint8_t, uint16_t>;
 TYPED_TEST_SUITE(GammaInt, IntDepths);
 
 // Every input value through the body (one long row) and through the tail
-// (rows of one pixel): the same entry both ways, and the entry the curve allows.
-TYPED_TEST(GammaInt, WholeInputSpaceThroughBodyAndTail) {
+// (rows of one pixel): the same entry both ways, and the entry the curve
+// allows.  Then random images in every form: each sample its entry, alpha
+// and guards untouched.
+TYPED_TEST(GammaInt, WholeInputSpaceThroughBodyAndTailThenEveryForm) {
     using T = TypeParam;
-    const int n = std::is_same_v<T, uint8_t> ? 255 : 65535;
-    for (bool fwd : {true, false}) {
-        const int count = n + 1, width = (count + 2) / 3;
-        std::vector<T> src(size_t(width) * 3), body(src.size()), tail(src.size());
-        for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<T>(i % count);
-        const int bs = 3 * width * int(sizeof(T));
-        ASSERT_EQ(Api<T>::call(fwd, Form::C3R, src.data(), bs, body.data(), bs, nullptr, nullptr, {width, 1}), celStatusOk);
-        const int ps = 3 * int(sizeof(T));  // one pixel a row: tail only
-        ASSERT_EQ(Api<T>::call(fwd, Form::C3R, src.data(), ps, tail.data(), ps, nullptr, nullptr, {1, width}), celStatusOk);
-        for (int i = 0; i < count; ++i) {
-            ASSERT_EQ(body[i], tail[i]) << (fwd ? "fwd " : "inv ") << i;
-            ASSERT_TRUE(entryAllowed(fwd, n, i, body[i])) << (fwd ? "fwd " : "inv ") << i << " got " << int(body[i])
-                                                          << " curve " << curveValue(fwd, n, i);
-        }
-    }
-}
-
-// Random images in every form: each sample its table entry, alpha and
-// guards untouched.
-TYPED_TEST(GammaInt, EveryFormMatchesTheTable) {
-    using T = TypeParam;
-    const int n = std::is_same_v<T, uint8_t> ? 255 : 65535;
-    // the table as the C3 form gives it, checked above against the curve
-    std::vector<T> table[2];
-    for (int dir = 0; dir < 2; ++dir) {
-        std::vector<T> all(size_t(n) + 1);
-        for (int i = 0; i <= n; ++i) all[i] = static_cast<T>(i);
-        table[dir].resize(all.size());
-        const int c = (n + 1) / 3 + 1;
-        all.resize(size_t(c) * 3), table[dir].resize(all.size());
-        ASSERT_EQ(Api<T>::call(dir == 0, Form::C3R, all.data(), 0x7FFFFFFF, table[dir].data(), 0x7FFFFFFF, nullptr, nullptr,
-                               {c, 1}),
-                  celStatusOk);
-    }
+    const int n = std::is_same_v<T, uint8_t> ? 255 : 65535, count = n + 1, width = (count + 2) / 3;
     std::mt19937 rng(11);
-    for (bool fwd : {true, false})
+    for (bool fwd : {true, false}) {
+        const auto fns = gammaFns<T>(fwd);
+        std::vector<T> src(size_t(width) * 3), table(src.size()), tail(src.size());
+        for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<T>(i % count);
+        const int bs = 3 * width * int(sizeof(T)), ps = 3 * int(sizeof(T));  // one pixel a row: tail only
+        ASSERT_EQ(fns.c3(src.data(), bs, table.data(), bs, {width, 1}), celStatusOk);
+        ASSERT_EQ(fns.c3(src.data(), ps, tail.data(), ps, {1, width}), celStatusOk);
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(table[i], tail[i]) << (fwd ? "fwd " : "inv ") << i;
+            ASSERT_TRUE(entryAllowed(fwd, n, i, table[i])) << (fwd ? "fwd " : "inv ") << i << " got " << int(table[i])
+                                                           << " curve " << curveValue(fwd, n, i);
+        }
         for (Form f : kForms)
             for (int h : {1, 3})
-                for (int w : {1, 2, 3, 5, 6, 7, 8, 11, 16, 17, 33, 100}) {
-                    const int ch = channels(f), planes = planar(f) ? 3 : 1;
-                    Image<T> src(w * ch, h, planes), dst(w * ch, h, planes);
-                    for (int k = 0; k < planes; ++k)
-                        for (size_t i = 0; i < src.mem[k].size(); ++i) {
-                            src.mem[k][i] = static_cast<T>(rng());
-                            dst.mem[k][i] = canary<T>(i);
-                        }
-                    if (inPlace(f)) dst.mem = src.mem;
-                    const auto before = dst.mem;
-                    T* sp[3] = {src.plane(0), planes > 1 ? src.plane(1) : nullptr, planes > 1 ? src.plane(2) : nullptr};
-                    T* dp[3] = {dst.plane(0), planes > 1 ? dst.plane(1) : nullptr, planes > 1 ? dst.plane(2) : nullptr};
-                    ASSERT_EQ(Api<T>::call(fwd, f, src.plane(0), src.stepBytes(), dst.plane(0), dst.stepBytes(), sp, dp, {w, h}),
-                              celStatusOk);
-                    const auto& src0 = inPlace(f) ? before : src.mem;
-                    for (int k = 0; k < planes; ++k)
-                        for (size_t i = 0; i < dst.mem[k].size(); ++i) {
-                            const long rel = long(i) - dst.pad, y = rel / dst.step, x = rel % dst.step;
-                            const bool inside = rel >= 0 && y < h && x < w * ch && !(ch == 4 && x % 4 == 3);
-                            const T want = inside ? table[fwd ? 0 : 1][src0[k][i]] : before[k][i];
-                            ASSERT_EQ(dst.mem[k][i], want) << (fwd ? "fwd " : "inv ") << name(f) << " w " << w << " h " << h
-                                                           << " plane " << k << " elem " << i;
-                        }
-                }
+                for (int w : {1, 2, 3, 5, 6, 7, 8, 11, 16, 17, 33, 100})
+                    checkForm<T>(
+                        fwd ? "fwd" : "inv", f, w, h, [&] { return static_cast<T>(rng()); },
+                        [&](T* s, int ss, T* d, int ds, T** sp, T** dp) { return fns(f, s, ss, d, ds, sp, dp, {w, h}); },
+                        [&](int r, const T* px) { return table[px[r]]; });
+    }
 }
 
 TEST(GammaWorked, EightBitEntries) {
@@ -273,49 +172,22 @@ struct RangeCase {
 };
 const RangeCase kRanges[] = {{0.0f, 1.0f}, {0.0f, 2.0f}, {1.0f, 2.0f}, {-0.5f, 3.0f}, {0.0f, 255.0f}, {-1.0f, -0.25f}, {-0.0f, 1.0f}};
 
-void checkFloatForm(bool fwd, Form f, int w, int h, RangeCase rc, std::mt19937& rng) {
-    const int ch = channels(f), planes = planar(f) ? 3 : 1;
-    Image<float> src(w * ch, h, planes), dst(w * ch, h, planes);
-    for (int k = 0; k < planes; ++k)
-        for (size_t i = 0; i < src.mem[k].size(); ++i) {
-            src.mem[k][i] = sample32f(rng, rc.vMin, rc.vMax);
-            dst.mem[k][i] = canary<float>(i);
-        }
-    if (inPlace(f)) dst.mem = src.mem;
-    const auto before = dst.mem;
-    float* sp[3] = {src.plane(0), planes > 1 ? src.plane(1) : nullptr, planes > 1 ? src.plane(2) : nullptr};
-    float* dp[3] = {dst.plane(0), planes > 1 ? dst.plane(1) : nullptr, planes > 1 ? dst.plane(2) : nullptr};
-    const unsigned csr = _mm_getcsr();
-    ASSERT_EQ(Api<float>::call(fwd, f, src.plane(0), src.stepBytes(), dst.plane(0), dst.stepBytes(), sp, dp, {w, h}, rc.vMin,
-                               rc.vMax),
-              celStatusOk);
-    // the control bits (rounding, masks, flush modes); the exception flags
-    // are status that the forms' own arithmetic may raise
-    ASSERT_EQ(_mm_getcsr() & ~0x3Fu, csr & ~0x3Fu) << "the caller's control state changed";
-    const auto& src0 = inPlace(f) ? before : src.mem;
-    for (int k = 0; k < planes; ++k)
-        for (size_t i = 0; i < dst.mem[k].size(); ++i) {
-            const long rel = long(i) - dst.pad, y = rel / dst.step, x = rel % dst.step;
-            const bool inside = rel >= 0 && y < h && x < w * ch && !(ch == 4 && x % 4 == 3);
-            if (!inside) {
-                ASSERT_TRUE(sameElem(dst.mem[k][i], before[k][i])) << name(f) << " touched guard/alpha " << i << " w " << w;
-                continue;
-            }
-            const float want = model32f(fwd, f, src0[k][i], rc.vMin, rc.vMax);
-            ASSERT_TRUE(sameFloat(dst.mem[k][i], want))
-                << (fwd ? "fwd " : "inv ") << name(f) << " range " << rc.vMin << ".." << rc.vMax << " w " << w << " h " << h
-                << " at " << x << "," << y << " s " << src0[k][i] << " got " << dst.mem[k][i] << " want " << want;
-        }
-}
-
 class GammaFloat : public ::testing::TestWithParam<std::tuple<bool, Form>> {};
 
 TEST_P(GammaFloat, MatchesTheModelBitForBit) {
     const auto [fwd, f] = GetParam();
     std::mt19937 rng(static_cast<unsigned>(fwd) * 10 + static_cast<unsigned>(f));
+    const auto fns = gammaFns<float>(fwd);
     for (const RangeCase& rc : kRanges)
         for (int h : {1, 3})
-            for (int w : {1, 2, 3, 4, 5, 7, 8, 13, 16, 17, 127, 128, 129, 130, 257}) checkFloatForm(fwd, f, w, h, rc, rng);
+            for (int w : {1, 2, 3, 4, 5, 7, 8, 13, 16, 17, 127, 128, 129, 130, 257})
+                checkForm<float>(
+                    std::string(fwd ? "fwd" : "inv") + " range " + std::to_string(rc.vMin) + ".." + std::to_string(rc.vMax),
+                    f, w, h, [&] { return sample32f(rng, rc.vMin, rc.vMax); },
+                    [&](float* s, int ss, float* d, int ds, float** sp, float** dp) {
+                        return fns(f, s, ss, d, ds, sp, dp, {w, h}, rc.vMin, rc.vMax);
+                    },
+                    [&](int r, const float* px) { return model32f(fwd, f, px[r], rc.vMin, rc.vMax); });
 }
 
 INSTANTIATE_TEST_SUITE_P(AllForms, GammaFloat,
@@ -405,7 +277,7 @@ TEST(GammaChecks, NaNRangePassesTheRangeCheck) {
     float* none[3] = {nullptr, nullptr, nullptr};
     for (bool fwd : {true, false})
         for (Form f : kForms)
-            EXPECT_EQ(Api<float>::call(fwd, f, nullptr, 4, nullptr, 4, none, none, {4, 2}, std::nanf(""), 1.0f),
+            EXPECT_EQ(gammaFns<float>(fwd)(f, nullptr, 4, nullptr, 4, none, none, {4, 2}, std::nanf(""), 1.0f),
                       celStatusNullPointer)
                 << (fwd ? "fwd " : "inv ") << name(f);
 }

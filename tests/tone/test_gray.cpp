@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 #include "celcc.h"
@@ -41,40 +43,58 @@ int body8(const uint8_t* p, const Q15& q) {
 }
 int scalar8(const uint8_t* p, const Q15& q) { return ((p[0] * q.w[0] + p[1] * q.w[1] + p[2] * q.w[2] + 16384) >> 15) & 0xFF; }
 
-CelStatus gray8(bool ac4, const uint8_t* s, int ss, uint8_t* d, int ds, CelSize roi, const float* c, bool fixed) {
-    if (fixed) return ac4 ? celiRGBToGray_8u_AC4C1R(s, ss, d, ds, roi) : celiRGBToGray_8u_C3C1R(s, ss, d, ds, roi);
-    return ac4 ? celiColorToGray_8u_AC4C1R(s, ss, d, ds, roi, c) : celiColorToGray_8u_C3C1R(s, ss, d, ds, roi, c);
+// The gray exports of a depth: the fixed weights (RGBToGray) or the caller's (ColorToGray).
+template <class T>
+CelStatus gray(bool ac4, bool fixed, const T* s, T* d, int ds, CelSize roi, const float* c) {
+    const int ss = (ac4 ? 4 : 3) * roi.width * int(sizeof(T));
+#define CEL_GRAY(dp)                                                                                                  \
+    return fixed ? (ac4 ? celiRGBToGray_##dp##_AC4C1R(s, ss, d, ds, roi) : celiRGBToGray_##dp##_C3C1R(s, ss, d, ds, roi)) \
+                 : (ac4 ? celiColorToGray_##dp##_AC4C1R(s, ss, d, ds, roi, c)                                          \
+                        : celiColorToGray_##dp##_C3C1R(s, ss, d, ds, roi, c))
+    if constexpr (std::is_same_v<T, uint8_t>) CEL_GRAY(8u);
+    else if constexpr (std::is_same_v<T, uint16_t>) CEL_GRAY(16u);
+    else if constexpr (std::is_same_v<T, int16_t>) CEL_GRAY(16s);
+    else CEL_GRAY(32f);
+#undef CEL_GRAY
 }
 
-void check8(bool ac4, int w, int h, const float* c, bool fixed, uint32_t seed) {
-    const int n = ac4 ? 4 : 3;
+// A random w x h image (floats in -2..2) through one export; every gray
+// sample for which model(x, pixel, &expected) holds equals the expected bits,
+// and the four samples after each row keep their guard.
+template <class T, class Model>
+void checkGray(bool ac4, int w, int h, const float* c, bool fixed, uint32_t seed, Model model) {
+    const int n = ac4 ? 4 : 3, ds = w + 4;
     std::mt19937 rng(seed);
-    std::vector<uint8_t> src(size_t(n) * w * h), dst(size_t(w + 4) * h, 0x5A);
-    for (auto& v : src) v = uint8_t(rng());
-    ASSERT_EQ(gray8(ac4, src.data(), n * w, dst.data(), w + 4, {w, h}, c, fixed), celStatusOk);
-    const Q15 q = q15(fixed ? nullptr : c);
-    const int bodyEnd = ac4 ? w - w % 8 : w - w % 4;
-    for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) {
-            const uint8_t* p = &src[size_t(y) * n * w + size_t(n) * x];
-            const int e = x < bodyEnd ? body8(p, q) : scalar8(p, q);
-            ASSERT_EQ(dst[size_t(y) * (w + 4) + x], e) << (ac4 ? "AC4" : "C3") << " w " << w << " x " << x;
+    std::vector<T> src(size_t(n) * w * h), dst(size_t(ds) * h, T(0x5A));
+    for (auto& v : src) v = std::is_same_v<T, float> ? T(std::uniform_real_distribution<float>(-2, 2)(rng)) : T(rng());
+    ASSERT_EQ(gray<T>(ac4, fixed, src.data(), dst.data(), ds * int(sizeof(T)), {w, h}, c), celStatusOk);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < ds; ++x) {
+            T e = T(0x5A);
+            if (x < w && !model(x, &src[size_t(y) * n * w + size_t(n) * x], e)) continue;
+            ASSERT_EQ(0, std::memcmp(&dst[size_t(y) * ds + x], &e, sizeof(T)))
+                << (ac4 ? "AC4" : "C3") << (fixed ? " fixed" : " weights") << " w " << w << " x " << x << " y " << y;
         }
-        for (int x = w; x < w + 4; ++x) ASSERT_EQ(dst[size_t(y) * (w + 4) + x], 0x5A);
-    }
 }
 
 TEST(Gray8u, MatchesModelWithDefaultAndCallerWeights) {
     const float mine[3] = {0.2f, 0.5f, 0.3f}, over[3] = {1.0f, 1.0f, 0.0f}, neg[3] = {-0.25f, 0.75f, 0.5f},
                 big[3] = {2.5f, 0.1f, 0.1f};
+    const float* const weights[] = {nullptr, nullptr, mine, over, neg, big};  // the fixed export first
     uint32_t seed = 1;
     for (bool ac4 : {false, true})
         for (int w : {1, 3, 4, 5, 7, 8, 9, 12, 13, 15, 16, 17, 33, 100})
-            for (int h : {1, 2}) {
-                check8(ac4, w, h, nullptr, true, seed++);
-                check8(ac4, w, h, nullptr, false, seed++);
-                for (const float* c : {mine, over, neg, big}) check8(ac4, w, h, c, false, seed++);
-            }
+            for (int h : {1, 2})
+                for (int i = 0; i < 6; ++i) {
+                    const float* c = weights[i];
+                    const bool fixed = i == 0;
+                    const Q15 q = q15(c);
+                    const int bodyEnd = ac4 ? w - w % 8 : w - w % 4;
+                    checkGray<uint8_t>(ac4, w, h, c, fixed, seed++, [&](int x, const uint8_t* p, uint8_t& e) {
+                        e = uint8_t(x < bodyEnd ? body8(p, q) : scalar8(p, q));
+                        return true;
+                    });
+                }
 }
 
 // Every RGB colour through the body (rows of 16) and the tail (rows of 3 or
@@ -93,7 +113,7 @@ TEST(Gray8u, EveryColourThroughBodyAndTail) {
                     uint8_t* p = &src[size_t(i) * n];
                     p[0] = uint8_t(r), p[1] = uint8_t(g), p[2] = uint8_t(b);
                 }
-                ASSERT_EQ(gray8(ac4, src.data(), n * w, dst.data(), w, {w, h}, c, c == nullptr), celStatusOk);
+                ASSERT_EQ(gray<uint8_t>(ac4, c == nullptr, src.data(), dst.data(), w, {w, h}, c), celStatusOk);
                 const Q15 q = q15(c);
                 for (int64_t i = 0; i < int64_t(w) * h; ++i) {
                     const uint8_t* p = &src[size_t(i) * n];
@@ -146,76 +166,38 @@ float dotF(const float* w, float r, float g, float b) {
     return s + p2;
 }
 
-template <class T>
-void check16(bool ac4, int w, int h, const float* c, bool fixed, bool tailOnly, uint32_t seed) {
-    const bool sgn = std::is_same_v<T, int16_t>;
-    const int n = ac4 ? 4 : 3, off = sgn ? 32768 : 0;
-    std::mt19937 rng(seed);
-    std::vector<T> src(size_t(n) * w * h), dst(size_t(w + 2) * h, T(0x5A5A));
-    for (auto& v : src) v = T(rng());
-    const int ss = n * w * 2, ds = (w + 2) * 2;
-    CelStatus st;
-    if constexpr (sgn)
-        st = fixed ? (ac4 ? celiRGBToGray_16s_AC4C1R(src.data(), ss, dst.data(), ds, {w, h})
-                          : celiRGBToGray_16s_C3C1R(src.data(), ss, dst.data(), ds, {w, h}))
-                   : (ac4 ? celiColorToGray_16s_AC4C1R(src.data(), ss, dst.data(), ds, {w, h}, c)
-                          : celiColorToGray_16s_C3C1R(src.data(), ss, dst.data(), ds, {w, h}, c));
-    else
-        st = fixed ? (ac4 ? celiRGBToGray_16u_AC4C1R(src.data(), ss, dst.data(), ds, {w, h})
-                          : celiRGBToGray_16u_C3C1R(src.data(), ss, dst.data(), ds, {w, h}))
-                   : (ac4 ? celiColorToGray_16u_AC4C1R(src.data(), ss, dst.data(), ds, {w, h}, c)
-                          : celiColorToGray_16u_C3C1R(src.data(), ss, dst.data(), ds, {w, h}, c));
-    ASSERT_EQ(st, celStatusOk);
-    const float* wt = (fixed || !c) ? kDef : c;
-    for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) {
-            if (tailOnly && x < w - w % 4) continue;
-            const T* p = &src[size_t(y) * n * w + size_t(n) * x];
-            const float f = dotF(wt, float(p[0] + off), float(p[1] + off), float(p[2] + off));
-            const T e = T(static_cast<uint32_t>(static_cast<int32_t>(std::nearbyint(f)) - off));
-            ASSERT_EQ(dst[size_t(y) * (w + 2) + x], e) << "w " << w << " x " << x;
-        }
-        ASSERT_EQ(dst[size_t(y) * (w + 2) + w], T(0x5A5A));
-    }
-}
-
+// The 16-bit forms, their default weights and the caller's: the float
+// dot product rounded to nearest (signed samples offset by 32768); the
+// tail keeps the low 16 bits of a negative result (checked there alone).
 TEST(Gray16, MatchesModelInRangeAndTailWithNegativeWeights) {
     const float mine[3] = {0.25f, 0.5f, 0.25f}, neg[3] = {-0.5f, 0.2f, 0.1f};
     uint32_t seed = 50;
+    const auto run = [&](auto zero, bool ac4, int w, int h, const float* c, bool fixed, bool tailOnly) {
+        using T = decltype(zero);
+        const int off = std::is_same_v<T, int16_t> ? 32768 : 0;
+        const float* wt = fixed ? kDef : c;
+        checkGray<T>(ac4, w, h, c, fixed, seed++, [&](int x, const T* p, T& e) {
+            const float f = dotF(wt, float(p[0] + off), float(p[1] + off), float(p[2] + off));
+            e = T(static_cast<uint32_t>(static_cast<int32_t>(std::nearbyint(f)) - off));
+            return !tailOnly || x >= w - w % 4;
+        });
+    };
     for (bool ac4 : {false, true})
         for (int w : {1, 3, 4, 5, 7, 8, 9, 12, 15, 17, 33, 100})
-            for (bool fixed : {true, false}) {
-                check16<uint16_t>(ac4, w, 2, mine, fixed, false, seed++);
-                check16<int16_t>(ac4, w, 2, mine, fixed, false, seed++);
-            }
-    // the tail keeps the low 16 bits of a negative result
-    for (int w : {1, 2, 3, 7}) {
-        check16<uint16_t>(false, w, 1, neg, false, true, seed++);
-        check16<int16_t>(false, w, 1, neg, false, true, seed++);
-    }
+            for (bool fixed : {true, false}) run(uint16_t(), ac4, w, 2, mine, fixed, false), run(int16_t(), ac4, w, 2, mine, fixed, false);
+    for (int w : {1, 2, 3, 7}) run(uint16_t(), false, w, 1, neg, false, true), run(int16_t(), false, w, 1, neg, false, true);
 }
 
 TEST(Gray32f, MatchesModel) {
     const float mine[3] = {0.3f, -0.7f, 1.9f};
-    std::mt19937 rng(8);
+    uint32_t seed = 8;
     for (bool ac4 : {false, true})
-        for (int w : {1, 3, 4, 5, 8, 11}) {
-            const int n = ac4 ? 4 : 3;
-            std::vector<float> src(size_t(n) * w), dst(w), dst2(w);
-            for (auto& v : src) v = std::uniform_real_distribution<float>(-2, 2)(rng);
-            ASSERT_EQ(ac4 ? celiRGBToGray_32f_AC4C1R(src.data(), 4 * n * w, dst.data(), 4 * w, {w, 1})
-                          : celiRGBToGray_32f_C3C1R(src.data(), 4 * n * w, dst.data(), 4 * w, {w, 1}),
-                      celStatusOk);
-            ASSERT_EQ(ac4 ? celiColorToGray_32f_AC4C1R(src.data(), 4 * n * w, dst2.data(), 4 * w, {w, 1}, mine)
-                          : celiColorToGray_32f_C3C1R(src.data(), 4 * n * w, dst2.data(), 4 * w, {w, 1}, mine),
-                      celStatusOk);
-            for (int x = 0; x < w; ++x) {
-                const float* p = &src[size_t(n) * x];
-                const float e = dotF(kDef, p[0], p[1], p[2]), e2 = dotF(mine, p[0], p[1], p[2]);
-                ASSERT_EQ(0, std::memcmp(&dst[x], &e, 4)) << x;
-                ASSERT_EQ(0, std::memcmp(&dst2[x], &e2, 4)) << x;
-            }
-        }
+        for (int w : {1, 3, 4, 5, 8, 11})
+            for (bool fixed : {true, false})
+                checkGray<float>(ac4, w, 2, mine, fixed, seed++, [&](int, const float* p, float& e) {
+                    e = dotF(fixed ? kDef : mine, p[0], p[1], p[2]);
+                    return true;
+                });
 }
 
 // ---- 64f ---------------------------------------------------------------------------------------
