@@ -81,27 +81,6 @@ def image_params(ps):
             and not (p.name in SCRATCH_NAMES and not p.const_data)]
 
 
-def shape_key(params):
-    """The signature shape of a parameter list: which kinds of argument
-    stand in which order, whatever the sample types."""
-    ps = read_params(params)
-    imgs = {p.name for p in image_params(ps)}
-    steps = {n + "Step" for n in imgs}
-    key = []
-    for p in ps:
-        if p.name in imgs:
-            key.append(("const " if p.const_data else "") + ("planes" if p.stars == 2 else "image"))
-        elif p.name in steps:
-            key.append("steps" if p.length else "step")
-        elif p.base.startswith(("CelSize", "CelRect")):
-            key.append(p.base + ":" + p.name)
-        elif p.stars:
-            key.append("pointer:" + p.name)
-        else:
-            key.append("value:" + p.name)
-    return tuple(key)
-
-
 # ---- Geometry, written for the tests -------------------------------------------------
 
 def name_parts(name):
