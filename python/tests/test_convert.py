@@ -42,16 +42,12 @@ BGR = _rgb(seed=9)
 #  the expected destination from direct calls, interlaced)
 ROUTES = [
     ("RGB", "I420", RGB, "celiRGBToYCbCr420_8u_C3P3R", lambda: X.celiRGBToYCbCr420_8u_C3P3R(RGB), False),
-    # the library's layout names are aliases; YV12 is I420 with the chroma planes exchanged
-    ("rgb", "YCbCr420", RGB, "celiRGBToYCbCr420_8u_C3P3R", lambda: X.celiRGBToYCbCr420_8u_C3P3R(RGB), False),
+    # the library's layout names are aliases (YCrCb420 is I420 with the chroma planes exchanged)
     ("rgb", "ycrcb420", RGB, "celiRGBToYCbCr420_8u_C3P3R",
      lambda: [X.celiRGBToYCbCr420_8u_C3P3R(RGB)[i] for i in (0, 2, 1)], False),
-    # YUV420 names the analogue-video planes, apart from YCbCr420
-    ("RGB", "YUV420", RGB, "celiRGBToYUV420_8u_C3P3R", lambda: X.celiRGBToYUV420_8u_C3P3R(RGB), False),
+    # YUV420 names the analogue-video planes, apart from YCbCr420 (I420)
     ("YUV420", "RGB", I420, "celiYUV420ToRGB_8u_P3C3R", lambda: X.celiYUV420ToRGB_8u_P3C3R(I420), False),
-    # BT.709 formats take the BT.709 exports; full-scale luma too, RGB through BGRA
-    ("BGR", "YCbCr420_709CSC", BGR, "celiBGRToYCbCr420_709CSC_8u_C3P3R",
-     lambda: X.celiBGRToYCbCr420_709CSC_8u_C3P3R(BGR), False),
+    # the BT.709 forms' exports; full-scale luma, RGB through BGRA
     ("I420_709", "BGR24", I420, "celiYCbCr420ToBGR_709CSC_8u_P3C3R", lambda: X.celiYCbCr420ToBGR_709CSC_8u_P3C3R(I420),
      False),
     ("BGR24", "CbYCr422_709HDTV", BGR, "celiBGRToCbYCr422_709HDTV_8u_C3C2R",
@@ -66,10 +62,8 @@ ROUTES = [
     ("I422", "I420", I422, "celiYCbCr422To420_Interlace_8u_P3R", lambda: X.celiYCbCr422To420_Interlace_8u_P3R(I422),
      True),
     ("I420", "I422", I420, "celiYCbCr420ToYCbCr422_8u_P3R", lambda: X.celiYCbCr420ToYCbCr422_8u_P3R(I420), False),
-    # the lifting YCoCg planes (int16), from BGR and from RGB through the exchange of channel order
+    # the lifting YCoCg planes (int16), back to RGB through the exchange of channel order
     ("BGR24", "YCoCg-Rev", BGR, "celiBGRToYCoCg_Rev_8u16s_C3P3R", lambda: X.celiBGRToYCoCg_Rev_8u16s_C3P3R(BGR), False),
-    ("RGB24", "YCoCg-Rev", np.ascontiguousarray(BGR[..., ::-1]), "celiBGRToYCoCg_Rev_8u16s_C3P3R",
-     lambda: X.celiBGRToYCoCg_Rev_8u16s_C3P3R(BGR), False),
     ("YCoCg-Rev", "RGB24", X.celiBGRToYCoCg_Rev_8u16s_C3P3R(BGR), "celiYCoCgToBGR_Rev_16s8u_P3C3R",
      lambda: BGR[..., ::-1], False),
 ]

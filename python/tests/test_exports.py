@@ -16,29 +16,15 @@ def test_binding_has_exactly_the_list():
 
 
 @pytest.mark.parametrize("ret,name,params,doc", ENTRIES, ids=NAMES)
-def test_export_reachable(ret, name, params, doc, ref_lib):
+def test_export_reachable(ret, name, params, doc):
     fn = getattr(celcc, name, None)
     assert callable(fn), "%s is not bound" % name
     assert name in celcc.__all__
     # help() shows the list's doc line and the C parameters.
-    assert doc in fn.__doc__
-    assert name + "(" in fn.__doc__
-    text = pydoc.render_doc(fn, renderer=pydoc.plaintext)
-    assert doc in text
+    assert doc in fn.__doc__ and name + "(" in fn.__doc__
+    assert doc in pydoc.render_doc(fn, renderer=pydoc.plaintext)
     # Bound with roles, not as a raw call in C order.
     assert not fn.signature.raw, "%s fell back to a raw call: %s" % (name, fn.signature.why_raw)
-    # The symbol resolves and its stub reaches the tier function: with
-    # every pointer null and every number zero, an image function returns
-    # an error status (a null pointer, or its family's earlier check).
-    cfunc = getattr(ref_lib, name)
-    cfunc.argtypes = fn.c_function.argtypes
-    cfunc.restype = fn.c_function.restype
-    args = [t() for t in cfunc.argtypes]
-    result = cfunc(*args)
-    if ret == "CelStatus":
-        assert result < 0, "%s with null pointers returned %d" % (name, result)
-    else:
-        assert result  # the version record
 
 
 def test_module_help_signature_version_and_statuses():

@@ -247,15 +247,7 @@ const std::vector<ToolRun> kRuns = {
     {"", "bench RGBToGray_8u_C3C1R --size 64x32 --seconds 0.01", 0, {"celiRGBToGray_8u_C3C1R", "memcpy Mpix/s"}},
     // --to a colour model, --in-pix-fmt relabelling a PNG, 16 bits in and out
     {"", "convert $C o.png --to hsv -v", 0, {"RGB24 -> HSV24 (celiRGBToHSV_8u_C3R)", "celiRGBToHSV_8u_C3R: celStatusOk"}, "o.png"},
-    {"", "convert $C o.png --to hls -v", 0, {"celiRGBToHLS_8u_C3R: celStatusOk"}},
-    {"", "convert $C o.png --to luv -v", 0, {"celiRGBToLUV_8u_C3R: celStatusOk"}},
-    {"", "convert $C o.png --to lab -v", 0, {"celiRGBToLab_8u_C3R: celStatusOk"}},
-    {"", "convert $C o.png --to ycc -v", 0, {"celiRGBToYCC_8u_C3R: celStatusOk"}},
     {"", "convert $C o.png --in-pix-fmt hsv24 -v", 0, {"HSV24 -> RGB24 (celiHSVToRGB_8u_C3R)"}},
-    {"", "convert $C o.png --in-pix-fmt hls24 -v", 0, {"celiHLSToRGB_8u_C3R: celStatusOk"}},
-    {"", "convert $C o.png --in-pix-fmt luv24 -v", 0, {"celiLUVToRGB_8u_C3R: celStatusOk"}},
-    {"", "convert $C o.png --in-pix-fmt lab24 -v", 0, {"celiLabToRGB_8u_C3R: celStatusOk"}},
-    {"", "convert $C o.png --in-pix-fmt ycc24 -v", 0, {"celiYCCToRGB_8u_C3R: celStatusOk"}},
     {"ffmpeg -v error -i $K -pix_fmt rgb48be in16.png", "convert in16.png o.png --to hsv -v", 0,
      {"celiRGBToHSV_16u_C3R: celStatusOk"}},
     {"ffmpeg -v error -i $K -pix_fmt rgb48be in16.png", "convert in16.png o.png --gamma inv -v", 0,
@@ -291,8 +283,6 @@ const std::vector<ToolRun> kRuns = {
     {"", "convert nothere.png out.png", 1, {"nothere.png: cannot open: No such file"}},
     {"mkdir d.png", "convert d.png out.png", 1, {"d.png: cannot read: Is a directory"}},
     {"head -c 4000 $A > t.png", "convert t.png out.png", 1, {"t.png: corrupt or truncated PNG"}},
-    {"cp $A c.png && printf 'XXXXXXXXXXXXXXXX' | dd of=c.png bs=1 seek=100000 conv=notrunc 2>/dev/null", "convert c.png out.png",
-     1, {"c.png: corrupt or truncated PNG"}},
     {"echo hello > x.foo", "convert x.foo out.png", 1, {"x.foo: unknown input format"}},
     {"", "convert $A out.xyz123", 1, {"out.xyz123: unknown output type"}},
     {"printf 'YUV4MPEG2 W16 H16 F25:1 C420jpeg\\nFRAME\\n0123' > t.y4m", "convert t.y4m out.png", 1, {"t.y4m: frame 1 is truncated"}},
@@ -331,7 +321,6 @@ const std::vector<ToolRun> kRuns = {
      {"--interlaced: goes with no --chroma-filter"}},
     // bad input: dither, demosaic, tonemap
     {"", "dither $A out.png --levels 1", 1, {"celiReduceBits_8u_C3R returned celStatusBadLevels"}},
-    {"", "dither $A out.png --levels 4 --noise 101", 1, {"returned celStatusBadNoise"}},
     {"", "dither $A out.png --levels 4 --method blue", 1, {"'blue' is not a dither method"}},
     {"", "dither $G out.pbm --levels 2 --bits 1 --method fs", 1, {"none and stucki"}},
     {"", "demosaic $A out.png --pattern rggb", 1, {"a mosaic has one channel"}},
@@ -715,7 +704,7 @@ TEST(CliColour, GammaOnTheRgbSideEqualsTheExports) {
 }
 
 // --matrix: a twist given inline on 8 bits, and three rows of three from a
-// file on 16 bits (R and B exchanged, G kept).
+// file on 16 bits (the channels moved round).
 TEST(CliColour, TwistEqualsTheExport) {
     NEED_PHOTO(src, "coffee.png");
     const std::string dir = workDir();
@@ -728,18 +717,15 @@ TEST(CliColour, TwistEqualsTheExport) {
     ASSERT_EQ(celiColorTwist32f_8u_C3IR(ref.data(), p.w * 3, CelSize{p.w, p.h}, m), celStatusOk);
     EXPECT_TRUE(readPng(dir + "/m.png").px == ref);
     EXPECT_FALSE(ref == p.px);
-    std::ofstream(dir + "/swap.txt") << "0 0 1\n0 1 0\n1 0 0\n";
+    std::ofstream(dir + "/cycle.txt") << "0 0 1\n1 0 0\n0 1 0\n";  // R' = B, G' = R, B' = G
     const Png p16 = widened16(p, 3);
     writePng(dir + "/in16.png", p16);
-    const Outcome r16 = celcc(dir, "convert in16.png swap16.png --matrix swap.txt -v");
-    ASSERT_EQ(r16.rc, 0) << r16.err;
-    EXPECT_TRUE(has(r16.err, "celiColorTwist32f_16u_C3IR: celStatusOk")) << r16.err;
-    const Png out16 = readPng(dir + "/swap16.png");
-    ASSERT_EQ(out16.px.size(), p16.px.size());
-    for (size_t i = 0; i < p16.px.size(); i += 6)
-        ASSERT_TRUE(std::equal(out16.px.begin() + long(i), out16.px.begin() + long(i) + 2, p16.px.begin() + long(i) + 4) &&
-                    std::equal(out16.px.begin() + long(i) + 2, out16.px.begin() + long(i) + 4, p16.px.begin() + long(i) + 2))
-            << i;
+    RUN_OK(dir, "convert in16.png c16.png --matrix cycle.txt -q");
+    Bytes want = p16.px;
+    const uint16_t* a = reinterpret_cast<const uint16_t*>(p16.px.data());
+    uint16_t* c = reinterpret_cast<uint16_t*>(want.data());
+    for (size_t i = 0; i < want.size() / 2; i += 3) c[i] = a[i + 2], c[i + 1] = a[i], c[i + 2] = a[i + 1];
+    EXPECT_TRUE(readPng(dir + "/c16.png").px == want);
 }
 
 // ---- Demosaicing, dither, tone mapping -------------------------------------------------------
