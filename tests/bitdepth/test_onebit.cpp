@@ -1,10 +1,7 @@
 // One-bit output (celiReduceBits_8u1u_C1R): both modes against a model
-// written from the rules (threshold; integer Stucki on a plain 2-D error
-// array), at every bit offset 0..15 and widths through the head, the
-// 32/16-sample bodies and the tail, both step signs, with the bits around
-// the region and the bytes around every row checked; the whole (sample,
-// threshold) space of mode 0; the worked cases; when the scratch is needed.
-// Statuses and check order: the robustness table's row (tests/robust).
+// (threshold; integer Stucki on a plain error array) at every bit offset and
+// width class, both step signs, the bits and bytes around the region; the
+// whole (sample, threshold) space of mode 0; worked cases; the scratch.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,17 +1,13 @@
-// celiReduceBits_* against a model written from the formulas: no dither,
-// ordered dither and the three error diffusions, with and without noise,
-// every type form and channel form, level counts, widths that hit the
-// vector passes, their tails and both, heights, negative steps; canaries
-// after every row, the untouched alpha of AC4, the scratch contract (its
-// size, its layout, the error rows it ends with, nothing around it
-// touched); worked values; the statuses the robustness rows cannot draw
-// (they never pass a null scratch).
+// celiReduceBits_* against a model from the formulas: no dither, ordered
+// dither and the three diffusions, with and without noise, every type and
+// channel form, level counts, width classes, heights, both step signs;
+// canaries, AC4 alpha, the scratch contract; worked values; the statuses
+// the robustness rows cannot draw (they never pass a null scratch).
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <numeric>
 #include <random>
 #include <vector>
 
@@ -270,40 +266,19 @@ TEST(ReduceBitsSteps, RemainderOfAStepIsDropped) {
 }
 
 // ---- Worked values -----------------------------------------------------------------
-uint8_t reduce8(uint8_t v, int levels, int mode = 0) {
-    uint8_t d = 0;
-    EXPECT_EQ(celiReduceBits_8u_C1R(&v, 1, &d, 1, {1, 1}, 0, CelDitherMode(mode), levels, nullptr), celStatusOk);
-    return d;
-}
-
 TEST(ReduceBitsWorked, Byte255WithoutDitherFallsTo254ForThirtyEightLevelCounts) {
     std::vector<int> hits;
     for (int L = 1; L <= 255; ++L) {
-        const uint8_t d = reduce8(255, L + 1);
-        if (d == 254) hits.push_back(L);
+        const uint8_t b = 255;
         const uint16_t w = 65535;
-        uint8_t d8 = 0;
+        uint8_t d = 0, d8 = 0;
+        ASSERT_EQ(celiReduceBits_8u_C1R(&b, 1, &d, 1, {1, 1}, 0, celDitherOff, L + 1, nullptr), celStatusOk);
         ASSERT_EQ(celiReduceBits_16u8u_C1R(&w, 2, &d8, 1, {1, 1}, 0, celDitherOff, L + 1, nullptr), celStatusOk);
+        if (d == 254) hits.push_back(L);
         EXPECT_EQ(d8, d) << "16u8u follows 8u for L " << L;
     }
     EXPECT_EQ(hits.size(), 38u);
     for (int L : {41, 47, 55, 61, 82}) EXPECT_NE(std::find(hits.begin(), hits.end(), L), hits.end()) << L;
-}
-
-// 256 levels copy; 2 levels give bottom and top; a source on the grid has
-// remainder 0 and no ordered position rounds it up, (0, 0) included.
-TEST(ReduceBitsWorked, LevelCountsAndGridValues) {
-    for (int i = 0; i < 256; ++i) {
-        EXPECT_EQ(reduce8(uint8_t(i), 256), i);
-        EXPECT_EQ(reduce8(uint8_t(i), 2), i < 128 ? 0 : 255) << i;
-    }
-    std::vector<uint8_t> src(64), dst(64);
-    for (uint8_t v : {0, 255}) {
-        std::fill(src.begin(), src.end(), v);
-        ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 8, dst.data(), 8, {8, 8}, 0, celDitherOrdered, 2, nullptr),
-                  celStatusOk);
-        EXPECT_EQ(dst, src);
-    }
 }
 
 // Width 1, mode 1: the error goes straight down through p[x] alone (5/16).
@@ -317,22 +292,14 @@ TEST(ReduceBitsWorked, WidthOneColumnPassesFiveSixteenthsDown) {
 }
 
 // Flat mid-grey at two levels: the first sample (no error yet) has
-// remainder 128 over a threshold of 127.5 and goes up; the density follows
-// the input in every mode, up to what leaves at the picture's edges.
-TEST(ReduceBitsWorked, FlatFieldsKeepTheirMean) {
-    const int W = 128, H = 128;
-    std::vector<uint8_t> dst(W * H), scratch(4000);
-    for (int mode : {1, 2, 3})
-        for (int grey : {128, 64, 200, 13}) {
-            std::vector<uint8_t> src(W * H, uint8_t(grey));
-            ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), W, dst.data(), W, {W, H}, 0, CelDitherMode(mode), 2,
-                                            scratch.data()),
-                      celStatusOk);
-            if (grey == 128) EXPECT_EQ(dst[0], 255);
-            const double mean = std::accumulate(dst.begin(), dst.end(), 0.0) / dst.size();
-            EXPECT_NEAR(mean, grey, mode == 1 ? 0.5 : 1.5) << "mode " << mode << " grey " << grey;
-            for (uint8_t v : dst) ASSERT_TRUE(v == 0 || v == 255);
-        }
+// remainder 128 over a threshold of 127.5 and goes up, in every mode.
+TEST(ReduceBitsWorked, FlatGreyFirstSampleGoesUp) {
+    std::vector<uint8_t> src(64, 128), dst(64), scratch(4000);
+    for (int mode : {1, 2, 3}) {
+        ASSERT_EQ(celiReduceBits_8u_C1R(src.data(), 8, dst.data(), 8, {8, 8}, 0, CelDitherMode(mode), 2, scratch.data()),
+                  celStatusOk);
+        EXPECT_EQ(dst[0], 255) << "mode " << mode;
+    }
 }
 
 // 32f8u: a sum of 1e-8 is bottom with no error under Floyd-Steinberg (the

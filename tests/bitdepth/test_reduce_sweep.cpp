@@ -1,10 +1,7 @@
-// The path without dither on whole input spaces: every source value of the
-// 8- and 16-bit forms for every level count of the byte destinations (and a
-// spread of counts for 16-bit destinations), and for float sources every
-// float within 40 steps of each grid and half-grid point plus the special
-// values, each laid out as rows whose elements pass through the sixteen-wide
-// body, the four-wide groups and the one-element tail.  Compared with the
-// model's float rule element by element.
+// The path without dither on whole input spaces: every 8- and 16-bit source
+// value for every byte level count (a spread for 16-bit destinations), every
+// float near each grid and half-grid point and the special values, through
+// the sixteen-wide body, the groups of four and the tail.
 #include <gtest/gtest.h>
 
 #include <cmath>

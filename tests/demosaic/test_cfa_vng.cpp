@@ -1,13 +1,7 @@
-// VNG demosaicing to BGRA: an independent model written from the formulas
-// (gradients from direction vectors, entries transcribed as data, the rim
-// as its sequence of copies) compared sample for sample with the library on
-// a canvas around the destination, so that every byte outside what the
-// function may write is checked too.  Random, flat, sharp-edged and
-// small-range frames of every grid; rectangles of every width residue and
-// odd and even heights; regions inside, on the rim, past the frame and
-// degenerate; both step signs; gains including NaN, negative and huge;
-// 64-bit sizes past the 32-bit range refused with nothing written; 64-bit
-// steps beyond 2^32.
+// VNG demosaicing to BGRA: a model from the formulas (gradients from
+// direction vectors, entries as data, the rim as its copies) against the
+// library on a canvas around the region, every grid, content, region, gain
+// and step sign; 64-bit sizes and steps beyond the 32-bit range.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 

@@ -139,8 +139,8 @@ TEST(Gray8u, SumsEitherSideOf32704) {
 }
 
 TEST(Gray8u, WorkedValues) {
-    const uint8_t white[24] = {255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255,
-                               255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255};
+    const std::vector<uint8_t> whiteRow(24, 255);
+    const uint8_t* white = whiteRow.data();
     uint8_t out[8];
     ASSERT_EQ(celiRGBToGray_8u_C3C1R(white, 24, out, 8, {8, 1}), celStatusOk);
     EXPECT_EQ(out[0], 255);
@@ -251,39 +251,29 @@ TEST(Gray64f, NullWeightsTakeTheWidenedDefaults) {
 }
 
 // ---- Gray -> RGB ------------------------------------------------------------------------------------
+// Each gray sample into three channels, or three and the caller's alpha;
+// nothing after the row.
 template <class T>
-void checkReplicate(int w, T alpha) {
+void checkReplicate(int w, T alpha, CelStatus (*f3)(const T*, int, T*, int, CelSize),
+                    CelStatus (*f4)(const T*, int, T*, int, CelSize, T)) {
+    const int z = int(sizeof(T));
     std::vector<T> src(w), d3(size_t(3) * w + 4, T(7)), d4(size_t(4) * w + 4, T(7));
     for (int i = 0; i < w; ++i) src[i] = T(i * 37 + 1);
-    CelStatus s3, s4;
-    if constexpr (std::is_same_v<T, uint8_t>) {
-        s3 = celiGrayToRGB_8u_C1C3R(src.data(), w, d3.data(), 3 * w, {w, 1});
-        s4 = celiGrayToRGB_8u_C1C4R(src.data(), w, d4.data(), 4 * w, {w, 1}, alpha);
-    } else if constexpr (std::is_same_v<T, uint16_t>) {
-        s3 = celiGrayToRGB_16u_C1C3R(src.data(), 2 * w, d3.data(), 6 * w, {w, 1});
-        s4 = celiGrayToRGB_16u_C1C4R(src.data(), 2 * w, d4.data(), 8 * w, {w, 1}, alpha);
-    } else {
-        s3 = celiGrayToRGB_32f_C1C3R(src.data(), 4 * w, d3.data(), 12 * w, {w, 1});
-        s4 = celiGrayToRGB_32f_C1C4R(src.data(), 4 * w, d4.data(), 16 * w, {w, 1}, alpha);
-    }
-    ASSERT_EQ(s3, celStatusOk);
-    ASSERT_EQ(s4, celStatusOk);
+    ASSERT_EQ(f3(src.data(), z * w, d3.data(), 3 * z * w, {w, 1}), celStatusOk);
+    ASSERT_EQ(f4(src.data(), z * w, d4.data(), 4 * z * w, {w, 1}, alpha), celStatusOk);
     for (int i = 0; i < w; ++i)
         for (int c = 0; c < 4; ++c) {
             if (c < 3) ASSERT_EQ(d3[3 * i + c], src[i]) << w;
             ASSERT_EQ(d4[4 * i + c], c < 3 ? src[i] : alpha) << w;
         }
-    for (int k = 0; k < 4; ++k) {
-        ASSERT_EQ(d3[3 * w + k], T(7)) << "wrote past the row, w " << w;
-        ASSERT_EQ(d4[4 * w + k], T(7)) << "wrote past the row, w " << w;
-    }
+    for (int k = 0; k < 4; ++k) ASSERT_TRUE(d3[3 * w + k] == T(7) && d4[4 * w + k] == T(7)) << "wrote past the row, w " << w;
 }
 
 TEST(GrayToRgb, ReplicatesEveryDepthAndWidth) {
     for (int w : {1, 2, 3, 4, 5, 7, 8, 9, 12, 13, 16, 17, 31, 48, 61}) {
-        checkReplicate<uint8_t>(w, 200);
-        checkReplicate<uint16_t>(w, 60000);
-        checkReplicate<float>(w, 0.75f);
+        checkReplicate<uint8_t>(w, 200, celiGrayToRGB_8u_C1C3R, celiGrayToRGB_8u_C1C4R);
+        checkReplicate<uint16_t>(w, 60000, celiGrayToRGB_16u_C1C3R, celiGrayToRGB_16u_C1C4R);
+        checkReplicate<float>(w, 0.75f, celiGrayToRGB_32f_C1C3R, celiGrayToRGB_32f_C1C4R);
     }
 }
 
