@@ -204,7 +204,8 @@ TEST(TwistSweep, Every8uInputThroughBodyAndTail) {
                             {Form::P3R, 4}, {Form::P3R, 3}}) {
             const int ch = channels(f), planes = planar(f) ? 3 : 1, h = celtest::sweep24Rows(w);
             const size_t n = size_t(w) * h;
-            std::vector<std::vector<uint8_t>> src(planes, std::vector<uint8_t>(n * ch)), dst(planes, std::vector<uint8_t>(n * ch, 0x5A));
+            std::vector<std::vector<uint8_t>> src(planes), dst(planes);
+            for (int k = 0; k < planes; ++k) src[k].resize(n * ch), dst[k].assign(n * ch, 0x5A);
             const auto at = [&](std::vector<std::vector<uint8_t>>& img, size_t i, int k) -> uint8_t& {
                 return planes == 3 ? img[k][i] : img[0][i * ch + k];
             };
