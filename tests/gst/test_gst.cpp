@@ -1,10 +1,9 @@
 // The celccconvert element in real pipelines: the caps it offers against the
 // table's routes, every offered pair byte for byte against the table run on
 // tightly packed copies (input buffers with padded strides and plane
-// offsets), at every colorimetry the library has exports for, the common
-// and the BT.709 pairs against direct calls of their exports, every pair
-// beside videoconvert within a tolerance, refusals at caps time, and a
-// pipeline of 300 frames at 1920x1080 checked for leaks.
+// offsets) at every colorimetry the library has exports for, and beside
+// videoconvert within a tolerance; refusals at caps time, interlaced and
+// unconstrained caps, and 300 frames at 1920x1080 checked for leaks.
 #include <gst/app/gstappsink.h>
 #include <gst/check/gstharness.h>
 #include <gst/gst.h>
@@ -256,46 +255,55 @@ GstBuffer* paddedBuffer(const std::string& fmt, int w, int h, uint32_t seed, Tig
     return buf;
 }
 
-// Compares the rows of a mapped frame with a tight image; returns the first
-// difference as text, empty when equal.
-std::string compareFrame(const GstVideoFrame& f, const CelFmtImage& want) {
-    for (int p = 0; p < celccfmt_format(want.format)->planeCount; ++p) {
-        const PlaneGeom g = geom(want.format, want.width, want.height, p);
-        for (int y = 0; y < g.rows; ++y) {
-            const uint8_t* got = static_cast<const uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&f, p)) +
-                                 int64_t(y) * GST_VIDEO_FRAME_PLANE_STRIDE(&f, p);
-            const uint8_t* exp = want.plane[p] + int64_t(y) * want.step[p];
-            for (int64_t x = 0; x < g.rowBytes; ++x)
-                if (got[x] != exp[x])
-                    return "plane " + std::to_string(p) + " row " + std::to_string(y) + " byte " + std::to_string(x) +
-                           ": " + std::to_string(got[x]) + " instead of " + std::to_string(exp[x]);
-        }
-    }
-    return "";
+const uint8_t* rowOf(const GstVideoFrame& f, int p, int y) {
+    return static_cast<const uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&f, p)) + int64_t(y) * GST_VIDEO_FRAME_PLANE_STRIDE(&f, p);
 }
 
 // Maps an output buffer by its caps (its GstVideoMeta when it has one),
-// compares it with `want` and releases it.
+// compares its rows with a tight image and releases it; returns the first
+// difference as text, empty when equal.
 std::string compareOutput(GstBuffer* out, const std::string& caps, const CelFmtImage& want) {
     GstVideoInfo info;
     GstCaps* oc = gst_caps_from_string(caps.c_str());
     gst_video_info_from_caps(&info, oc);
     gst_caps_unref(oc);
-    GstVideoFrame frame;
-    std::string diff = "output buffer not mappable";
-    if (gst_video_frame_map(&frame, &info, out, GST_MAP_READ)) {
-        diff = compareFrame(frame, want);
-        gst_video_frame_unmap(&frame);
+    GstVideoFrame f;
+    const bool mapped = gst_video_frame_map(&f, &info, out, GST_MAP_READ);
+    std::string diff = mapped ? "" : "output buffer not mappable";
+    for (int p = 0; diff.empty() && p < celccfmt_format(want.format)->planeCount; ++p) {
+        const PlaneGeom g = geom(want.format, want.width, want.height, p);
+        for (int y = 0; diff.empty() && y < g.rows; ++y) {
+            const uint8_t *got = rowOf(f, p, y), *exp = want.plane[p] + int64_t(y) * want.step[p];
+            const int64_t x = std::mismatch(got, got + g.rowBytes, exp).first - got;
+            if (x < g.rowBytes)
+                diff = "plane " + std::to_string(p) + " row " + std::to_string(y) + " byte " + std::to_string(x) + ": " +
+                       std::to_string(got[x]) + " instead of " + std::to_string(exp[x]);
+        }
     }
+    if (mapped) gst_video_frame_unmap(&f);
     gst_buffer_unref(out);
     return diff;
 }
 
-// Runs one buffer through the element; returns the output buffer, or null
-// when the push was refused (the flow return in `flow`).
-GstBuffer* convertOnce(GstHarness* h, GstBuffer* in, GstFlowReturn* flow) {
-    *flow = gst_harness_push(h, in);
-    return *flow == GST_FLOW_OK ? gst_harness_try_pull(h) : nullptr;
+// Two padded buffers of `from` through the element between the given caps,
+// against the table's route (through exports naming `prefer` where there
+// are) on tight copies of the same pixels; returns the first difference,
+// empty when equal.  `rep` gets the table's calls.
+std::string againstTable(const std::string& from, const std::string& inCaps, const std::string& outCaps, int ta, int tb,
+                         int w, int h, const char* prefer = nullptr, CelFmtReport* rep = nullptr) {
+    GstHarness* hn = gst_harness_new("celccconvert");
+    gst_harness_set_caps_str(hn, inCaps.c_str(), outCaps.c_str());
+    std::string diff;
+    for (uint32_t seed = 1; seed <= 2 && diff.empty(); ++seed) {
+        Tight in(ta, w, h), want(tb, w, h);
+        const GstFlowReturn flow = gst_harness_push(hn, paddedBuffer(from, w, h, seed, in));
+        GstBuffer* out = flow == GST_FLOW_OK ? gst_harness_try_pull(hn) : nullptr;
+        if (!out) diff = std::string("no output: ") + gst_flow_get_name(flow);
+        else if (celccfmt_convert_prefer(&in.im, &want.im, prefer, rep) < 0) diff = "the table refuses", gst_buffer_unref(out);
+        else diff = compareOutput(out, outCaps, want.im);
+    }
+    gst_harness_teardown(hn);
+    return diff;
 }
 
 // ---- Caps: what is offered is what the table routes ---------------------------
@@ -332,24 +340,6 @@ TEST(GstCaps, OffersExactlyTheTableRoutes) {
                     if (tableRoute(a.gst, b.gst, isYuv(a.gst) ? m : mb) >= 0) want.insert(b.gst);
             EXPECT_EQ(offeredOutputs(capsAt(a.gst, 64, 48, m)), want) << "from " << a.gst << matrixTag(m);
         }
-}
-
-// What the library's BT.709 exports make of that, spelled out: BT.709
-// 4:2:0 reaches BGR (studio range) and BGRx (full range), the full-range
-// 10-bit decoders 5-6-5 words; layouts without a BT.709 export and other
-// matrices reach no RGB.
-TEST(GstCaps, Bt709OffersTheRgbOfTheBt709Exports) {
-    const std::set<std::string> i420 = offeredOutputs(capsAt("I420", 64, 48, Matrix::Bt709));
-    EXPECT_TRUE(i420.count("BGR") && i420.count("RGB") && i420.count("NV12"));
-    EXPECT_FALSE(i420.count("BGRx"));
-    EXPECT_TRUE(offeredOutputs(capsAt("I420", 64, 48, Matrix::Bt709Full)).count("BGRx"));
-    EXPECT_TRUE(offeredOutputs(capsAt("v210", 48, 4, Matrix::Bt709Full)).count("RGB16"));
-    EXPECT_FALSE(offeredOutputs(capsAt("v210", 48, 4, Matrix::Bt709)).count("RGB16"));
-    for (const char* f : {"YUY2", "Y41B"})
-        for (const std::string& o : offeredOutputs(capsAt(f, 64, 48, Matrix::Bt709))) EXPECT_TRUE(isYuv(o)) << f << " -> " << o;
-    for (const std::string& o : offeredOutputs(capsAt("I420", 64, 48, Matrix::Bt2020))) EXPECT_TRUE(isYuv(o)) << o;
-    const std::set<std::string> bgrx = offeredOutputs(capsOf("BGRx", 64, 48));
-    EXPECT_TRUE(bgrx.count("I420") && bgrx.count("NV12"));
 }
 
 // ---- Refusals at caps time, in real pipelines ------------------------------------
@@ -410,14 +400,12 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
         bool ok;
     };
     const Case cases[] = {
-        // no route of one or two exports
+        // no route of one or two exports; a format the table does not hold
         {capsOf("GRAY16_LE", 64, 48), "video/x-raw,format=I420", false},
-        // a format the table does not hold
         {capsOf("I420", 64, 48), "video/x-raw,format=AYUV", false},
         // colour in bytes 1 to 3: xRGB and ARGB both ways, alpha never lost
         {capsOf("I420", 64, 48), "video/x-raw,format=xRGB", true},
         {capsOf("ABGR", 33, 17), "video/x-raw,format=GRAY8", true},
-        {capsOf("xBGR", 64, 48), "video/x-raw,format=NV12", true},
         {capsOf("RGBA", 33, 17), "video/x-raw,format=ARGB", false},
         {capsOf("ARGB", 33, 17), "video/x-raw,format=BGRA", false},
         {capsOf("RGBx", 33, 17), "video/x-raw,format=ARGB", true},
@@ -429,32 +417,24 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
         {capsOf("BGRx", 64, 48), "video/x-raw,format=I420,colorimetry=bt709", true},
         {capsOf("BGRx", 64, 48), "video/x-raw,format=I420,colorimetry=(string)1:3:5:1", true},
         // ...not for a layout without a BT.709 export, nor for other matrices...
-        {capsAt("YUY2", 64, 48, Matrix::Bt709), "video/x-raw,format=BGRx", false},
         {capsOf("BGRx", 64, 48), "video/x-raw,format=YUY2,colorimetry=bt709", false},
         {capsAt("I420", 64, 48, Matrix::Bt2020), "video/x-raw,format=BGRx", false},
         // ...but any may be repacked, keeping its colorimetry
-        {capsAt("I420", 64, 48, Matrix::Bt709), "video/x-raw,format=NV12", true},
         {capsAt("I420", 64, 48, Matrix::Bt2020), "video/x-raw,format=YV12", true},
         {capsAt("I420", 64, 48, Matrix::Bt709), "video/x-raw,format=NV12,colorimetry=bt601", false},
         // v210's decoders read BT.709 at full range: to 5-6-5 at that only
         {capsAt("v210", 64, 48, Matrix::Bt709Full), "video/x-raw,format=RGB16", true},
         {capsAt("v210", 64, 48, Matrix::Bt709), "video/x-raw,format=BGR16", false},
-        {capsAt("v210", 64, 48, Matrix::Bt601), "video/x-raw,format=BGR16", false},
         // interlaced: no change of vertical chroma sampling but 4:2:0 <-> 4:2:2
-        // field by field, in groups of four rows
-        // (to RGB through 4:2:2: field by field up, then a row-wise 4:2:2 decoder)
+        // field by field, in groups of four rows (to RGB through 4:2:2: field
+        // by field up, then a row-wise 4:2:2 decoder)
         {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=BGRx", true},
-        {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=Y42B", true},
         {capsOf("I420", 64, 46, ",interlace-mode=interleaved"), "video/x-raw,format=Y42B", false},
         {capsOf("UYVY", 64, 48, ",interlace-mode=mixed"), "video/x-raw,format=NV12", true},
-        {capsOf("YUY2", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=UYVY", true},
         {capsOf("I420", 64, 48, ",interlace-mode=interleaved"), "video/x-raw,format=NV12", true},
-        // sizes the route's formats do not fit
+        // sizes the route's formats do not fit, and odd sizes where every one does
         {capsOf("I420", 34, 47), "video/x-raw,format=BGRx", false},
-        {capsOf("RGB", 33, 48), "video/x-raw,format=I420", false},
         {capsOf("Y41B", 66, 4), "video/x-raw,format=BGR", false},
-        // and odd sizes where every format fits them
-        {capsOf("RGB", 33, 17), "video/x-raw,format=GRAY8", true},
         {capsOf("Y444", 33, 17), "video/x-raw,format=BGRA", true},
         // the RGB/BGR exchange carries the fourth byte: padding never becomes alpha
         {capsOf("RGBx", 33, 17), "video/x-raw,format=BGRA", false},
@@ -467,35 +447,25 @@ TEST(GstCaps, RefusesWhatTheLibraryDoesNotConvert) {
     }
 }
 
-// Interlaced caps: 4:2:0 <-> 4:2:2 field by field, byte for byte the table's
-// route for interlaced pictures, which calls an interlace-aware export and
-// differs from the progressive route.
+// Interlaced caps: 4:2:0 <-> 4:2:2 field by field (directly, into and out of
+// YV12's plane order, and one step of two), byte for byte the table's route
+// for interlaced pictures, which calls an interlace-aware export.
 TEST(GstInterlaced, FourTwoZeroAndFourTwoTwoGoFieldByField) {
     const char* mode = ",interlace-mode=interleaved";
-    const std::pair<const char*, const char*> pairs[] = {{"I420", "Y42B"}, {"YV12", "UYVY"}, {"Y42B", "I420"},
-                                                         {"UYVY", "YV12"}, {"NV12", "Y42B"}, {"YUY2", "I420"}};
+    const std::pair<const char*, const char*> pairs[] = {{"I420", "Y42B"}, {"UYVY", "YV12"}, {"NV12", "Y42B"}};
     const int w = 68, h = 12;
     for (auto [from, to] : pairs) {
-        GstHarness* hn = gst_harness_new("celccconvert");
-        gst_harness_set_caps_str(hn, capsOf(from, w, h, mode).c_str(), capsOf(to, w, h, mode).c_str());
-        Tight in(tableOf(from), w, h), want(tableOf(to), w, h), plain(tableOf(to), w, h);
-        GstFlowReturn flow;
-        GstBuffer* out = convertOnce(hn, paddedBuffer(from, w, h, 5, in), &flow);
-        ASSERT_TRUE(out) << from << " -> " << to << ": " << gst_flow_get_name(flow);
         CelFmtReport rep;
-        ASSERT_GE(celccfmt_convert_prefer(&in.im, &want.im, "_Interlace_", &rep), 0);
+        EXPECT_EQ(againstTable(from, capsOf(from, w, h, mode), capsOf(to, w, h, mode), tableOf(from), tableOf(to), w, h,
+                               "_Interlace_", &rep), "") << from << " -> " << to;
         bool fieldWise = false;
         for (int i = 0; i < rep.count; ++i) fieldWise |= std::strstr(rep.call[i].exportName, "_Interlace_") != nullptr;
         EXPECT_TRUE(fieldWise) << from << " -> " << to;
-        ASSERT_GE(celccfmt_convert(&in.im, &plain.im, nullptr), 0);
-        EXPECT_NE(plain.mem, want.mem) << from << " -> " << to;
-        EXPECT_EQ(compareOutput(out, capsOf(to, w, h, mode), want.im), "") << from << " -> " << to;
-        gst_harness_teardown(hn);
     }
 }
 
 TEST(GstCaps, UnconstrainedOutputKeepsTheInputFormat) {
-    for (const char* f : {"RGB", "I420", "YUY2", "GRAY8"}) {
+    for (const char* f : {"RGB", "I420"}) {
         GstSample* s = nullptr;
         ASSERT_EQ(runPipeline(through(capsOf(f, 64, 48), "celccconvert", "video/x-raw", 1), 1, &s), 1) << f;
         EXPECT_STREQ(gst_structure_get_string(gst_caps_get_structure(gst_sample_get_caps(s), 0), "format"), f);
@@ -514,23 +484,12 @@ TEST_P(GstPairs, MatchesTheTableOnPaddedBuffers) {
     const Pair& p = GetParam();
     const std::vector<int> fs = routeFormats(p.from, p.to, p.m);
     const auto [ta, tb] = tableEnds(p.from, p.to, p.m);
-    const int sizes[][2] = {{4, 2}, {33, 5}, {36, 6}, {128, 4}, {68, 3}};
+    const std::pair<int, int> sizes[] = {{4, 2}, {33, 5}, {36, 6}, {128, 4}, {68, 3}};
     int tried = 0;
-    for (const auto& s : sizes) {
-        const int w = s[0], h = s[1];
+    for (const auto& [w, h] : sizes) {
         if (!sizeFits(fs, w, h)) continue;
         ++tried;
-        GstHarness* hn = gst_harness_new("celccconvert");
-        gst_harness_set_caps_str(hn, capsAt(p.from, w, h, p.m).c_str(), capsAt(p.to, w, h, p.m).c_str());
-        for (uint32_t seed = 1; seed <= 2; ++seed) {
-            Tight in(ta, w, h), want(tb, w, h);
-            GstFlowReturn flow;
-            GstBuffer* out = convertOnce(hn, paddedBuffer(p.from, w, h, seed, in), &flow);
-            ASSERT_TRUE(out) << w << "x" << h << ": " << gst_flow_get_name(flow);
-            ASSERT_GE(celccfmt_convert(&in.im, &want.im, nullptr), 0);
-            EXPECT_EQ(compareOutput(out, capsAt(p.to, w, h, p.m), want.im), "") << w << "x" << h;
-        }
-        gst_harness_teardown(hn);
+        EXPECT_EQ(againstTable(p.from, capsAt(p.from, w, h, p.m), capsAt(p.to, w, h, p.m), ta, tb, w, h), "") << w << "x" << h;
     }
     EXPECT_GT(tried, 0) << "no size fits " << p.from << " -> " << p.to;
 }
@@ -574,10 +533,7 @@ TEST_P(GstPairs, CloseToVideoconvert) {
     for (int pl = 0; pl < celccfmt_format(tf)->planeCount; ++pl) {
         const PlaneGeom g = geom(tf, w, h, pl);
         for (int y = 0; y < g.rows; ++y) {
-            const uint8_t* ra = static_cast<const uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&a, pl)) +
-                                int64_t(y) * GST_VIDEO_FRAME_PLANE_STRIDE(&a, pl);
-            const uint8_t* rb = static_cast<const uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&b, pl)) +
-                                int64_t(y) * GST_VIDEO_FRAME_PLANE_STRIDE(&b, pl);
+            const uint8_t *ra = rowOf(a, pl, y), *rb = rowOf(b, pl, y);
             for (int64_t x = 0; x < g.rowBytes; x += sampleBytes) {
                 // 16-bit samples compared at 8-bit scale (high byte and fraction).
                 const double va = sampleBytes == 2 ? (ra[x] | ra[x + 1] << 8) / 257.0 : ra[x];
@@ -604,68 +560,6 @@ TEST_P(GstPairs, CloseToVideoconvert) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllRoutes, GstPairs, testing::ValuesIn(routedPairs()), pairName);
-
-// ---- The common and the BT.709 pairs against direct calls of their exports ------
-
-// One frame at 1920x1080 through the element, byte for byte what the export
-// makes of the same pixels.
-TEST(GstDirect, PairsMatchTheirExports) {
-    const int w = 1920, h = 1080;
-    const CelSize size{w, h};
-    struct Case {
-        const char *from, *to;
-        Matrix m;
-    };
-    const Case cases[] = {
-        {"I420", "BGRx", Matrix::Bt601},     {"NV12", "RGB", Matrix::Bt601},      {"YUY2", "I420", Matrix::Bt601},
-        {"RGB", "I420", Matrix::Bt601},      {"I420", "BGR", Matrix::Bt709},      {"Y444", "BGRx", Matrix::Bt709},
-        {"BGRx", "I420", Matrix::Bt709},     {"BGR", "NV12", Matrix::Bt709},      {"BGR", "YV12", Matrix::Bt709},
-        {"BGRx", "I420", Matrix::Bt709Full}, {"I420", "BGRx", Matrix::Bt709Full}, {"v210", "RGB16", Matrix::Bt709Full},
-    };
-    for (const Case& c : cases) {
-        const std::string key = std::string(c.from) + ">" + c.to + matrixTag(c.m);
-        const auto [ta, tb] = tableEnds(c.from, c.to, c.m);
-        Tight in(ta, w, h), want(tb, w, h);
-        GstHarness* hn = gst_harness_new("celccconvert");
-        gst_harness_set_caps_str(hn, capsAt(c.from, w, h, c.m).c_str(), capsAt(c.to, w, h, c.m).c_str());
-        GstFlowReturn flow;
-        GstBuffer* out = convertOnce(hn, paddedBuffer(c.from, w, h, 7, in), &flow);
-        ASSERT_TRUE(out) << key;
-        const uint8_t* const* sp = const_cast<const uint8_t* const*>(in.im.plane);
-        uint8_t* const s0 = in.im.plane[0];
-        uint8_t** dp = want.im.plane;
-        const int ss = in.im.step[0], ds = want.im.step[0];
-        CelStatus st = celStatusBadArgument;
-        if (key == "I420>BGRx")
-            st = celiYCbCr420ToBGR_8u_P3C4R(sp, in.im.step, dp[0], ds, size, 255);
-        else if (key == "NV12>RGB")
-            st = celiYCbCr420ToRGB_8u_P2C3R(s0, ss, in.im.plane[1], in.im.step[1], dp[0], ds, size);
-        else if (key == "YUY2>I420")
-            st = celiYCbCr422ToYCbCr420_8u_C2P3R(s0, ss, dp, want.im.step, size);
-        else if (key == "RGB>I420")
-            st = celiRGBToYCbCr420_8u_C3P3R(s0, ss, dp, want.im.step, size);
-        else if (key == "I420>BGR_bt709")
-            st = celiYCbCr420ToBGR_709CSC_8u_P3C3R(sp, in.im.step, dp[0], ds, size);
-        else if (key == "Y444>BGRx_bt709")
-            st = celiYCbCrToBGR_709CSC_8u_P3C4R(sp, ss, dp[0], ds, size, 255);
-        else if (key == "BGRx>I420_bt709")
-            st = celiBGRToYCbCr420_709CSC_8u_AC4P3R(s0, ss, dp, want.im.step, size);
-        else if (key == "BGR>NV12_bt709")
-            st = celiBGRToYCbCr420_709CSC_8u_C3P2R(s0, ss, dp[0], ds, dp[1], want.im.step[1], size);
-        else if (key == "BGR>YV12_bt709")
-            st = celiBGRToYCrCb420_709CSC_8u_C3P3R(s0, ss, dp, want.im.step, size);
-        else if (key == "BGRx>I420_bt709full")
-            st = celiBGRToYCbCr420_709HDTV_8u_AC4P3R(s0, ss, dp, want.im.step, size);
-        else if (key == "I420>BGRx_bt709full")
-            st = celiYCbCr420ToBGR_709HDTV_8u_P3C4R(sp, in.im.step, dp[0], ds, size, 255);
-        else if (key == "v210>RGB16_bt709full")  // GStreamer's RGB16 is the library's BGR 5-6-5 word
-            st = celiYUV422v210ToBGR_709HDTV_32u16u_C3(reinterpret_cast<const uint32_t*>(s0), ss / 4,
-                                                       reinterpret_cast<uint16_t*>(dp[0]), ds / 2, size);
-        EXPECT_EQ(st, celStatusOk) << key;
-        EXPECT_EQ(compareOutput(out, capsAt(c.to, w, h, c.m), want.im), "") << key;
-        gst_harness_teardown(hn);
-    }
-}
 
 // ---- Leaks ----------------------------------------------------------------------
 
