@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <xmmintrin.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -79,19 +80,15 @@ TEST(Powx, GammaExponentsMatchTheModelOverASweepOfAllFloats) {
     }
 }
 
-TEST(Powx, TheUnitIntervalDensely) {
-    // [2^-10, 1]: where the gamma forms spend their time
-    std::vector<float> v;
-    for (uint32_t b = bitsOf(0x1p-10f); b <= bitsOf(1.0f); b += 37) v.push_back(fromBits(b));
-    checkAgainstModel(v, 0.45f, 2, false);
-    checkAgainstModel(v, 2.2222223f, 3, false);
-}
-
-TEST(Powx, OtherPowersMatchTheModel) {
+TEST(Powx, OtherInputsAndPowersMatchTheModel) {
+    // [2^-10, 1] densely: where the gamma forms spend their time
+    std::vector<float> unit;
+    for (uint32_t b = bitsOf(0x1p-10f); b <= bitsOf(1.0f); b += 37) unit.push_back(fromBits(b));
+    checkAgainstModel(unit, 0.45f, 2, false);
+    checkAgainstModel(unit, 2.2222223f, 3, false);
     const auto v = sweep(65537, 3);
-    for (float p : {0.3f, -1.7f, 3.5f, 1e-3f, 100.0f, -2.5f, 7.0001f, 11.0f, -5.0f, 1e30f, -1e-30f, 0.25f, 2.5f, 10.0f}) {
+    for (float p : {0.3f, -1.7f, 3.5f, 1e-3f, 100.0f, -2.5f, 7.0001f, 11.0f, -5.0f, 1e30f, -1e-30f, 0.25f, 2.5f, 10.0f})
         checkAgainstModel(v, p, 0, false);
-    }
 }
 
 TEST(Powx, AccurateToOneUnitInTheLastPlace) {
@@ -112,84 +109,58 @@ TEST(Powx, AccurateToOneUnitInTheLastPlace) {
     }
 }
 
+// Special values, the same through the body and the scalar loop: the rules
+// of the C pow function (a zero keeps its sign under an odd integer power
+// only), overflow, underflow, denormal results and bases.
 TEST(Powx, SpecialValues) {
     const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
-    auto one = [](float x, float p) {
-        float in[20], out[20];
-        for (float& f : in) f = x;
-        EXPECT_EQ(y8_celsPowx_32f_A21(in, out, 20, p), celStatusOk);  // body and scalar loop
-        for (int i = 1; i < 20; ++i) EXPECT_TRUE(sameFloat(out[i], out[0]));
-        return out[0];
+    const auto& model = celtest::powModel();
+    const struct {
+        float x, p, want;
+    } cases[] = {
+        {1.0f, 0.45f, 1.0f},     {0.0f, 0.45f, 0.0f},    {-0.5f, 0.45f, nan},      {0.0f, 2.2222223f, 0.0f},
+        {-0.0f, 0.45f, 0.0f},    {-0.0f, 3.5f, 0.0f},    {-0.0f, 11.0f, -0.0f},    {0.0f, -0.45f, inf},
+        {-0.0f, -11.0f, -inf},   {-1.0f, 11.0f, -1.0f},  {-1.0f, 12.0f, 1.0f},     {-1.0f, inf, 1.0f},
+        {-1.0f, -inf, 1.0f},     {-2.0f, 11.0f, -2048.0f}, {nan, 0.45f, nan},      {0.5f, nan, nan},
+        {1.0f, nan, 1.0f},       {inf, 0.45f, inf},      {inf, -0.45f, 0.0f},      {-inf, 11.0f, -inf},
+        {0.5f, inf, 0.0f},       {2.0f, inf, inf},       {0.5f, -inf, inf},        {3e38f, 2.2222223f, inf},
+        {1e-30f, 2.2222223f, 0.0f}, {0x1p-100f, 1.4f, 0x1p-140f},
+        {0x1p-140f, 0.5000001f, model(0x1p-140f, 0.5000001f)}, {0x1p-140f, 0.45f, model(0x1p-140f, 0.45f)},
     };
-    EXPECT_EQ(one(1.0f, 0.45f), 1.0f);
-    EXPECT_EQ(bitsOf(one(0.0f, 0.45f)), 0u);
-    EXPECT_TRUE(std::isnan(one(-0.5f, 0.45f)));
-    EXPECT_EQ(bitsOf(one(0.0f, 2.2222223f)), 0u);
-    EXPECT_EQ(bitsOf(one(-0.0f, 0.45f)), 0u);           // +0: not an odd integer power
-    EXPECT_EQ(bitsOf(one(-0.0f, 3.5f)), 0u);
-    EXPECT_EQ(bitsOf(one(-0.0f, 11.0f)), 0x80000000u);  // odd integer: the sign stays
-    EXPECT_EQ(one(0.0f, -0.45f), inf);
-    EXPECT_EQ(one(-0.0f, -11.0f), -inf);
-    EXPECT_EQ(one(-1.0f, 11.0f), -1.0f);
-    EXPECT_EQ(one(-1.0f, 12.0f), 1.0f);
-    EXPECT_EQ(one(-1.0f, inf), 1.0f);
-    EXPECT_EQ(one(-1.0f, -inf), 1.0f);
-    EXPECT_EQ(one(-2.0f, 11.0f), -2048.0f);
-    EXPECT_TRUE(std::isnan(one(nan, 0.45f)));
-    EXPECT_TRUE(std::isnan(one(0.5f, nan)));
-    EXPECT_EQ(one(1.0f, nan), 1.0f);
-    EXPECT_EQ(one(inf, 0.45f), inf);
-    EXPECT_EQ(one(inf, -0.45f), 0.0f);
-    EXPECT_EQ(one(-inf, 11.0f), -inf);
-    EXPECT_EQ(one(0.5f, inf), 0.0f);
-    EXPECT_EQ(one(2.0f, inf), inf);
-    EXPECT_EQ(one(0.5f, -inf), inf);
-    EXPECT_EQ(one(3e38f, 2.2222223f), inf);                    // overflow
-    EXPECT_EQ(one(1e-30f, 2.2222223f), 0.0f);                  // underflow
-    EXPECT_EQ(one(0x1p-100f, 1.4f), 0x1p-140f);                // a denormal result, exact
-    EXPECT_EQ(one(0x1p-140f, 0.5000001f) > 0.0f, true);        // a denormal base
-    EXPECT_TRUE(sameFloat(one(0x1p-140f, 0.45f), celtest::powModel()(0x1p-140f, 0.45f)));
+    for (const auto& c : cases) {
+        float in[20], out[20];
+        std::fill(in, in + 20, c.x);
+        ASSERT_EQ(y8_celsPowx_32f_A21(in, out, 20, c.p), celStatusOk);
+        for (float o : out) EXPECT_TRUE(sameFloat(o, c.want)) << c.x << " ^ " << c.p << ": " << o << " instead of " << c.want;
+    }
 }
 
+// Integer powers from -4 to 9 are repeated products (a reciprocal for the
+// negative ones), 0.5, -0.5 and 1.5 square roots, 1 a bit copy (NaN
+// payloads included).
 TEST(Powx, SpecialPowers) {
     std::vector<float> v = {0.0f, -0.0f, 1.0f, -1.0f, 0.3f, -2.5f, 3.7f, 1e-3f, 65504.0f, 1e20f,
                             std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(),
                             0x1p-140f, 7.0f, -0.125f, 12345.678f, 0.999f, 2.0f, -3.0f};
-    const int n = static_cast<int>(v.size());
     std::vector<float> out(v.size());
-    for (int k = 2; k <= 9; ++k) {
-        ASSERT_EQ(y8_celsPowx_32f_A21(v.data(), out.data(), n, static_cast<float>(k)), celStatusOk);
-        for (int i = 0; i < n; ++i) {
-            float r = v[i];
-            for (int m = 1; m < k; ++m) r = r * v[i];
-            EXPECT_TRUE(sameFloat(out[i], r)) << v[i] << "^" << k;
-        }
-    }
-    for (int k = 1; k <= 4; ++k) {
-        ASSERT_EQ(y8_celsPowx_32f_A21(v.data(), out.data(), n, -static_cast<float>(k)), celStatusOk);
-        for (int i = 0; i < n; ++i) {
-            float r = v[i];
-            for (int m = 1; m < k; ++m) r = r * v[i];
-            EXPECT_TRUE(sameFloat(out[i], 1.0f / r)) << v[i] << "^-" << k;
-        }
-    }
-    ASSERT_EQ(y8_celsPowx_32f_A21(v.data(), out.data(), n, 0.5f), celStatusOk);
-    for (int i = 0; i < n; ++i) EXPECT_TRUE(sameFloat(out[i], std::sqrt(v[i]))) << v[i];
-    ASSERT_EQ(y8_celsPowx_32f_A21(v.data(), out.data(), n, -0.5f), celStatusOk);
-    for (int i = 0; i < n; ++i)
-        EXPECT_TRUE(sameFloat(out[i], static_cast<float>(1.0 / std::sqrt(static_cast<double>(v[i]))))) << v[i];
-    ASSERT_EQ(y8_celsPowx_32f_A21(v.data(), out.data(), n, 1.5f), celStatusOk);
-    for (int i = 0; i < n; ++i) {
-        const double x = v[i];
-        EXPECT_TRUE(sameFloat(out[i], static_cast<float>(x * std::sqrt(x)))) << v[i];
-    }
-    // power 1: a bit copy, NaN payloads included
-    std::vector<float> odd = v;
-    odd.push_back(fromBits(0x7FC01234u));
-    odd.push_back(fromBits(0xFFA00001u));
-    std::vector<float> copy(odd.size());
-    ASSERT_EQ(y8_celsPowx_32f_A21(odd.data(), copy.data(), static_cast<int>(odd.size()), 1.0f), celStatusOk);
-    EXPECT_EQ(0, std::memcmp(odd.data(), copy.data(), odd.size() * 4));
+    const auto expectAll = [&](float p, auto ref) {
+        ASSERT_EQ(y8_celsPowx_32f_A21(v.data(), out.data(), int(v.size()), p), celStatusOk);
+        for (size_t i = 0; i < v.size(); ++i) EXPECT_TRUE(sameFloat(out[i], ref(v[i]))) << v[i] << " ^ " << p;
+    };
+    for (int k : {2, 3, 4, 5, 6, 7, 8, 9, -1, -2, -3, -4})
+        expectAll(float(k), [k](float x) {
+            float r = x;
+            for (int m = 1; m < std::abs(k); ++m) r = r * x;
+            return k > 0 ? r : 1.0f / r;
+        });
+    expectAll(0.5f, [](float x) { return std::sqrt(x); });
+    expectAll(-0.5f, [](float x) { return float(1.0 / std::sqrt(double(x))); });
+    expectAll(1.5f, [](float x) { return float(double(x) * std::sqrt(double(x))); });
+    v.push_back(fromBits(0x7FC01234u));
+    v.push_back(fromBits(0xFFA00001u));
+    std::vector<float> copy(v.size());
+    ASSERT_EQ(y8_celsPowx_32f_A21(v.data(), copy.data(), int(v.size()), 1.0f), celStatusOk);
+    EXPECT_EQ(0, std::memcmp(v.data(), copy.data(), v.size() * 4));
 }
 
 TEST(Powx, PowerZeroWritesOnesWithoutReadingTheSource) {
