@@ -526,6 +526,35 @@ TEST_P(Yuv, Encoder420EveryColourAsAUniformBlockThroughBodyAndTail) {
     }
 }
 
+// Every input of the full-rate forms (2^24 colours, or Y, U, V triples)
+// through the vector body (rows of 64) and through the scalar tail (rows
+// of 7), in chunks of 2^20: a rounding constant off only at an exact half
+// fails here.
+TEST_P(Yuv, FullRateEveryInputThroughBodyAndTail) {
+    const Fn fn = GetParam();
+    if (fn.samp != Samp::S444) GTEST_SKIP() << "subsampled: the block sweeps and models hold these";
+    constexpr int64_t kChunk = int64_t(1) << 20;
+    for (int w : {64, 7}) {
+        const int h = int(std::min(kChunk, celtest::sweep24Count()) / w + 1);
+        for (int64_t first = 0; first < celtest::sweep24Count(); first += kChunk) {
+            Img s(fn.src, Samp::S444, w, h), d(fn.dst, Samp::S444, w, h);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) {
+                    int a, b, c;
+                    celtest::sweep24Input(first + int64_t(y) * w + x, a, b, c);
+                    at(s, fn.src, x, y, 0) = uint8_t(a);
+                    at(s, fn.src, x, y, 1) = uint8_t(b);
+                    at(s, fn.src, x, y, 2) = uint8_t(c);
+                }
+            Img e = d;
+            fn.model(s, e, w, h, allAligned(s, d));
+            ASSERT_EQ(callOn(fn, s, d, {w, h}), celStatusOk) << fn.name;
+            expectSameBytes(fn, d, e, w, h);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
 // ---- Worked values ------------------------------------------------------------------
 // Pure red leaves the byte range and is clamped in the scalar recipe (AC4R is
 // scalar at every width; its fourth byte stays); mid gray with neutral chroma
