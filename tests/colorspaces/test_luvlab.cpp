@@ -193,53 +193,27 @@ void checkForm(const Form<S, D>& f) {
 }  // namespace
 
 #define FORM(S, D, fn, kind, bgr, ac4) Form<S, D>{#fn, fn, Kind::kind, bgr, ac4}
+// LUV's RGB forms at one depth (C3 and AC4, both ways), its BGR forms, Lab's four C3 forms.
+#define LUV_RGB(T, d)                                                                                                  \
+    FORM(T, T, celiRGBToLUV_##d##_C3R, luvFwd, false, false), FORM(T, T, celiRGBToLUV_##d##_AC4R, luvFwd, false, true), \
+        FORM(T, T, celiLUVToRGB_##d##_C3R, luvRev, false, false), FORM(T, T, celiLUVToRGB_##d##_AC4R, luvRev, false, true)
+#define LUV_BGR(T, d) FORM(T, T, celiBGRToLUV_##d##_C3R, luvFwd, true, false), FORM(T, T, celiLUVToBGR_##d##_C3R, luvRev, true, false)
+#define LAB(T, d)                                                                                                     \
+    FORM(T, T, celiRGBToLab_##d##_C3R, labFwd, false, false), FORM(T, T, celiBGRToLab_##d##_C3R, labFwd, true, false), \
+        FORM(T, T, celiLabToRGB_##d##_C3R, labRev, false, false), FORM(T, T, celiLabToBGR_##d##_C3R, labRev, true, false)
 
-TEST(LuvModel, EightBitFormsMatchModel) {
-    for (const auto& f : {FORM(uint8_t, uint8_t, celiRGBToLUV_8u_C3R, luvFwd, false, false),
-                          FORM(uint8_t, uint8_t, celiRGBToLUV_8u_AC4R, luvFwd, false, true),
-                          FORM(uint8_t, uint8_t, celiBGRToLUV_8u_C3R, luvFwd, true, false),
-                          FORM(uint8_t, uint8_t, celiLUVToRGB_8u_C3R, luvRev, false, false),
-                          FORM(uint8_t, uint8_t, celiLUVToRGB_8u_AC4R, luvRev, false, true),
-                          FORM(uint8_t, uint8_t, celiLUVToBGR_8u_C3R, luvRev, true, false)})
-        checkForm(f);
-}
-
-TEST(LuvModel, SixteenBitFormsMatchModel) {
-    for (const auto& f : {FORM(uint16_t, uint16_t, celiRGBToLUV_16u_C3R, luvFwd, false, false),
-                          FORM(uint16_t, uint16_t, celiRGBToLUV_16u_AC4R, luvFwd, false, true),
-                          FORM(uint16_t, uint16_t, celiLUVToRGB_16u_C3R, luvRev, false, false),
-                          FORM(uint16_t, uint16_t, celiLUVToRGB_16u_AC4R, luvRev, false, true)})
-        checkForm(f);
-    for (const auto& f : {FORM(int16_t, int16_t, celiRGBToLUV_16s_C3R, luvFwd, false, false),
-                          FORM(int16_t, int16_t, celiRGBToLUV_16s_AC4R, luvFwd, false, true),
-                          FORM(int16_t, int16_t, celiLUVToRGB_16s_C3R, luvRev, false, false),
-                          FORM(int16_t, int16_t, celiLUVToRGB_16s_AC4R, luvRev, false, true)})
-        checkForm(f);
-}
-
-TEST(LuvModel, FloatFormsMatchModel) {
-    for (const auto& f : {FORM(float, float, celiRGBToLUV_32f_C3R, luvFwd, false, false),
-                          FORM(float, float, celiRGBToLUV_32f_AC4R, luvFwd, false, true),
-                          FORM(float, float, celiBGRToLUV_32f_C3R, luvFwd, true, false),
-                          FORM(float, float, celiLUVToRGB_32f_C3R, luvRev, false, false),
-                          FORM(float, float, celiLUVToRGB_32f_AC4R, luvRev, false, true),
-                          FORM(float, float, celiLUVToBGR_32f_C3R, luvRev, true, false)})
-        checkForm(f);
+TEST(LuvModel, EveryFormMatchesModel) {
+    for (const auto& f : {LUV_RGB(uint8_t, 8u), LUV_BGR(uint8_t, 8u)}) checkForm(f);
+    for (const auto& f : {LUV_RGB(uint16_t, 16u)}) checkForm(f);
+    for (const auto& f : {LUV_RGB(int16_t, 16s)}) checkForm(f);
+    for (const auto& f : {LUV_RGB(float, 32f), LUV_BGR(float, 32f)}) checkForm(f);
 }
 
 TEST(LabModel, AllFormsMatchModel) {
-    for (const auto& f : {FORM(uint8_t, uint8_t, celiRGBToLab_8u_C3R, labFwd, false, false),
-                          FORM(uint8_t, uint8_t, celiBGRToLab_8u_C3R, labFwd, true, false),
-                          FORM(uint8_t, uint8_t, celiLabToRGB_8u_C3R, labRev, false, false),
-                          FORM(uint8_t, uint8_t, celiLabToBGR_8u_C3R, labRev, true, false)})
-        checkForm(f);
+    for (const auto& f : {LAB(uint8_t, 8u)}) checkForm(f);
     checkForm(FORM(uint8_t, uint16_t, celiBGRToLab_8u16u_C3R, labFwd, true, false));
     checkForm(FORM(uint16_t, uint8_t, celiLabToBGR_16u8u_C3R, labRev, true, false));
-    for (const auto& f : {FORM(float, float, celiRGBToLab_32f_C3R, labFwd, false, false),
-                          FORM(float, float, celiBGRToLab_32f_C3R, labFwd, true, false),
-                          FORM(float, float, celiLabToRGB_32f_C3R, labRev, false, false),
-                          FORM(float, float, celiLabToBGR_32f_C3R, labRev, true, false)})
-        checkForm(f);
+    for (const auto& f : {LAB(float, 32f)}) checkForm(f);
 }
 
 // ---- Whole 8-bit input spaces, through the body (rows of 4) and the tail (rows of 1) ----
