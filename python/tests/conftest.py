@@ -54,7 +54,6 @@ _SAMPLE = {"uint8_t": np.uint8, "uint16_t": np.uint16, "int16_t": np.int16, "int
 class P:
     def __init__(self, text):
         m = re.match(r"^(.*?)(\w+)\s*((?:\[\d*\]\s*)*)$", text.strip())
-        self.text = text.strip()
         self.type = " ".join(m.group(1).split())
         self.name = m.group(2)
         # the product of the dimensions: a matrix twist[3][4] is 12 numbers
@@ -103,19 +102,12 @@ def plane_shapes(token, model, h, w):
     s = sub[0] if sub else ("422" if token == "C2" else None)
     cw = {"420": (w + 1) // 2, "422": (w + 1) // 2, "411": (w + 3) // 4, "1620": (w + 3) // 4}.get(s, w)
     ch = {"420": (h + 1) // 2, "1620": (h + 3) // 4}.get(s, h)
-    if token == "V210":  # whole groups of 6 pixels in 4 words
-        return [(h, 4 * ((w + 5) // 6))]
-    if token == "C1":
-        return [(h, w)]
-    if token in ("C2", "C3", "C4", "AC4"):
-        return [(h, w, {"C2": 2, "C3": 3, "C4": 4, "AC4": 4}[token])]
-    if token == "P2":
-        return [(h, w), (ch, cw, 2)]
-    if token == "P3":
-        return [(h, w), (ch, cw), (ch, cw)]
-    if token in ("P4", "AP4"):
-        return [(h, w), (ch, cw), (ch, cw), (h, w)]
-    raise AssertionError("layout token %r unknown to the tests" % token)
+    planes = {"V210": [(h, 4 * ((w + 5) // 6))],  # whole groups of 6 pixels in 4 words
+              "C1": [(h, w)], "C2": [(h, w, 2)], "C3": [(h, w, 3)], "C4": [(h, w, 4)], "AC4": [(h, w, 4)],
+              "P2": [(h, w), (ch, cw, 2)], "P3": [(h, w), (ch, cw), (ch, cw)],
+              "P4": [(h, w), (ch, cw), (ch, cw), (h, w)], "AP4": [(h, w), (ch, cw), (ch, cw), (h, w)]}
+    assert token in planes, "layout token %r unknown to the tests" % token
+    return planes[token]
 
 
 def random_array(rng, shape, dtype):
@@ -126,15 +118,11 @@ def random_array(rng, shape, dtype):
     return rng.integers(info.min, int(info.max) + 1, size=shape, dtype=dt)
 
 
-def embedded(rng, shape, dtype, flip, fill=None):
-    """A view of `shape` inside a larger array (two rows and three pixels
-    of margin), rows reversed when `flip`; returns (view, whole)."""
-    big_shape = (shape[0] + 4, shape[1] + 6) + tuple(shape[2:])
-    whole = random_array(rng, big_shape, dtype) if fill is None else np.full(big_shape, fill, dtype)
-    view = whole[2:2 + shape[0], 3:3 + shape[1]]
-    if flip:
-        view = view[::-1]
-    return view, whole
+def embedded(rng, shape, dtype):
+    """A view of `shape` inside a larger random array (two rows and three
+    pixels of margin), rows reversed; returns (view, whole)."""
+    whole = random_array(rng, (shape[0] + 4, shape[1] + 6) + tuple(shape[2:]), dtype)
+    return whole[2:2 + shape[0], 3:3 + shape[1]][::-1], whole
 
 
 def pointer(a):

@@ -24,26 +24,17 @@ def test_demosaic_is_the_bilinear_export(dtype, pattern, grid):
     want = getattr(celcc, "celiCFAToRGB_%s_C1C3R" % ("8u" if dtype == np.uint8 else "16u"))(raw, grid=grid)
     assert got.shape == (24, 31, 3) and got.dtype == dtype
     assert got.tobytes() == want.tobytes()
-
-
-def test_demosaic_region_and_out():
-    raw = _image((20, 30), np.uint8)
-    full = celcc.demosaic(raw, "RGGB")
-    out = np.zeros((8, 10, 3), np.uint8)
-    assert celcc.demosaic(raw, "RGGB", roi=(4, 6, 10, 8), out=out) is out
-    assert out.tobytes() == full[6:14, 4:14].tobytes()
+    # a region of the frame, into a given destination
+    out = np.zeros((8, 10, 3), dtype)
+    assert celcc.demosaic(raw, pattern, roi=(4, 6, 10, 8), out=out) is out
+    assert out.tobytes() == got[6:14, 4:14].tobytes()
 
 
 @pytest.mark.parametrize("algorithm", ["vng", "ahd"])
 @pytest.mark.parametrize("dtype", [np.uint8, np.uint16])
 def test_demosaic_other_algorithms(algorithm, dtype):
     raw = _image((26, 34), dtype)
-    try:
-        got = celcc.demosaic(raw, "GRBG", algorithm=algorithm)
-    except TypeError as e:
-        if "no %s demosaicer" % algorithm in str(e):
-            pytest.skip(str(e))
-        raise
+    got = celcc.demosaic(raw, "GRBG", algorithm=algorithm)
     assert got.shape == (26, 34, 3) and got.dtype == dtype and got.flags.c_contiguous
     part = celcc.demosaic(raw, "GRBG", algorithm=algorithm, roi=(8, 6, 12, 10))
     assert part.shape == (10, 12, 3)
@@ -75,8 +66,8 @@ def test_reduce_bits_is_the_export(shape, dtype, dither, mode, noise):
 def test_reduce_bits_types_and_alpha():
     img = _rng().random((7, 9, 4), dtype=np.float32)
     got = celcc.reduce_bits(img, 4, dither="ordered", noise=20)
-    assert got.dtype == np.uint8
-    assert got.tobytes() == celcc.celiReduceBits_32f8u_C4R(img, noise=20, ditherMode=4, levels=4).tobytes()
+    assert got.dtype == np.uint8 and got.tobytes() == celcc.celiReduceBits_32f8u_C4R(img, noise=20, ditherMode=4,
+                                                                                    levels=4).tobytes()
     out = np.full((7, 9, 4), 77, np.uint8)
     celcc.reduce_bits(img, 4, keep_alpha=True, out=out)
     assert (out[..., 3] == 77).all()

@@ -50,20 +50,12 @@ def _numbers(p):
 
 def _sides(name, params):
     """[(role, token, model, [image params])] in C order, read by the tests."""
-    ps = read_params(params)
-    imgs = image_params(ps)
+    imgs = image_params(read_params(params))
     src_model, dst_model, tokens = name_parts(name)
-    srcs = [p for p in imgs if p.const_data]
     inout = [p for p in imgs if p.name.startswith("srcDst")]
-    dsts = [p for p in imgs if not p.const_data and p not in inout]
-    out = []
-    if srcs:
-        out.append(("src", tokens[0], src_model, srcs))
-    if inout:
-        out.append(("inout", tokens[0], src_model, inout))
-    if dsts:
-        out.append(("dst", tokens[-1], dst_model, dsts))
-    return out
+    sides = [("src", tokens[0], src_model, [p for p in imgs if p.const_data]), ("inout", tokens[0], src_model, inout),
+             ("dst", tokens[-1], dst_model, [p for p in imgs if not p.const_data and p not in inout])]
+    return [s for s in sides if s[3]]
 
 
 def _written(sides):
@@ -89,18 +81,14 @@ def _make_inputs(rng, name, params, h, w, view):
         else:
             shapes = plane_shapes(token, model, h, w)
         arrays = []
-        for i, shape in enumerate(shapes):
+        for shape in shapes:
             if role == "src":
-                if view:
-                    a, _ = embedded(rng, shape, dt, flip=True)
-                else:
-                    a = random_array(rng, shape, dt)
-                arrays.append((a, None, None))
+                arrays.append((embedded(rng, shape, dt)[0] if view else random_array(rng, shape, dt), None, None))
             else:
                 if view:
                     seed = int(rng.integers(1 << 30))
-                    a1, w1 = embedded(np.random.default_rng(seed), shape, dt, flip=True)
-                    a2, w2 = embedded(np.random.default_rng(seed), shape, dt, flip=True)
+                    a1, w1 = embedded(np.random.default_rng(seed), shape, dt)
+                    a2, w2 = embedded(np.random.default_rng(seed), shape, dt)
                 elif role == "inout":
                     a1 = w1 = random_array(rng, shape, dt)
                     a2 = w2 = a1.copy()
@@ -136,34 +124,31 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
     cfunc.restype = ctypes.c_int
     ps = read_params(params)
     by_name = {p.name: p for p in ps}
-    keep = []
-    args = []
+    keep, args = [], []
+
+    def held(obj):  # alive until the call
+        keep.append(obj)
+        return obj
 
     def planes_of(p):
         for role, (token, plist, dt, arrays) in sides.items():
             for j, q in enumerate(plist):
                 if q.name == p.name:
                     arrs = [a if role == "src" else a_ref[0] for a, _, a_ref in arrays]
-                    if q.stars == 2:
-                        return arrs
-                    return [arrs[j]]
+                    return arrs if q.stars == 2 else [arrs[j]]
         return None
 
     for p, ctype in zip(ps, cfunc.argtypes):
         owner = by_name.get(p.name[:-4]) if p.name.endswith("Step") else None
         if p.name in SCRATCH_NAMES and owner is None and p.name + "Step" in by_name:
-            rows = np.zeros_like(kw[p.name])
-            keep.append(rows)
-            args.append(pointer(rows))
+            args.append(pointer(held(np.zeros_like(kw[p.name]))))
         elif owner is not None and owner.name in SCRATCH_NAMES and owner.name in kw:
             args.append(kw[owner.name].strides[0])
         elif owner is not None and planes_of(owner) is not None:
             planes = planes_of(owner)
             if p.length:
                 step_t = ctypes.c_int64 if p.base == "int64_t" else ctypes.c_int
-                arr = (step_t * len(planes))(*[a.strides[0] for a in planes])
-                keep.append(arr)
-                args.append(ctypes.addressof(arr))
+                args.append(ctypes.addressof(held((step_t * len(planes))(*[a.strides[0] for a in planes]))))
             elif "v210" in name:  # steps in elements
                 args.append(planes[0].strides[0] // planes[0].itemsize)
             else:
@@ -171,9 +156,7 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
         elif planes_of(p) is not None:
             planes = planes_of(p)
             if p.stars == 2:
-                arr = (ctypes.c_void_p * len(planes))(*[pointer(a) for a in planes])
-                keep.append(arr)
-                args.append(ctypes.addressof(arr))
+                args.append(ctypes.addressof(held((ctypes.c_void_p * len(planes))(*[pointer(a) for a in planes]))))
             else:
                 args.append(pointer(planes[0]))
         elif p.base.startswith("CelSize"):
@@ -185,13 +168,9 @@ def _reference(ref_lib, name, params, sides, h, w, rect, kw):
         elif p.name in kw and p.stars == 0:
             args.append(kw[p.name])
         elif p.name in kw:
-            arr = np.asarray(kw[p.name], dtype=_sample_dtype(p))
-            keep.append(arr)
-            args.append(pointer(arr))
+            args.append(pointer(held(np.asarray(kw[p.name], dtype=_sample_dtype(p)))))
         elif p.stars == 1 and not p.const_data:
-            scratch = np.zeros(1 << 20, np.uint8)  # larger than any scratch the tests need
-            keep.append(scratch)
-            args.append(pointer(scratch))
+            args.append(pointer(held(np.zeros(1 << 20, np.uint8))))  # more than any scratch the tests need
         else:
             args.append(None)
     return cfunc(*args)

@@ -24,10 +24,6 @@ def _planes(shapes, seed=8):
     return tuple(rng.integers(0, 256, s, dtype=np.uint8) for s in shapes)
 
 
-def _bgra(bgr):
-    return np.concatenate([bgr, np.full(bgr.shape[:2] + (1,), 255, np.uint8)], axis=2)
-
-
 def _as_list(v):
     return [v] if isinstance(v, np.ndarray) else list(v)
 
@@ -55,7 +51,8 @@ ROUTES = [
     ("UYVY_709HDTV", "BGRA", I422[0].reshape(16, 18, 2), "celiCbYCr422ToBGR_709HDTV_8u_C2C4R",
      lambda: X.celiCbYCr422ToBGR_709HDTV_8u_C2C4R(I422[0].reshape(16, 18, 2)), False),
     ("RGB24", "I420_709HDTV", RGB, "celiColorTwist32f_8u_AC4IR",
-     lambda: X.celiBGRToYCbCr420_709HDTV_8u_AC4P3R(_bgra(np.ascontiguousarray(RGB[..., ::-1]))), False),
+     lambda: X.celiBGRToYCbCr420_709HDTV_8u_AC4P3R(np.dstack([RGB[..., ::-1], np.full(RGB.shape[:2], 255, np.uint8)])),
+     False),
     # interlaced pictures go field by field
     ("I420", "I422", I420, "celiYCbCr420To422_Interlace_8u_P3R", lambda: X.celiYCbCr420To422_Interlace_8u_P3R(I420),
      True),

@@ -5,22 +5,18 @@
 // stays near FFmpeg's own conversions where it reads or writes video).
 #include <dirent.h>
 #include <spng.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <random>
 #include <sstream>
-#include <tuple>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "celcc.h"
@@ -38,19 +34,18 @@ std::string workDir() {
     return dir;
 }
 
-std::string slurpText(const std::string& path) {
-    std::ifstream f(path);
-    std::stringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
 Bytes slurp(const std::string& path) {
     std::ifstream f(path, std::ios::binary);
     return Bytes((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
 }
-bool exists(const std::string& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
+std::string slurpText(const std::string& path) {
+    const Bytes b = slurp(path);
+    return std::string(b.begin(), b.end());
+}
+bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+template <class T>
+Bytes bytesOf(const std::vector<T>& v) {
+    return Bytes(reinterpret_cast<const uint8_t*>(v.data()), reinterpret_cast<const uint8_t*>(v.data() + v.size()));
 }
 bool sh(const std::string& cmd) { return std::system(cmd.c_str()) == 0; }
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
@@ -300,6 +295,7 @@ const std::vector<ToolRun> kRuns = {
     {"", "convert $A $A out.png", 1, {"several inputs with --out-dir"}},
     {"", "convert $A --out-dir d1", 1, {"cannot create a file in d1"}},
     {"echo keep > out.png", "convert $A out.png", 1, {"out.png: exists (use --force to overwrite)"}},
+    {"echo keep > out.png", "convert $A out.png --force -q", 0, {}, "out.png", "\x89PNG"},
     // bad input: options of convert
     {"", "convert $A out.png --size 10x10 --pix-fmt nv12", 1, {"only raw inputs take --size"}},
     {"", "convert $A out.y4m --pix-fmt nv12", 1, {"out.y4m: NV12 cannot be written in this file type"}},
@@ -365,12 +361,10 @@ TEST(CliRuns, EachRunExitsSaysAndLeavesWhatItShould) {
     }
 }
 
-TEST(CliRuns, ForceOverwritesAndOneBadFileAmongManyFailsOnlyThatFile) {
+TEST(CliRuns, OneBadFileAmongManyFailsOnlyThatFile) {
     NEED_PHOTO(src, "astronaut.png");
     const std::string dir = workDir();
-    ASSERT_TRUE(sh("cd '" + dir + "' && " + shellVars() + "echo keep > out.png && mkdir out && cp $A a.png && cp $A c.png && head -c 3000 a.png > b.png"));
-    RUN_OK(dir, "convert a.png out.png --force -q");
-    EXPECT_TRUE(readPng(dir + "/out.png").px == readPng(src).px);
+    ASSERT_TRUE(sh("cd '" + dir + "' && " + shellVars() + "mkdir out && cp $A a.png && cp $A c.png && head -c 3000 a.png > b.png"));
     const Outcome r = celcc(dir, "convert a.png b.png c.png --out-dir out --to ppm --jobs 2");
     EXPECT_EQ(r.rc, 1);
     EXPECT_TRUE(has(r.err, "celcc: b.png: corrupt or truncated PNG")) << r.err;
@@ -435,22 +429,6 @@ TEST(CliVideo, Y4mFramesToPngAreCloseToFfmpeg) {
     EXPECT_TRUE(g.px == readY4m(dir + "/g.y4m").frames.at(0));
 }
 
-// Repacking moves bytes: the tool's packed 4:2:2 equals FFmpeg's exactly,
-// and comes back to planar Y4M byte for byte.
-TEST(CliVideo, Planar422ToPackedEqualsFfmpeg) {
-    NEED_FFMPEG();
-    const std::string dir = workDir();
-    ASSERT_TRUE(sh("ffmpeg -v error -f lavfi -i testsrc2=size=96x64:rate=5 -frames:v 3 -pix_fmt yuv422p '" + dir + "/t.y4m'"));
-    for (const std::string fmt : {"yuyv422", "uyvy422", "yvyu422"}) {
-        SCOPED_TRACE(fmt);
-        ASSERT_TRUE(sh("cd '" + dir + "' && ffmpeg -v error -i t.y4m -f rawvideo -pix_fmt " + fmt + " ff." + fmt));
-        RUN_OK(dir, "convert t.y4m out." + fmt + " -q");
-        EXPECT_TRUE(slurp(dir + "/out." + fmt) == slurp(dir + "/ff." + fmt));
-        RUN_OK(dir, "convert out." + fmt + " --size 96x64 --pix-fmt " + fmt + " b_" + fmt + ".y4m -q");
-        EXPECT_TRUE(readY4m(dir + "/b_" + fmt + ".y4m").frames == readY4m(dir + "/t.y4m").frames);
-    }
-}
-
 // Raw v210 (FFmpeg's encoder: rows of 128-byte blocks of 48 pixels) to a
 // 16-bit PNG of its luma, scaled from 10 bits by bit replication; and to
 // raw 5-6-5 words.  Both equal the exports.
@@ -468,24 +446,19 @@ TEST(CliVideo, RawV210ToLumaPngAnd565) {
     std::vector<uint16_t> luma(size_t(w) * h), col(size_t(w) * h);
     ASSERT_EQ(celiYUV422v210ToGray_709HDTV_32u16u_C3C1(words.data(), rowWords, luma.data(), w, CelSize{w, h}), celStatusOk);
     ASSERT_EQ(celiYUV422v210ToBGR_709HDTV_32u16u_C3(words.data(), rowWords, col.data(), w, CelSize{w, h}), celStatusOk);
+    for (auto& v : luma) v = uint16_t(v << 6 | v >> 4);
     const Png y = readPng(dir + "/y.png");
-    ASSERT_EQ(y.depth, 16);
-    ASSERT_EQ(y.channels, 1);
-    ASSERT_EQ(y.px.size(), luma.size() * 2);
-    for (size_t i = 0; i < luma.size(); ++i) {
-        uint16_t v;
-        std::memcpy(&v, y.px.data() + 2 * i, 2);
-        ASSERT_EQ(v, uint16_t(luma[i] << 6 | luma[i] >> 4)) << i;
-    }
-    const Bytes c = slurp(dir + "/c.bgr565");
-    ASSERT_EQ(c.size(), col.size() * 2);
-    EXPECT_EQ(std::memcmp(c.data(), col.data(), c.size()), 0);
+    EXPECT_EQ(y.depth, 16);
+    EXPECT_EQ(y.channels, 1);
+    EXPECT_TRUE(y.px == bytesOf(luma));
+    EXPECT_TRUE(slurp(dir + "/c.bgr565") == bytesOf(col));
 }
 
 // Chroma rate changes: Y4M 4:2:0 to 4:2:2 equals the export and comes
-// back exactly; --chroma-filter takes the four-tap export instead; 4:1:1
-// Y4M and raw NV12, YUY2, UYVY, 4:1:1, NV11 and 4:2:2 frames go through the
-// rate edges and come back exactly too.
+// back exactly; --chroma-filter takes the four-tap export instead; the
+// packed 4:2:2 files equal FFmpeg's; 4:1:1 Y4M and raw NV12, YUY2, UYVY,
+// 4:1:1, NV11 and 4:2:2 frames go through the rate edges and come back
+// exactly too.
 TEST(CliVideo, ChromaRateY4mAndRawRoundTrips) {
     NEED_FFMPEG();
     const std::string dir = workDir();
@@ -494,9 +467,7 @@ TEST(CliVideo, ChromaRateY4mAndRawRoundTrips) {
     const Y4m in = readY4m(dir + "/t.y4m");
     ASSERT_EQ(in.frames.size(), 2u);
     RUN_OK(dir, "convert t.y4m o422.y4m --out-pix-fmt i422 -q");
-    const Outcome r = celcc(dir, "convert t.y4m f422.y4m --out-pix-fmt i422 --chroma-filter -v");
-    ASSERT_EQ(r.rc, 0) << r.err;
-    EXPECT_TRUE(has(r.out + r.err, "celiYCbCr420ToYCbCr422_Filter_8u_P3R: celStatusOk")) << r.out << r.err;
+    RUN_OK(dir, "convert t.y4m f422.y4m --out-pix-fmt i422 --chroma-filter -q");
     const Y4m o = readY4m(dir + "/o422.y4m"), of = readY4m(dir + "/f422.y4m");
     EXPECT_TRUE(has(o.header, "C422")) << o.header;
     ASSERT_EQ(o.frames.size(), 2u);
@@ -511,6 +482,15 @@ TEST(CliVideo, ChromaRateY4mAndRawRoundTrips) {
         EXPECT_TRUE(o.frames[i] == ref.buf) << "frame " << i;
         EXPECT_TRUE(of.frames[i] == filtered.buf) << "frame " << i;
         EXPECT_FALSE(filtered.buf == ref.buf) << "frame " << i;
+    }
+    // repacking 4:2:2 moves bytes: the tool's packed frames are FFmpeg's, and come back
+    for (const std::string fmt : {"yuyv422", "uyvy422", "yvyu422"}) {
+        SCOPED_TRACE(fmt);
+        ASSERT_TRUE(sh("cd '" + dir + "' && ffmpeg -v error -i o422.y4m -f rawvideo -pix_fmt " + fmt + " ff." + fmt));
+        RUN_OK(dir, "convert o422.y4m out." + fmt + " -q");
+        EXPECT_TRUE(slurp(dir + "/out." + fmt) == slurp(dir + "/ff." + fmt));
+        RUN_OK(dir, "convert out." + fmt + " --size 96x64 --pix-fmt " + fmt + " b_" + fmt + ".y4m -q");
+        EXPECT_TRUE(readY4m(dir + "/b_" + fmt + ".y4m").frames == o.frames);
     }
     RUN_OK(dir, "convert o422.y4m back.y4m --out-pix-fmt i420 -q");
     EXPECT_TRUE(readY4m(dir + "/back.y4m").frames == in.frames);
@@ -532,13 +512,11 @@ TEST(CliVideo, ChromaRateY4mAndRawRoundTrips) {
 namespace interlaced {
 constexpr int W = 64, H = 32;
 const size_t kLuma = size_t(W) * H;
-
 void writeY4m(const std::string& path, const std::string& tags, const std::vector<std::string>& frames, const Bytes& frame) {
     std::string s = "YUV4MPEG2 W64 H32 " + tags + " C420jpeg\n";
     for (const std::string& f : frames) s += (f.empty() ? "FRAME" : "FRAME " + f) + "\n" + std::string(frame.begin(), frame.end());
     std::ofstream(path, std::ios::binary) << s;
 }
-
 using P3R = CelStatus (*)(const uint8_t* const[3], int[3], uint8_t* [3], int[3], CelSize);
 // 4:2:0 to 4:2:2 planes (up) or back (down) by one export, on one frame.
 Bytes convert(P3R fn, const Bytes& in, bool up) {
@@ -657,8 +635,7 @@ TEST(CliFormats, YCoCgRevNpyEqualsTheExportAndComesBack) {
     std::vector<int16_t> ref(3 * plane);
     int16_t* dst[3] = {ref.data(), ref.data() + plane, ref.data() + 2 * plane};
     ASSERT_EQ(celiBGRToYCoCg_Rev_8u16s_C3P3R(bgr.data(), 3 * in.w, dst, 2 * in.w, CelSize{in.w, in.h}), celStatusOk);
-    ASSERT_EQ(npy.size() - 10 - head.size(), ref.size() * 2);
-    EXPECT_EQ(0, std::memcmp(npy.data() + 10 + head.size(), ref.data(), ref.size() * 2));
+    EXPECT_TRUE(Bytes(npy.begin() + long(10 + head.size()), npy.end()) == bytesOf(ref));
     r = celcc(dir, "convert planes.npy back.png --pix-fmt ycocg-rev -v");
     ASSERT_EQ(r.rc, 0) << r.err;
     EXPECT_TRUE(has(r.err, "YCOCGR16S -> BGR24 (celiYCoCgToBGR_Rev_16s8u_P3C3R) -> RGB24 (celiColorTwist32f_8u_C3R)")) << r.err;
@@ -709,9 +686,7 @@ TEST(CliColour, TwistEqualsTheExport) {
     NEED_PHOTO(src, "coffee.png");
     const std::string dir = workDir();
     const Png p = readPng(src);
-    const Outcome r = celcc(dir, "convert $K m.png --matrix '1.2 -0.1 -0.1 10; 0 1 0 0; 0.3 0.3 0.4 -20' -v");
-    ASSERT_EQ(r.rc, 0) << r.err;
-    EXPECT_TRUE(has(r.err, "celiColorTwist32f_8u_C3IR: celStatusOk")) << r.err;
+    RUN_OK(dir, "convert $K m.png --matrix '1.2 -0.1 -0.1 10; 0 1 0 0; 0.3 0.3 0.4 -20' -q");
     const float m[3][4] = {{1.2f, -0.1f, -0.1f, 10}, {0, 1, 0, 0}, {0.3f, 0.3f, 0.4f, -20}};
     Bytes ref = p.px;
     ASSERT_EQ(celiColorTwist32f_8u_C3IR(ref.data(), p.w * 3, CelSize{p.w, p.h}, m), celStatusOk);
@@ -805,8 +780,7 @@ void rawDumpEachMethod(const std::string& dir) {
         RUN_OK(dir, "demosaic m.raw d.png -f --size 37x22 --pattern gbrg --depth " + std::to_string(8 * bytes) + " --method " + c.first);
         const Png d = readPng(dir + "/d.png");
         EXPECT_EQ(d.depth, 8 * bytes);
-        ASSERT_EQ(d.px.size(), c.second.size() * bytes);
-        EXPECT_EQ(std::memcmp(d.px.data(), c.second.data(), d.px.size()), 0);
+        EXPECT_TRUE(d.px == bytesOf(c.second));
     }
     if constexpr (sizeof(T) == 2) {
         RUN_OK(dir, "demosaic m.raw d8.png --size 37x22 --depth 16 --pattern gbrg --out-depth 8");
@@ -887,9 +861,7 @@ TEST(CliDemosaic, CfaDngThroughLibRaw) {
     for (size_t i = 0; i < raw.size(); ++i)
         lev[i] = uint16_t(std::clamp<int64_t>(((int64_t(raw[i]) - 256) * 65535 + (4095 - 256) / 2) / (4095 - 256), 0, 65535));
     ASSERT_EQ(celiCFAToRGB_16u_C1C3R(lev.data(), CelRect{0, 0, w, h}, CelSize{w, h}, w * 2, ref.data(), w * 6, celBayerRGGB), celStatusOk);
-    const Png p = readPng(dir + "/t.png");
-    ASSERT_EQ(p.px.size(), ref.size() * 2);
-    EXPECT_EQ(std::memcmp(p.px.data(), ref.data(), p.px.size()), 0);
+    EXPECT_TRUE(readPng(dir + "/t.png").px == bytesOf(ref));
 }
 
 // Each dither method by name, with and without noise: the export's bytes,
