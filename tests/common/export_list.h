@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -10,6 +11,14 @@
 #include "celcc.h"
 
 namespace celtest {
+
+// The row of a test's table of exports (entries with a `name`) by name.
+template <class Table>
+const auto& rowNamed(const Table& table, const std::string& name) {
+    for (const auto& r : table)
+        if (name == r.name) return r;
+    throw std::runtime_error("no row " + name);
+}
 
 inline const std::vector<std::string>& exportNames() {
     static const std::vector<std::string> names = {

@@ -125,11 +125,7 @@ const Fn kFns[] = {
      CALL(celiYCbCr420ToBGR_709HDTV_8u_P3C4R(s, ss, d[0], ds, r, kAlpha))},
 };
 
-const Fn& byName(const std::string& n) {
-    for (const Fn& f : kFns)
-        if (n == f.name) return f;
-    throw std::runtime_error(n);
-}
+const Fn& byName(const std::string& n) { return celtest::rowNamed(kFns, n); }
 
 // Destination: one interleaved buffer, or three planes sharing one step.
 struct Dest {

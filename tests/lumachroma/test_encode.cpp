@@ -20,6 +20,7 @@
 
 #include "celcc.h"
 #include "common/chroma_layout.h"
+#include "common/export_list.h"
 #include "common/image_buffer.h"
 #include "common/sweep24.h"
 
@@ -170,11 +171,7 @@ const Fn kFns[] = {
      C2(celiBGRToCbYCr422_709HDTV_8u_AC4C2R)},
 };
 
-const Fn& byName(const std::string& n) {
-    for (const Fn& f : kFns)
-        if (n == f.name) return f;
-    throw std::runtime_error(n);
-}
+const Fn& byName(const std::string& n) { return celtest::rowNamed(kFns, n); }
 
 // Source pixels: one interleaved buffer or three planes, walked as given.
 struct Source {

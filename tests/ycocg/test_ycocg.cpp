@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/export_list.h"
 #include "common/sweep24.h"
 
 namespace {
@@ -266,11 +267,7 @@ TEST_P(YCoCgForm, MatchesModelOverWidthsAlignmentsAndSteps) {
 INSTANTIATE_TEST_SUITE_P(All, YCoCgForm, ::testing::ValuesIn(forms()),
                          [](const ::testing::TestParamInfo<Form>& i) { return std::string(i.param.name).substr(4); });
 
-const Form& form(const std::string& name) {
-    for (const Form& f : forms())
-        if (name == f.name) return f;
-    throw std::runtime_error(name);
-}
+const Form& form(const std::string& name) { return celtest::rowNamed(forms(), name); }
 
 // ---- Every 8-bit pixel, round trips ---------------------------------------------------------------------
 // n pixels (sample(i, k): channel k of pixel i in memory order, or Y, Co,
