@@ -14,6 +14,15 @@
 
 namespace cel::simd {
 
+// A 16-byte store, aligned (the aligned twins' destinations) or not.
+template <bool Aligned = false>
+inline void store16(uint8_t* p, __m128i v) {
+    if constexpr (Aligned)
+        _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
+    else
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+
 namespace detail {
 
 struct C3Tables {
@@ -170,14 +179,16 @@ inline void split4x8High(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& 
     c2 = _mm_unpacklo_epi8(z, c23);
 }
 
-// Four channel vectors -> 64 bytes of 16 four-channel pixels.
+// Four channel vectors -> 64 bytes of 16 four-channel pixels (aligned
+// stores where the destination is 16-byte aligned).
+template <bool Aligned = false>
 inline void join4x16(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c3) {
     const __m128i lo01 = _mm_unpacklo_epi8(c0, c1), hi01 = _mm_unpackhi_epi8(c0, c1);
     const __m128i lo23 = _mm_unpacklo_epi8(c2, c3), hi23 = _mm_unpackhi_epi8(c2, c3);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi16(lo01, lo23));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), _mm_unpackhi_epi16(lo01, lo23));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 32), _mm_unpacklo_epi16(hi01, hi23));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 48), _mm_unpackhi_epi16(hi01, hi23));
+    store16<Aligned>(dst, _mm_unpacklo_epi16(lo01, lo23));
+    store16<Aligned>(dst + 16, _mm_unpackhi_epi16(lo01, lo23));
+    store16<Aligned>(dst + 32, _mm_unpacklo_epi16(hi01, hi23));
+    store16<Aligned>(dst + 48, _mm_unpackhi_epi16(hi01, hi23));
 }
 
 // The same from three channel vectors in even/odd order (pixels 0, 2, ..,
@@ -256,10 +267,11 @@ inline void join3x8(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
 }
 
 // Eight bytes per channel (low halves) -> 32 bytes of 8 four-channel pixels.
+template <bool Aligned = false>
 inline void join4x8(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2, __m128i c3) {
     const __m128i c01 = _mm_unpacklo_epi8(c0, c1), c23 = _mm_unpacklo_epi8(c2, c3);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi16(c01, c23));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), _mm_unpackhi_epi16(c01, c23));
+    store16<Aligned>(dst, _mm_unpacklo_epi16(c01, c23));
+    store16<Aligned>(dst + 16, _mm_unpackhi_epi16(c01, c23));
 }
 
 namespace detail {

@@ -37,13 +37,6 @@ template <bool Al>
 inline __m128i load(const uint8_t* p) {
     return Al ? _mm_load_si128(reinterpret_cast<const __m128i*>(p)) : _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
-template <bool Al>
-inline void store(uint8_t* p, __m128i v) {
-    if (Al)
-        _mm_store_si128(reinterpret_cast<__m128i*>(p), v);
-    else
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
-}
 inline __m128i load8(const uint8_t* p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); }
 inline __m128i load4(const uint8_t* p) {
     int32_t v;
@@ -145,14 +138,7 @@ struct InterleavedOut {
         if constexpr (Bytes == 3) {
             simd::join3x16(d + 3 * x, c0, g, c2);
         } else {
-            const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
-            const __m128i lo01 = _mm_unpacklo_epi8(c0, g), hi01 = _mm_unpackhi_epi8(c0, g);
-            const __m128i lo23 = _mm_unpacklo_epi8(c2, a), hi23 = _mm_unpackhi_epi8(c2, a);
-            uint8_t* p = d + 4 * x;
-            store<Al>(p, _mm_unpacklo_epi16(lo01, lo23));
-            store<Al>(p + 16, _mm_unpackhi_epi16(lo01, lo23));
-            store<Al>(p + 32, _mm_unpacklo_epi16(hi01, hi23));
-            store<Al>(p + 48, _mm_unpackhi_epi16(hi01, hi23));
+            simd::join4x16<Al>(d + 4 * x, c0, g, c2, _mm_set1_epi8(static_cast<char>(alpha)));
         }
     }
     void put8(int x, __m128i r, __m128i g, __m128i b) const {
@@ -160,10 +146,7 @@ struct InterleavedOut {
         if constexpr (Bytes == 3) {
             simd::join3x8(d + 3 * x, c0, g, c2);
         } else {
-            const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
-            const __m128i c01 = _mm_unpacklo_epi8(c0, g), c23 = _mm_unpacklo_epi8(c2, a);
-            store<Al>(d + 4 * x, _mm_unpacklo_epi16(c01, c23));
-            store<Al>(d + 4 * x + 16, _mm_unpackhi_epi16(c01, c23));
+            simd::join4x8<Al>(d + 4 * x, c0, g, c2, _mm_set1_epi8(static_cast<char>(alpha)));
         }
     }
     // The paired-lane body's unspread results (dec::PairedForm::pixelsUnspread)
@@ -180,17 +163,17 @@ struct InterleavedOut {
         const __m128i c02l = sortPairs(lo), c02h = sortPairs(hi);
         const __m128i gal = _mm_unpacklo_epi8(g, a), gah = _mm_unpackhi_epi8(g, a);
         uint8_t* p = d + 4 * x;
-        store<Al>(p, _mm_unpacklo_epi8(c02l, gal));
-        store<Al>(p + 16, _mm_unpackhi_epi8(c02l, gal));
-        store<Al>(p + 32, _mm_unpacklo_epi8(c02h, gah));
-        store<Al>(p + 48, _mm_unpackhi_epi8(c02h, gah));
+        simd::store16<Al>(p, _mm_unpacklo_epi8(c02l, gal));
+        simd::store16<Al>(p + 16, _mm_unpackhi_epi8(c02l, gal));
+        simd::store16<Al>(p + 32, _mm_unpacklo_epi8(c02h, gah));
+        simd::store16<Al>(p + 48, _mm_unpackhi_epi8(c02h, gah));
     }
     // Eight pixels: one pack and G in the low eight bytes.
     void put8Unspread(int x, __m128i uw, __m128i g) const {
         static_assert(Bytes == 4);
         const __m128i c02 = sortPairs(uw), ga = _mm_unpacklo_epi8(g, _mm_set1_epi8(static_cast<char>(alpha)));
-        store<Al>(d + 4 * x, _mm_unpacklo_epi8(c02, ga));
-        store<Al>(d + 4 * x + 16, _mm_unpackhi_epi8(c02, ga));
+        simd::store16<Al>(d + 4 * x, _mm_unpacklo_epi8(c02, ga));
+        simd::store16<Al>(d + 4 * x + 16, _mm_unpackhi_epi8(c02, ga));
     }
     void put(int x, uint8_t r, uint8_t g, uint8_t b) const {
         uint8_t* p = d + Bytes * x;
@@ -433,13 +416,13 @@ struct PackedOut {
         const __m128i c = _mm_shuffle_epi8(cbcr, kB.cb < kB.cr
                                                      ? _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15)
                                                      : _mm_setr_epi8(8, 0, 9, 1, 10, 2, 11, 3, 12, 4, 13, 5, 14, 6, 15, 7));
-        store<Al>(d + 2 * x, O == Order::CbYCr ? _mm_unpacklo_epi8(c, y) : _mm_unpacklo_epi8(y, c));
-        store<Al>(d + 2 * x + 16, O == Order::CbYCr ? _mm_unpackhi_epi8(c, y) : _mm_unpackhi_epi8(y, c));
+        simd::store16<Al>(d + 2 * x, O == Order::CbYCr ? _mm_unpacklo_epi8(c, y) : _mm_unpacklo_epi8(y, c));
+        simd::store16<Al>(d + 2 * x + 16, O == Order::CbYCr ? _mm_unpackhi_epi8(c, y) : _mm_unpackhi_epi8(y, c));
     }
     void put8(int x, __m128i y, __m128i cb, __m128i cr) const {
         __m128i lo, hi;
         interleave(y, cb, cr, lo, hi);
-        store<Al>(d + 2 * x, lo);
+        simd::store16<Al>(d + 2 * x, lo);
     }
     void put(int x, uint8_t y0, uint8_t y1, uint8_t cb, uint8_t cr) const {
         uint8_t* p = d + 2 * x;
