@@ -1,133 +1,42 @@
-// Filtered chroma upsampling and deinterlace: every export against a model
-// written here from the formulas (four-tap rows with their borders; the
-// deinterlace rows with the vector rule below the last multiple of 8 or 32
-// and the scalar rule after), compared as whole buffers with canaries over
-// widths and heights that hit every body/tail split, odd sizes, positive,
-// negative and zero steps; slices assembled into a picture; worked values.
-// Statuses, check order and errors that write nothing:
-// the robustness table's rows (tests/robust).
+// Deinterlacing 4:2:0 to 4:2:2 and 4:2:0 planes: every export against a
+// model written here (the vector rule below the last multiple of 8 or 32,
+// the scalar rule after), whole pictures and slices assembled into one, as
+// whole buffers with canaries, both step signs, the slice flags; worked
+// values.  The four-tap upsampler: test_layouts.cpp.  Statuses, check order
+// and errors that write nothing: tests/robust.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
-#include <functional>
-#include <random>
-#include <string>
+#include <tuple>
 #include <vector>
 
 #include "celcc.h"
 #include "common/chroma_layout.h"
-#include "common/image_buffer.h"
 
 namespace {
 
-using celtest::ImageBuffer;
-
-int clampByte(int v) { return std::min(255, std::max(0, v)); }
-int up(int a, int b) { return (a + b + 1) >> 1; }  // byte average rounding up
-
-// ---- Four-tap model ------------------------------------------------------------------------------
-using namespace celtest::shapes;
 using celtest::ChromaLayout;
 using celtest::RowWalk;
-using TapFn = celtest::LayoutFn<int>;
 
-const TapFn kTaps[] = {
-    {"YCbCr420ToYCbCr422_Filter_P3R", celtest::Kind::P3CbCr, celtest::Samp::S420, celtest::Kind::P3CbCr,
-     celtest::Samp::S422, 0, viaP3P3<celiYCbCr420ToYCbCr422_Filter_8u_P3R>},
-    {"YCrCb420ToYCbCr422_Filter_P3R", celtest::Kind::P3CrCb, celtest::Samp::S420, celtest::Kind::P3CbCr,
-     celtest::Samp::S422, 0, viaP3P3<celiYCrCb420ToYCbCr422_Filter_8u_P3R>},
-    {"YCbCr420ToYCbCr422_Filter_P2P3R", celtest::Kind::P2CbCr, celtest::Samp::S420, celtest::Kind::P3CbCr,
-     celtest::Samp::S422, 0, viaP2P3<celiYCbCr420ToYCbCr422_Filter_8u_P2P3R>},
-};
+int up(int a, int b) { return (a + b + 1) >> 1; }  // byte average rounding up
 
-// Luma copied; chroma row 2j is source row j, row 2j + 1 the four taps
-// -1 9 9 -1 over source rows j-1 .. j+2 with the borders repeated.
-void tapModel(ChromaLayout& s, ChromaLayout& e) {
-    const int w = s.w & ~1, h = s.h & ~7, half = h / 2;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) e.at(0, x, y) = s.at(0, x, y);
-    for (int c = 1; c <= 2; ++c)
-        for (int m = 0; m < w / 2; ++m) {
-            const auto at = [&](int j) { return int(s.at(c, m, j)); };
-            for (int j = 0; j < half; ++j) {
-                e.at(c, m, 2 * j) = uint8_t(at(j));
-                int cm = j - 1, c1 = j + 1, c2 = j + 2;
-                if (j == 0) cm = 0;                     // row 1
-                if (j == half - 2) c2 = half - 1;       // row h-3
-                if (j == half - 1) c1 = c2 = half - 1;  // row h-1
-                const int v = 9 * (at(j) + at(c1)) - at(cm) - at(c2) + 8;
-                e.at(c, m, 2 * j + 1) = uint8_t(clampByte(v >= 0 ? v / 16 : -((-v + 15) / 16)));
-            }
-        }
-}
-
-void expectTaps(const TapFn& f, int w, int h, RowWalk srcWalk, RowWalk dstWalk, uint32_t seed) {
-    const CelStatus want = w < 2 || h < 8 ? celStatusBadSize : celStatusOk;
-    celtest::expectLayoutModel(f, w, h, srcWalk, dstWalk, seed, want, tapModel);
-}
-
-class FourTap : public ::testing::TestWithParam<TapFn> {};
-
-TEST_P(FourTap, MatchesModelWithCanaries) {
-    uint32_t seed = 7;
-    for (int w : {1, 2, 3, 4, 7, 16, 17, 31, 32, 33, 34, 35, 47, 64, 66, 100})
-        for (int h : {7, 8, 9, 15, 16, 17, 24, 31, 40})
-            expectTaps(GetParam(), w, h, RowWalk::Down, RowWalk::Down, seed++);
-}
-
-TEST_P(FourTap, NegativeAndZeroSourceSteps) {
-    const TapFn f = GetParam();
-    celtest::everyWalk({{34, 16}, {66, 17}, {100, 40}, {7, 24}}, 70, [&](auto... a) { expectTaps(f, a...); });
-}
-
-INSTANTIATE_TEST_SUITE_P(Forms, FourTap, ::testing::ValuesIn(kTaps),
-                         [](const ::testing::TestParamInfo<TapFn>& i) { return std::string(i.param.name); });
-
-// One chroma column through a P3 call of height 8 (4 source rows), width 2.
-std::vector<int> tapColumn(const std::vector<int>& rows, int w = 2) {
-    const TapFn& f = kTaps[0];
-    ChromaLayout s(f.srcKind, f.srcSamp, w, 8), d(f.dstKind, f.dstSamp, w, 8);
-    s.randomize(1);
-    for (int j = 0; j < 4; ++j)
-        for (int m = 0; m < w / 2; ++m) s.at(1, m, j) = s.at(2, m, j) = uint8_t(rows[j]);
-    celtest::Args a = celtest::argsOf(s, d);
-    EXPECT_EQ(f.call(a, {w, 8}), celStatusOk);
-    std::vector<int> out;
-    for (int y = 0; y < 8; ++y) out.push_back(d.at(1, 0, y));
-    for (int m = 0; m < w / 2; ++m)
-        for (int y = 0; y < 8; ++y) EXPECT_EQ(d.at(2, m, y), out[y]);
-    return out;
-}
-
-TEST(FourTapWorked, BordersAndSaturation) {
-    // 0, 255, 255, 0: row 3 = (9 * 510 + 8) >> 4 = 287, stored 255; row 1 uses c[0] above:
-    // (9 * 255 - 0 - 255 + 8) >> 4 = 128; row 5 uses c[3] below: 128; row 7 = (18*0 - 255 - 0 + 8) >> 4 < 0.
-    EXPECT_EQ(tapColumn({0, 255, 255, 0}), (std::vector<int>{0, 128, 255, 255, 255, 128, 0, 0}));
-    EXPECT_EQ(tapColumn({255, 0, 0, 255}), (std::vector<int>{255, 128, 0, 0, 0, 128, 255, 255}));
-    // the same through the 16-sample body (width 64: 32 chroma columns)
-    EXPECT_EQ(tapColumn({0, 255, 255, 0}, 64), (std::vector<int>{0, 128, 255, 255, 255, 128, 0, 0}));
-}
-
-// ---- Deinterlace model ---------------------------------------------------------------------------
 // Two-plane 4:2:0 (luma, Cb Cr pairs) to packed 4:2:2 (YUY2) or to planes
 // with the first byte of a pair in plane 1 (modelled as Cb).
 enum class DeintForm { C2, P3 };
-celtest::Kind dstKind(DeintForm f) { return f == DeintForm::C2 ? celtest::Kind::YUY2 : celtest::Kind::P3CbCr; }
 ChromaLayout deintSource(int w, int h, RowWalk walk, uint32_t seed) {
     ChromaLayout s(celtest::Kind::P2CbCr, celtest::Samp::S420, w, h, walk);
     s.randomize(seed);
     return s;
 }
 ChromaLayout deintDest(DeintForm f, int w, int h, RowWalk walk) {
-    return ChromaLayout(dstKind(f), f == DeintForm::C2 ? celtest::Samp::S422 : celtest::Samp::S420, w, h,
-                        walk == RowWalk::Same ? RowWalk::Down : walk);
+    return f == DeintForm::C2 ? ChromaLayout(celtest::Kind::YUY2, celtest::Samp::S422, w, h, walk)
+                              : ChromaLayout(celtest::Kind::P3CbCr, celtest::Samp::S420, w, h, walk);
 }
 
+// The scalar offset, the whole-picture packed inner tail, the aligned planar set.
 struct DeintRules {
-    int round = 0;          // scalar offset
-    bool allTail = false;   // whole-picture packed inner tail
-    bool allVector = false; // aligned planar set
+    int round = 0;
+    bool allTail = false, allVector = false;
 };
 
 // Expected picture rows [from, to) of a picture of P rows, width w; chroma
@@ -177,11 +86,7 @@ CelStatus callDeint(DeintForm f, ChromaLayout& s, ChromaLayout& d, int y0, CelSi
     return celiYCbCr420ToYCrCb420_Filter_8u_P2P3R(at(s, 0, y0), s.step(0), at(s, 1, y0 / 2), s.step(1), dp, ds, roi, flags);
 }
 
-struct DeintParam {
-    DeintForm form;
-    RowWalk walk;
-};
-class Deinterlace : public ::testing::TestWithParam<DeintParam> {};
+class Deinterlace : public ::testing::TestWithParam<std::tuple<DeintForm, RowWalk>> {};
 
 const std::vector<int> kDeintWidths = {1, 2, 3, 4, 6, 8, 9, 10, 16, 18, 24, 30, 31, 32, 33, 34, 40, 48, 62, 64, 66, 100};
 
@@ -198,9 +103,7 @@ TEST_P(Deinterlace, WholePictureMatchesModel) {
                     EXPECT_EQ(st, celStatusBadSize);
                 } else {
                     EXPECT_EQ(st, celStatusOk);
-                    DeintRules r;
-                    r.round = (form == DeintForm::C2 || (h & ~1) == 2) ? 4 : 0;
-                    r.allTail = form == DeintForm::C2;
+                    const DeintRules r{form == DeintForm::C2 || (h & ~1) == 2 ? 4 : 0, form == DeintForm::C2};
                     deintModel(s, e, form, w & ~1, h & ~1, 0, h & ~1, r);
                 }
                 ASSERT_EQ(d.snapshot(), e.snapshot()) << "w " << w << " h " << h << " flags " << flags;
@@ -220,9 +123,7 @@ TEST_P(Deinterlace, SlicesAssembleThePicture) {
             for (int bottomExtra : {0, 1}) {
                 ChromaLayout s = deintSource(w, P + bottomExtra, walk, seed += 2), d = deintDest(form, w, P + bottomExtra, walk);
                 ChromaLayout e = d;
-                struct Call {
-                    int y0, h, flags, from, to;
-                };
+                struct Call { int y0, h, flags, from, to; };
                 for (const Call c : {Call{0, t, 1, 0, t - 2}, Call{t, m, 4, t - 2, t + m - 2},
                                      Call{t + m, b + bottomExtra, 16, t + m - 2, P}}) {
                     const CelStatus st = callDeint(form, s, d, c.y0, {w, c.h}, c.flags);
@@ -239,8 +140,7 @@ TEST_P(Deinterlace, SlicesAssembleThePicture) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, Deinterlace,
-                         ::testing::Values(DeintParam{DeintForm::C2, RowWalk::Down}, DeintParam{DeintForm::C2, RowWalk::Up},
-                                           DeintParam{DeintForm::P3, RowWalk::Down}, DeintParam{DeintForm::P3, RowWalk::Up}));
+                         ::testing::Combine(::testing::Values(DeintForm::C2, DeintForm::P3), ::testing::Values(RowWalk::Down, RowWalk::Up)));
 
 // sliceFlags 2 or 0 (or any other value): no output.
 TEST(DeinterlaceFlags, OtherValuesWriteNothing) {
@@ -280,9 +180,7 @@ TEST(DeinterlaceWorked, AlignedSetMatchesModel) {
         for (int flags : {1, 4, 16}) {
             const int y0 = flags == 1 ? 0 : flags == 4 ? 16 : 32, h = 16;
             ASSERT_EQ(callDeint(DeintForm::P3, s, d, y0, {128, h}, flags), celStatusOk);
-            DeintRules r;
-            r.allVector = true;
-            deintModel(s, e, DeintForm::P3, 128, 48, flags == 1 ? 0 : y0 - 2, flags == 16 ? 48 : y0 + h - 2, r);
+            deintModel(s, e, DeintForm::P3, 128, 48, flags == 1 ? 0 : y0 - 2, flags == 16 ? 48 : y0 + h - 2, {0, false, true});
             ASSERT_EQ(d.snapshot(), e.snapshot()) << flags;
         }
     }

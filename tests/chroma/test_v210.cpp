@@ -1,17 +1,12 @@
-// 4:2:2 luma extraction and v210 decoding.  The v210 side: a packer of
-// 10-bit Y, Cb, Cr samples into words (with random bits 30-31) written from
-// the word table, and a decoder model that works on the samples themselves
-// with the float formulas; compared sample for sample over widths that end
-// at every position of a group, heights and element steps, with canaries
-// around every destination row.  Worked values, the whole chroma plane
-// through the colour arithmetic.  Statuses (element steps below 1 are size
-// errors) and untouched buffers on errors: the robustness table's rows
-// (tests/robust).
+// 4:2:2 luma extraction and v210 decoding: 10-bit samples packed into words
+// (random bits 30-31) by the word table, a decoder model on the samples with
+// the float formulas, over widths ending at every place of a group, heights,
+// element steps and canaries; every input through the colour arithmetic;
+// worked values.  Statuses and untouched buffers on errors: tests/robust.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <random>
 #include <string>
@@ -19,36 +14,30 @@
 
 #include "celcc.h"
 #include "common/image_buffer.h"
+#include "common/sweep24.h"
 
 namespace {
 
 using celtest::ImageBuffer;
 
-// ---- Model ----------------------------------------------------------------------------------------
-// One row of samples: Y per pixel, Cb and Cr per pixel pair.
+// One row of samples: Y per pixel, Cb and Cr per pixel pair; whole groups of 6 pixels in 4 words.
 struct Samples {
     std::vector<int> y, cb, cr;
 };
-
-// Words of a row of `width` pixels: whole groups of 6 pixels in 4 words.
 int groupsOf(int width) { return (width + 5) / 6; }
 
 // Packs a row into v210 words, bits 30-31 from `top`.
 std::vector<uint32_t> pack(const Samples& s, int width, std::mt19937& top) {
     const int groups = groupsOf(width);
     std::vector<uint32_t> w(static_cast<size_t>(4 * groups));
-    const auto f = [](int a, int b, int c) {
-        return static_cast<uint32_t>(a) | static_cast<uint32_t>(b) << 10 | static_cast<uint32_t>(c) << 20;
-    };
+    const auto f = [](int a, int b, int c) { return uint32_t(a) | uint32_t(b) << 10 | uint32_t(c) << 20; };
     for (int g = 0; g < groups; ++g) {
-        const int* y = &s.y[6 * g];
-        const int* cb = &s.cb[3 * g];
-        const int* cr = &s.cr[3 * g];
+        const int *y = &s.y[6 * g], *cb = &s.cb[3 * g], *cr = &s.cr[3 * g];
         w[4 * g + 0] = f(cb[0], y[0], cr[0]);
         w[4 * g + 1] = f(y[1], cb[1], y[2]);
         w[4 * g + 2] = f(cr[1], y[3], cb[2]);
         w[4 * g + 3] = f(y[4], cr[2], y[5]);
-        for (int k = 0; k < 4; ++k) w[4 * g + k] |= static_cast<uint32_t>(top() & 3u) << 30;
+        for (int k = 0; k < 4; ++k) w[4 * g + k] |= (top() & 3u) << 30;
     }
     return w;
 }
@@ -57,30 +46,23 @@ Samples randomSamples(int width, std::mt19937& rng) {
     const int n = 6 * groupsOf(width);
     Samples s{std::vector<int>(n), std::vector<int>(n / 2), std::vector<int>(n / 2)};
     for (auto* v : {&s.y, &s.cb, &s.cr})
-        for (int& x : *v) x = static_cast<int>(rng() & 1023u);
+        for (int& x : *v) x = int(rng() & 1023u);
     return s;
 }
 
 enum class Form { Gray, BGR, RGB };
 const char* formName(Form f) { return f == Form::Gray ? "Gray" : f == Form::BGR ? "BGR" : "RGB"; }
-
-int clampTo(long v, int hi) { return v < 0 ? 0 : v > hi ? hi : static_cast<int>(v); }
+int clampTo(long v, int hi) { return v < 0 ? 0 : v > hi ? hi : int(v); }
 
 // The 5-6-5 word of one pixel, single precision, rounded to nearest even.
 uint16_t model565(int Y, int Cb, int Cr, Form f) {
-    const float y = static_cast<float>(Y), b = static_cast<float>(Cb - 512), r = static_cast<float>(Cr - 512);
-    const float R = 1.54f * r + y;
-    const float B = 1.816f * b + y;
-    const float g1 = -0.459f * r + y;
-    const float G = g1 + -0.183f * b;
+    const float y = float(Y), b = float(Cb - 512), r = float(Cr - 512);
+    const float R = 1.54f * r + y, B = 1.816f * b + y, g1 = -0.459f * r + y, G = g1 + -0.183f * b;
     const int ir = clampTo(std::lrint(R), 31), ig = clampTo(std::lrint(G), 63), ib = clampTo(std::lrint(B), 31);
-    return f == Form::BGR ? static_cast<uint16_t>(ib | ig << 5 | ir << 11)
-                          : static_cast<uint16_t>(ir | ig << 5 | ib << 11);
+    return uint16_t(f == Form::BGR ? ib | ig << 5 | ir << 11 : ir | ig << 5 | ib << 11);
 }
-
 uint16_t modelPixel(const Samples& s, int x, Form f) {
-    if (f == Form::Gray) return static_cast<uint16_t>(s.y[x]);
-    return model565(s.y[x], s.cb[x / 2], s.cr[x / 2], f);
+    return f == Form::Gray ? uint16_t(s.y[x]) : model565(s.y[x], s.cb[x / 2], s.cr[x / 2], f);
 }
 
 CelStatus callV210(Form f, const uint32_t* src, int srcStep, uint16_t* dst, int dstStep, CelSize roi) {
@@ -91,59 +73,37 @@ CelStatus callV210(Form f, const uint32_t* src, int srcStep, uint16_t* dst, int 
     }
 }
 
-// A v210 image of packed rows and its 16-bit destination with canaries.
-struct V210Image {
-    std::vector<Samples> rows;
-    ImageBuffer src, dst;
-    V210Image(int width, int height, int srcPad, int dstPad, std::mt19937& rng)
-        : src(4 * 4 * groupsOf(width), height, srcPad), dst(2 * width, height, dstPad) {
-        for (int j = 0; j < height; ++j) {
-            rows.push_back(randomSamples(width, rng));
-            const std::vector<uint32_t> w = pack(rows.back(), width, rng);
-            std::memcpy(src.row(j), w.data(), 4 * w.size());
-        }
-    }
-    const uint32_t* srcWords() const { return reinterpret_cast<const uint32_t*>(src.data()); }
-    uint16_t* dstSamples() { return reinterpret_cast<uint16_t*>(dst.data()); }
-    CelStatus run(Form f, CelSize roi) { return callV210(f, srcWords(), src.step() / 4, dstSamples(), dst.step() / 2, roi); }
-    uint16_t at(int x, int y) const {
-        uint16_t v;
-        std::memcpy(&v, dst.row(y) + 2 * x, 2);
-        return v;
-    }
-};
-
-// Every sample of the region against the model; the first difference is told.
-void expectModel(const V210Image& im, Form f, int width, int height) {
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            const uint16_t want = modelPixel(im.rows[y], x, f);
-            if (im.at(x, y) != want) {
-                const Samples& s = im.rows[y];
-                ADD_FAILURE() << formName(f) << " " << width << "x" << height << " at (" << x << ", " << y << "): Y "
-                              << s.y[x] << " Cb " << s.cb[x / 2] << " Cr " << s.cr[x / 2] << " expected " << want
-                              << " got " << im.at(x, y);
-                return;
-            }
-        }
-    EXPECT_TRUE(im.dst.intact()) << formName(f) << " " << width << "x" << height << ": a canary was written";
-}
-
 class V210 : public ::testing::TestWithParam<Form> {};
 
-// Widths ending at every position of a group, around one and many groups.
+// Packed rows against the model, canaries around the 16-bit destination rows;
+// widths ending at every position of a group, around one and many groups;
+// steps of the row's own words (rows that touch) and 16, 18, 22 spare words.
 TEST_P(V210, MatchesTheModelAtEveryWidthHeightAndStep) {
     const Form f = GetParam();
     std::mt19937 rng(7);
-    std::vector<int> widths;
+    std::vector<int> widths = {47, 48, 49, 95, 96, 97, 1919, 1920};
     for (int w = 1; w <= 31; ++w) widths.push_back(w);
-    for (int w : {47, 48, 49, 95, 96, 97, 1919, 1920}) widths.push_back(w);
     for (int w : widths)
         for (int h : {1, 2, 5})
-            for (int pad : {0, 32, 36, 44}) {  // steps of the row's own words (rows that touch), 16, 18, 22 spare words
-                V210Image im(w, h, pad, pad ? pad + 2 : 0, rng);
-                ASSERT_EQ(im.run(f, {w, h}), celStatusOk);
-                expectModel(im, f, w, h);
+            for (int pad : {0, 32, 36, 44}) {
+                ImageBuffer src(16 * groupsOf(w), h, pad), dst(2 * w, h, pad ? pad + 2 : 0);
+                std::vector<Samples> rows;
+                for (int j = 0; j < h; ++j) {
+                    rows.push_back(randomSamples(w, rng));
+                    const std::vector<uint32_t> words = pack(rows.back(), w, rng);
+                    std::memcpy(src.row(j), words.data(), 4 * words.size());
+                }
+                ASSERT_EQ(callV210(f, reinterpret_cast<const uint32_t*>(src.data()), src.step() / 4,
+                                   reinterpret_cast<uint16_t*>(dst.data()), dst.step() / 2, {w, h}), celStatusOk);
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) {
+                        uint16_t got;
+                        std::memcpy(&got, dst.row(y) + 2 * x, 2);
+                        const Samples& r = rows[y];
+                        ASSERT_EQ(got, modelPixel(r, x, f)) << formName(f) << " " << w << "x" << h << " at (" << x << ", " << y
+                                                            << "): Y " << r.y[x] << " Cb " << r.cb[x / 2] << " Cr " << r.cr[x / 2];
+                    }
+                ASSERT_TRUE(dst.intact()) << formName(f) << " " << w << "x" << h << ": a canary was written";
             }
 }
 
@@ -164,82 +124,73 @@ void expectRows(Form f, const std::vector<Samples>& rows, int width) {
     }
 }
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int kSweepStride = 31;
-#else
-constexpr int kSweepStride = 1;
-#endif
+constexpr int kSweepStride = celtest::kSweep24Stride > 1 ? 31 : 1;  // shorter under the sanitizers
 
-// Red depends on (Cr, Y) alone and blue on (Cb, Y): every chroma value
-// with every luma, both forms.
+// A row of `width` pixels whose pair k gets its samples from set(k, s).
+template <class Set>
+Samples sweepRow(int width, Set set) {
+    const int groups = groupsOf(width);
+    Samples s{std::vector<int>(6 * groups), std::vector<int>(3 * groups), std::vector<int>(3 * groups)};
+    for (int k = 0; k < 3 * groups; ++k) set(k, s);
+    return s;
+}
+
+// Red depends on (Cr, Y) alone and blue on (Cb, Y): every chroma value with
+// every luma, both forms; 32 chroma values a row, each over 1024 pixels of
+// every luma; rows start 16 values apart, so what the cut group at a row's
+// end leaves out the next row holds whole.
 TEST(V210Colour, EveryChromaWithEveryLuma) {
-    // 32 chroma values a row, each over 1024 pixels of every luma; rows
-    // start 16 values apart, so what the cut group at a row's end leaves
-    // out the next row holds whole
     const int width = 32 * 1024 - 5;
     std::vector<Samples> rows;
-    for (int first = 0; first < 1024; first += 16 * kSweepStride) {
-        const int groups = groupsOf(width);
-        Samples s{std::vector<int>(6 * groups), std::vector<int>(3 * groups), std::vector<int>(3 * groups)};
-        for (int k = 0; k < 3 * groups; ++k) {
+    for (int first = 0; first < 1024; first += 16 * kSweepStride)
+        rows.push_back(sweepRow(width, [&](int k, Samples& s) {
             const int c = std::min(first + 2 * k / 1024, 1023);
             s.cb[k] = c, s.cr[k] = 1023 - c;
             s.y[2 * k] = (2 * k) & 1023, s.y[2 * k + 1] = (2 * k + 1) & 1023;
-        }
-        rows.push_back(std::move(s));
-    }
+        }));
     for (Form f : {Form::BGR, Form::RGB}) expectRows(f, rows, width);
 }
 
 // Green depends on all three; it is limited except where Y + (-0.459 r) +
 // (-0.183 b) lies in -1 .. 65, and is monotonic in Y: every (Cb, Cr) pair
-// with each luma of that window, so with the other test every input.
+// with each of 68 lumas of that window, so with the other test every input
+// (the forms differ in the packing alone, swept above).
 TEST(V210Colour, EveryChromaPairThroughTheGreenWindow) {
-    constexpr int kPairsPerChroma = 34;  // 68 luma values
+    constexpr int kPairsPerChroma = 34;
     const int width = 2 * kPairsPerChroma * 1024;
     std::vector<Samples> rows;
-    for (int cr = 0; cr < 1024; cr += kSweepStride) {
-        const int groups = groupsOf(width);
-        Samples s{std::vector<int>(6 * groups), std::vector<int>(3 * groups), std::vector<int>(3 * groups)};
-        for (int k = 0; k < 3 * groups; ++k) {
+    for (int cr = 0; cr < 1024; cr += kSweepStride)
+        rows.push_back(sweepRow(width, [&](int k, Samples& s) {
             const int cb = std::min(k / kPairsPerChroma, 1023);
-            const double shift = -0.459 * (cr - 512) - 0.183 * (cb - 512);
-            const int y0 = static_cast<int>(std::floor(-shift)) - 2 + 2 * (k % kPairsPerChroma);
+            const int y0 = int(std::floor(0.459 * (cr - 512) + 0.183 * (cb - 512))) - 2 + 2 * (k % kPairsPerChroma);
             s.cb[k] = cb, s.cr[k] = cr;
             s.y[2 * k] = std::clamp(y0, 0, 1023), s.y[2 * k + 1] = std::clamp(y0 + 1, 0, 1023);
-        }
-        rows.push_back(std::move(s));
-    }
-    expectRows(Form::BGR, rows, width);  // the forms differ in the packing alone, swept above
+        }));
+    expectRows(Form::BGR, rows, width);
 }
 
-// Worked values: neutral chroma with luma 0 and 1023, the limits on the
-// 10-bit scale, the field order of the two forms, width 7, bits 30-31.
+// Neutral chroma with luma 0 and 1023; limited, not scaled (63 fills the
+// 6-bit field too); bits 30-31 ignored; the field order of the two forms:
+// Cr 522: R = 15.4 + 10 -> 25, G = -4.59 + 10 = 5.41 -> 5, B = 10; Cb 517:
+// B = 9.08 + 3 -> 12, G = 3 - 0.915 = 2.085 -> 2, R = 3; Y 100, Cr 0:
+// negative red limited to 0, green above 63 limited.
 TEST(V210Colour, WorkedValues) {
-    const auto one = [](Form f, int Y, int Cb, int Cr, uint32_t top = 0) {
-        const uint32_t w[4] = {(static_cast<uint32_t>(Cb) | Y << 10 | static_cast<uint32_t>(Cr) << 20) | top, top,
-                               top, top};
+    struct Case { Form f; int Y, Cb, Cr; uint32_t top; int want; };
+    const int gray31 = 31 | 31 << 5 | 31 << 11, gray20 = 20 | 20 << 5 | 20 << 11;
+    for (const Case& c : {Case{Form::BGR, 0, 512, 512, 0, 0}, Case{Form::RGB, 0, 512, 512, 0, 0},
+                          Case{Form::BGR, 1023, 512, 512, 0, 65535}, Case{Form::RGB, 1023, 512, 512, 0, 65535},
+                          Case{Form::BGR, 63, 512, 512, 0, 65535}, Case{Form::RGB, 63, 512, 512, 0, 65535},
+                          Case{Form::BGR, 31, 512, 512, 0, gray31}, Case{Form::RGB, 31, 512, 512, 0, gray31},
+                          Case{Form::BGR, 1023, 512, 512, 0xC0000000u, 65535}, Case{Form::RGB, 1023, 512, 512, 0xC0000000u, 65535},
+                          Case{Form::BGR, 20, 512, 512, 0xC0000000u, gray20}, Case{Form::RGB, 20, 512, 512, 0xC0000000u, gray20},
+                          Case{Form::BGR, 10, 512, 522, 0, 10 | 5 << 5 | 25 << 11}, Case{Form::RGB, 10, 512, 522, 0, 25 | 5 << 5 | 10 << 11},
+                          Case{Form::BGR, 3, 517, 512, 0, 12 | 2 << 5 | 3 << 11}, Case{Form::BGR, 100, 512, 0, 0, 31 | 63 << 5}}) {
+        const uint32_t w[4] = {(uint32_t(c.Cb) | c.Y << 10 | uint32_t(c.Cr) << 20) | c.top, c.top, c.top, c.top};
         uint16_t d[2] = {0xAAAA, 0xAAAA};
-        EXPECT_EQ(callV210(f, w, 4, d, 1, {1, 1}), celStatusOk);
+        EXPECT_EQ(callV210(c.f, w, 4, d, 1, {1, 1}), celStatusOk);
+        EXPECT_EQ(d[0], c.want) << formName(c.f) << " Y " << c.Y << " Cb " << c.Cb << " Cr " << c.Cr;
         EXPECT_EQ(d[1], 0xAAAA);
-        return d[0];
-    };
-    for (Form f : {Form::BGR, Form::RGB}) {
-        EXPECT_EQ(one(f, 0, 512, 512), 0);
-        EXPECT_EQ(one(f, 1023, 512, 512), 65535);
-        EXPECT_EQ(one(f, 63, 512, 512), 65535);  // limited, not scaled: 63 fills the 6-bit field too
-        EXPECT_EQ(one(f, 31, 512, 512), 31 | 31 << 5 | 31 << 11);
-        EXPECT_EQ(one(f, 1023, 512, 512, 0xC0000000u), 65535);
-        EXPECT_EQ(one(f, 20, 512, 512, 0xC0000000u), 20 | 20 << 5 | 20 << 11);
     }
-    // Cr 522: R = 15.4 + 10 -> 25, G = -4.59 + 10 = 5.41 -> 5, B = 10.
-    EXPECT_EQ(one(Form::BGR, 10, 512, 522), 10 | 5 << 5 | 25 << 11);
-    EXPECT_EQ(one(Form::RGB, 10, 512, 522), 25 | 5 << 5 | 10 << 11);
-    // Cb 517: B = 9.08 + 3 -> 12, G = 3 - 0.915 = 2.085 -> 2; Cr 512: R = 3.
-    EXPECT_EQ(one(Form::BGR, 3, 517, 512), 12 | 2 << 5 | 3 << 11);
-    // Negative red limited to 0, green above 63 limited: Y 100, Cr 0.
-    EXPECT_EQ(one(Form::BGR, 100, 512, 0), 31 | 63 << 5 | 0 << 11);
-
     // Width 7: one whole group, then word 0 of the next group alone, with
     // its Cb0 and Cr0; the word after it is never needed.
     const uint32_t y7 = 40, cb7 = 530, cr7 = 500;
