@@ -142,21 +142,30 @@ inline void join3x16EvenOdd(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
     detail::joinScattered(dst, c0, c1, c2, detail::kC3.scatterEvenOdd);
 }
 
-// 64 bytes of 16 four-channel pixels -> the four channels, one vector each.
-inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2, __m128i& c3) {
+// 64 bytes of 16 four-channel pixels, transposed one stage short: per group
+// of eight pixels the first two channels in one vector and the last two in
+// another, each channel's eight bytes in pixel order.  h[0] = [c0 0-7 | c1
+// 0-7], h[1] = [c2 0-7 | c3 0-7], h[2] and h[3] the same for pixels 8-15.
+inline void split4x16Pairs(const uint8_t* src, __m128i (&h)[4]) {
     const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
     const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), byChannel);
     const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16)), byChannel);
     const __m128i s2 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 32)), byChannel);
     const __m128i s3 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 48)), byChannel);
-    const __m128i t01lo = _mm_unpacklo_epi32(s0, s1);  // c0 0-7, c1 0-7
-    const __m128i t23lo = _mm_unpacklo_epi32(s2, s3);  // c0 8-15, c1 8-15
-    const __m128i t01hi = _mm_unpackhi_epi32(s0, s1);  // c2 0-7, c3 0-7
-    const __m128i t23hi = _mm_unpackhi_epi32(s2, s3);  // c2 8-15, c3 8-15
-    c0 = _mm_unpacklo_epi64(t01lo, t23lo);
-    c1 = _mm_unpackhi_epi64(t01lo, t23lo);
-    c2 = _mm_unpacklo_epi64(t01hi, t23hi);
-    c3 = _mm_unpackhi_epi64(t01hi, t23hi);
+    h[0] = _mm_unpacklo_epi32(s0, s1);
+    h[1] = _mm_unpackhi_epi32(s0, s1);
+    h[2] = _mm_unpacklo_epi32(s2, s3);
+    h[3] = _mm_unpackhi_epi32(s2, s3);
+}
+
+// 64 bytes of 16 four-channel pixels -> the four channels, one vector each.
+inline void split4x16(const uint8_t* src, __m128i& c0, __m128i& c1, __m128i& c2, __m128i& c3) {
+    __m128i h[4];
+    split4x16Pairs(src, h);
+    c0 = _mm_unpacklo_epi64(h[0], h[2]);
+    c1 = _mm_unpackhi_epi64(h[0], h[2]);
+    c2 = _mm_unpacklo_epi64(h[1], h[3]);
+    c3 = _mm_unpackhi_epi64(h[1], h[3]);
 }
 
 // 64 bytes of 16 four-channel pixels -> the first three channels, one vector each.

@@ -37,6 +37,7 @@ namespace enc = cel::enc;
 template <int Bytes, bool Bgr>
 struct Reader {
     static constexpr int kBytes = Bytes;
+    static constexpr bool kBgr = Bgr;
     static void read16(const uint8_t* p, __m128i (&r)[2], __m128i (&g)[2], __m128i (&b)[2]) {
         if constexpr (Bytes == 3) {
             if (Bgr)
@@ -62,6 +63,12 @@ struct Reader {
                 cel::simd::split4x16(p, r, g, b);
         }
     }
+    // Sixteen four-byte pixels as channel pairs in memory order (see
+    // split4x16Pairs): [c0 | c1] and [c2 | c3] of pixels 0-7, then 8-15.
+    static void read16Pairs(const uint8_t* p, __m128i (&h)[4]) {
+        static_assert(Bytes == 4, "four-byte pixels");
+        cel::simd::split4x16Pairs(p, h);
+    }
     static void read8(const uint8_t* p, __m128i& r, __m128i& g, __m128i& b) {
         if constexpr (Bytes == 3) {
             if (Bgr)
@@ -86,6 +93,7 @@ struct Reader {
 // tail (lumaPx, chromaPx).
 template <class Rc, const enc::BlockSet& S>
 struct BlockTail {
+    static constexpr bool kFromPairs = false;  // see UnsignedHigh
     static __m128i pack(__m128i lo, __m128i hi) { return enc::packUHigh_v<S>(lo, hi); }
     static __m128i luma16(__m128i r, __m128i g, __m128i b) {
         const __m128i z = _mm_setzero_si128();
@@ -150,6 +158,37 @@ template <const enc::BlockSet& S>
 struct UnsignedHigh : BlockTail<UnsignedHigh<S>, S> {
     static __m128i luma(__m128i r8, __m128i g8, __m128i b8) { return enc::lumaUHigh_v<S>(r8, g8, b8); }
     static __m128i luma16(__m128i r, __m128i g, __m128i b) { return enc::lumaUHighBytes_v<S>(r, g, b); }
+    // From four-byte pixels the body takes the channel pairs of
+    // read16Pairs: [c0 | c1] and [c2 | c3] of each group of eight pixels,
+    // with c0 blue and c2 red when Bgr (red and blue otherwise).  Luma: the
+    // lanes of value << 8 in pixel order are the pairs' halves unpacked
+    // against zero, and the rounded parts of the two groups join by one
+    // pack.  Block sums: neighbouring bytes multiplied by 32 and added as
+    // before, c0 and c1 together and parted after the two rows are added;
+    // c2 from its halves of both groups.
+    static constexpr bool kFromPairs = true;
+    template <bool Bgr>
+    static void rowPair16Pairs(const __m128i (&a)[4], const __m128i (&b)[4], __m128i& ya, __m128i& yb,
+                               __m128i (&s)[3]) {
+        const __m128i z = _mm_setzero_si128();
+        const auto group = [z](__m128i c01, __m128i c23) {
+            const __m128i c0 = _mm_unpacklo_epi8(z, c01), c1 = _mm_unpackhi_epi8(z, c01);
+            const __m128i c2 = _mm_unpacklo_epi8(z, c23);
+            return Bgr ? enc::lumaUHighRounded_v<S>(c2, c1, c0) : enc::lumaUHighRounded_v<S>(c0, c1, c2);
+        };
+        ya = enc::lumaUHighOffset_v<S>(_mm_packus_epi16(group(a[0], a[1]), group(a[2], a[3])));
+        yb = enc::lumaUHighOffset_v<S>(_mm_packus_epi16(group(b[0], b[1]), group(b[2], b[3])));
+        const __m128i k32 = _mm_set1_epi8(32);
+        const auto sum = [k32](__m128i va, __m128i vb) {
+            return _mm_add_epi16(_mm_maddubs_epi16(va, k32), _mm_maddubs_epi16(vb, k32));
+        };
+        const __m128i s01lo = sum(a[0], b[0]), s01hi = sum(a[2], b[2]);
+        const __m128i s0 = _mm_unpacklo_epi64(s01lo, s01hi), s1 = _mm_unpackhi_epi64(s01lo, s01hi);
+        const __m128i s2 = sum(_mm_unpacklo_epi64(a[1], a[3]), _mm_unpacklo_epi64(b[1], b[3]));
+        s[0] = Bgr ? s2 : s0;
+        s[1] = s1;
+        s[2] = Bgr ? s0 : s2;
+    }
     static void chroma(__m128i sr, __m128i sg, __m128i sb, __m128i& cb, __m128i& cr) {
         enc::chromaUHigh_v<S>(sr, sg, sb, cb, cr);
     }
@@ -221,10 +260,18 @@ void y8_innerRowPair420(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8
     // body: 16 pixels (8 chroma samples) of both rows
     for (; i + 8 <= n; i += 8) {
         const int x = 2 * i;
-        __m128i a[3], b[3], ya, yb, s[3];
-        Rd::read16Bytes(s0 + P * x, a[0], a[1], a[2]);
-        Rd::read16Bytes(s1 + P * x, b[0], b[1], b[2]);
-        Rc::template rowPair16<P>(a, b, ya, yb, s);
+        __m128i ya, yb, s[3];
+        if constexpr (P == 4 && Rc::kFromPairs) {
+            __m128i a[4], b[4];
+            Rd::read16Pairs(s0 + P * x, a);
+            Rd::read16Pairs(s1 + P * x, b);
+            Rc::template rowPair16Pairs<Rd::kBgr>(a, b, ya, yb, s);
+        } else {
+            __m128i a[3], b[3];
+            Rd::read16Bytes(s0 + P * x, a[0], a[1], a[2]);
+            Rd::read16Bytes(s1 + P * x, b[0], b[1], b[2]);
+            Rc::template rowPair16<P>(a, b, ya, yb, s);
+        }
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y0 + x), ya);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x), yb);
         __m128i cb, cr;

@@ -230,32 +230,42 @@ inline __m128i holdBytes_v(__m128i p) {
     return p;
 }
 
+// Luma of eight pixels before the offset, within 0..255; lanes hold R << 8,
+// G << 8, B << 8.  The sums stay below the top of the signed range (the
+// weights add up to at most 1 << 15 and each product is below weight *
+// 255 / 256), so they add plainly, and (s + yAdd) >> 7 with yAdd = 128 k +
+// 64 is ((s + 64) >> 7) + k: the rounding multiply by 256 takes the first
+// part, a byte addition (lumaUHighOffset_v) the offset k after the results
+// are bytes.
+template <const BlockSet& S>
+inline __m128i lumaUHighRounded_v(__m128i r8, __m128i g8, __m128i b8) {
+    static_assert(S.yAdd % 128 == 64 && S.yR + S.yG + S.yB <= 1 << 15, "addend: an offset and one half");
+    const __m128i s = _mm_add_epi16(_mm_add_epi16(_mm_mulhi_epu16(r8, u16(S.yR)), _mm_mulhi_epu16(g8, u16(S.yG))),
+                                    _mm_mulhi_epu16(b8, u16(S.yB)));
+    return _mm_mulhrs_epi16(s, _mm_set1_epi16(256));
+}
+
+// Bytes of lumaUHighRounded_v's results to luma: the offset k (16 at studio
+// range, none at full scale), then the 1..254 hold where the set has it.
+template <const BlockSet& S>
+inline __m128i lumaUHighOffset_v(__m128i p) {
+    if constexpr (S.yAdd / 128 != 0) return holdBytes_v<S>(_mm_add_epi8(p, _mm_set1_epi8(S.yAdd / 128)));
+    return holdBytes_v<S>(p);
+}
+
 // Luma of sixteen pixels as bytes, from byte vectors of R, G, B in pixel
 // order.  A 16-bit lane of such a vector holds an even pixel in its low
 // byte and the next odd pixel in its high byte, so value << 8 of the odd
 // pixels is the lane with its low byte cleared and of the even pixels the
-// lane shifted left by 8: no unpacking.  The sums stay below the top of the
-// signed range (the weights add up to at most 1 << 15 and each product is
-// below weight * 255 / 256), so the saturating additions add plainly, and
-// (s + yAdd) >> 7 with yAdd = 128 k + 64 is ((s + 64) >> 7) + k: the
-// rounding multiply by 256 takes the first part (0..255, so the even and
-// odd results join as the low and high bytes of a lane with no pack), a
-// byte addition the offset k (16 at studio range, none at full scale);
-// then the 1..254 hold where the set has it.
+// lane shifted left by 8: no unpacking.  The rounded parts (0..255) of the
+// even and odd pixels join as the low and high bytes of a lane with no pack.
 template <const BlockSet& S>
 inline __m128i lumaUHighBytes_v(__m128i r, __m128i g, __m128i b) {
-    const auto part = [](__m128i r8, __m128i g8, __m128i b8) {
-        const __m128i s = _mm_add_epi16(_mm_add_epi16(_mm_mulhi_epu16(r8, u16(S.yR)), _mm_mulhi_epu16(g8, u16(S.yG))),
-                                        _mm_mulhi_epu16(b8, u16(S.yB)));
-        return _mm_mulhrs_epi16(s, _mm_set1_epi16(256));
-    };
-    static_assert(S.yAdd % 128 == 64 && S.yR + S.yG + S.yB <= 1 << 15, "addend: an offset and one half");
     const __m128i high = u16(0xFF00);
-    const __m128i even = part(_mm_slli_epi16(r, 8), _mm_slli_epi16(g, 8), _mm_slli_epi16(b, 8));
-    const __m128i odd = part(_mm_and_si128(r, high), _mm_and_si128(g, high), _mm_and_si128(b, high));
-    const __m128i p = _mm_or_si128(even, _mm_slli_epi16(odd, 8));
-    if constexpr (S.yAdd / 128 != 0) return holdBytes_v<S>(_mm_add_epi8(p, _mm_set1_epi8(S.yAdd / 128)));
-    return holdBytes_v<S>(p);
+    const __m128i even = lumaUHighRounded_v<S>(_mm_slli_epi16(r, 8), _mm_slli_epi16(g, 8), _mm_slli_epi16(b, 8));
+    const __m128i odd =
+        lumaUHighRounded_v<S>(_mm_and_si128(r, high), _mm_and_si128(g, high), _mm_and_si128(b, high));
+    return lumaUHighOffset_v<S>(_mm_or_si128(even, _mm_slli_epi16(odd, 8)));
 }
 
 // Chroma from block sums << 5.  The addend goes in before the negative
