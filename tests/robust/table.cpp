@@ -1,6 +1,7 @@
 // The robustness table: the export list joined with the families' rows.
 #include <cctype>
 #include <cstring>
+#include <deque>
 #include <map>
 
 #include "robust/robust.h"
@@ -13,8 +14,43 @@ std::vector<Row>& rowRegistry() {
     return all;
 }
 
-RowList::RowList(std::initializer_list<Row> list) {
-    for (const Row& r : list) rowRegistry().push_back(r);
+RowList::RowList(std::initializer_list<RowGroup> list) {
+    for (const RowGroup& g : list) rowRegistry().insert(rowRegistry().end(), g.rows.begin(), g.rows.end());
+}
+
+std::vector<Geo> layoutPlanes(const std::string& exportName) {
+    std::string s = exportName;
+    if (s.size() > 2 && s.compare(s.size() - 2, 2, "_L") == 0) s.resize(s.size() - 2);
+    s = s.substr(s.rfind('_') + 1);
+    const bool inPlace = s.find('I') != std::string::npos;
+    std::vector<Geo> side[2];
+    int parts = 0;
+    for (size_t i = 0; i < s.size(); ++i) {
+        if ((s[i] != 'C' && s[i] != 'P') || i + 1 >= s.size() || !std::isdigit(static_cast<unsigned char>(s[i + 1])))
+            continue;
+        const int n = s[i + 1] - '0';
+        if (parts < 2) side[parts].assign(s[i] == 'C' ? 1 : n, px(s[i] == 'C' ? n : 1));
+        ++parts;
+    }
+    if (parts == 1 && !inPlace) side[1] = side[0];
+    side[0].insert(side[0].end(), side[1].begin(), side[1].end());
+    return side[0];
+}
+
+RowGroup::RowGroup(int, const char* names, bool byLayout, const Row& shared) {
+    static std::deque<std::string> kept;  // the names the rows point at
+    std::string list(names);
+    for (char& ch : list)
+        if (ch == '(' || ch == ')' || ch == ',' || std::isspace(static_cast<unsigned char>(ch))) ch = ' ';
+    size_t pos = 0;
+    while ((pos = list.find_first_not_of(' ', pos)) != std::string::npos) {
+        const size_t end = std::min(list.find(' ', pos), list.size());
+        kept.push_back(list.substr(pos, end - pos));
+        pos = end;
+        rows.push_back(shared);
+        rows.back().name = kept.back().c_str();
+        if (byLayout) rows.back().planes = layoutPlanes(kept.back());
+    }
 }
 
 const std::vector<Row>& rows() { return rowRegistry(); }
