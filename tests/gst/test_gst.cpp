@@ -50,9 +50,10 @@ int tableOf(const std::string& gst) {
         if (gst == n.gst) return celccfmt_format_find(n.table);
     return -1;
 }
-bool isYuv(const std::string& gst) {
-    return GST_VIDEO_FORMAT_INFO_IS_YUV(gst_video_format_get_info(gst_video_format_from_string(gst.c_str())));
+const GstVideoFormatInfo* infoOf(const std::string& gst) {
+    return gst_video_format_get_info(gst_video_format_from_string(gst.c_str()));
 }
+bool isYuv(const std::string& gst) { return GST_VIDEO_FORMAT_INFO_IS_YUV(infoOf(gst)); }
 
 // The colorimetries of YCbCr caps: the three the library has exports for
 // (BT.601 and BT.709 at studio range, BT.709 at full range) and one it has
@@ -113,9 +114,7 @@ int tableRoute(const std::string& a, const std::string& b, Matrix m = Matrix::Bt
     const int n = celccfmt_route(ta, tb, r);
     if (n < 1) return -1;
     // padding never becomes alpha through the exchange that carries the fourth byte
-    const auto alpha = [](const std::string& f) {
-        return GST_VIDEO_FORMAT_INFO_HAS_ALPHA(gst_video_format_get_info(gst_video_format_from_string(f.c_str())));
-    };
+    const auto alpha = [](const std::string& f) { return GST_VIDEO_FORMAT_INFO_HAS_ALPHA(infoOf(f)); };
     for (int i = 0; i < n; ++i) {
         const std::string adapter = celccfmt_edge(r[i])->adapter;
         if (alpha(b) && !alpha(a) && adapter == "EXCHANGE_IN_PLACE") return -1;
@@ -138,28 +137,25 @@ int tableRoute(const std::string& a, const std::string& b, Matrix m = Matrix::Bt
     return n;
 }
 
-// Whether every export of the route only moves samples.
-bool lossless(const std::string& a, const std::string& b, Matrix m) {
-    int32_t e[CELFMT_MAX_ROUTE];
-    const int n = tableRoute(a, b, m, e);
-    for (int i = 0; i < n; ++i)
-        if (celccfmt_edge(e[i])->lossy) return false;
-    return n > 0;
-}
-
-// Formats on the route, for the size rules.
-std::vector<int> routeFormats(const std::string& a, const std::string& b, Matrix m) {
+// The formats on a route (its ends first, for the size rules) and whether
+// every export of it only moves samples.
+struct Route {
+    std::vector<int> formats;
+    bool lossless = true;
+    bool fits(int w, int h) const {
+        for (int f : formats)
+            if (w % celccfmt_format(f)->alignWidth || h % celccfmt_format(f)->alignHeight) return false;
+        return true;
+    }
+};
+Route routeOf(const std::string& a, const std::string& b, Matrix m) {
     int32_t e[CELFMT_MAX_ROUTE];
     const int n = tableRoute(a, b, m, e);
     const auto [ta, tb] = tableEnds(a, b, m);
-    std::vector<int> f{ta, tb};
-    if (n == 2) f.push_back(celccfmt_edge(e[0])->to);
-    return f;
-}
-bool sizeFits(const std::vector<int>& fs, int w, int h) {
-    for (int f : fs)
-        if (w % celccfmt_format(f)->alignWidth || h % celccfmt_format(f)->alignHeight) return false;
-    return true;
+    Route r{{ta, tb}, n > 0};
+    if (n == 2) r.formats.push_back(celccfmt_edge(e[0])->to);
+    for (int i = 0; i < n; ++i) r.lossless = r.lossless && !celccfmt_edge(e[i])->lossy;
+    return r;
 }
 
 std::string capsAt(const std::string& fmt, int w, int h, Matrix m, const char* extra = "") {
@@ -482,14 +478,14 @@ class GstPairs : public testing::TestWithParam<Pair> {};
 // both, odd where the formats allow.
 TEST_P(GstPairs, MatchesTheTableOnPaddedBuffers) {
     const Pair& p = GetParam();
-    const std::vector<int> fs = routeFormats(p.from, p.to, p.m);
-    const auto [ta, tb] = tableEnds(p.from, p.to, p.m);
+    const Route r = routeOf(p.from, p.to, p.m);
     const std::pair<int, int> sizes[] = {{4, 2}, {33, 5}, {36, 6}, {128, 4}, {68, 3}};
     int tried = 0;
     for (const auto& [w, h] : sizes) {
-        if (!sizeFits(fs, w, h)) continue;
+        if (!r.fits(w, h)) continue;
         ++tried;
-        EXPECT_EQ(againstTable(p.from, capsAt(p.from, w, h, p.m), capsAt(p.to, w, h, p.m), ta, tb, w, h), "") << w << "x" << h;
+        EXPECT_EQ(againstTable(p.from, capsAt(p.from, w, h, p.m), capsAt(p.to, w, h, p.m), r.formats[0], r.formats[1], w, h), "")
+            << w << "x" << h;
     }
     EXPECT_GT(tried, 0) << "no size fits " << p.from << " -> " << p.to;
 }
@@ -507,9 +503,9 @@ TEST_P(GstPairs, CloseToVideoconvert) {
     // words without scaling them (a defined result, not a picture to compare
     // with videoconvert's); the test above holds them byte for byte.
     if (p.from == "v210") GTEST_SKIP() << "v210 to 5-6-5 limits on the 10-bit scale";
-    const std::vector<int> fs = routeFormats(p.from, p.to, p.m);
+    const Route r = routeOf(p.from, p.to, p.m);
     const int w = 320, h = 240;
-    ASSERT_TRUE(sizeFits(fs, w, h));
+    ASSERT_TRUE(r.fits(w, h));
     const std::string in = capsAt(p.from, w, h, p.m), out = capsAt(p.to, w, h, p.m);
     GstSample* mine = nullptr;
     GstSample* theirs = nullptr;
@@ -556,7 +552,7 @@ TEST_P(GstPairs, CloseToVideoconvert) {
     // Routes that only move or repeat samples between YCbCr layouts stay
     // closer (videoconvert's own paths differ there: its I420 -> YUY2 equals
     // the library's, its I420 -> YVYU does not).
-    if (isYuv(p.from) && isYuv(p.to) && lossless(p.from, p.to, p.m)) EXPECT_LE(mean, 1.0) << p.from << " -> " << p.to;
+    if (isYuv(p.from) && isYuv(p.to) && r.lossless) EXPECT_LE(mean, 1.0) << p.from << " -> " << p.to;
 }
 
 INSTANTIATE_TEST_SUITE_P(AllRoutes, GstPairs, testing::ValuesIn(routedPairs()), pairName);

@@ -161,7 +161,9 @@ int oddStatus(const Call& c) {
     return celStatusOk;
 }
 
-int genericStatus(const Call& c) {
+}  // namespace
+
+int genericExpectedStatus(const Call& c) {
     const Subject& s = *c.subject;
     const Rule& r = s.row->rule;
     bool nullTop = c.nullParam >= 0, nullLate = false;
@@ -185,17 +187,12 @@ int genericStatus(const Call& c) {
     return oddStatus(c);
 }
 
-}  // namespace
-
 int expectedStatus(const Call& c) {
     const Subject& s = *c.subject;
     if (!s.returnsStatus) return 0;
     if (s.row->hooks.status) return s.row->hooks.status(c);
-    return genericStatus(c);
+    return genericExpectedStatus(c);
 }
-
-// A status computed by the generic rule, for hooks that only add to it.
-int genericExpectedStatus(const Call& c) { return genericStatus(c); }
 
 // ---- Memory ----------------------------------------------------------------------------------
 namespace {
@@ -260,17 +257,24 @@ void fillRandom(uint8_t* p, size_t n, uint64_t seed) {
     for (; i < n; ++i) p[i] = static_cast<uint8_t>(x >> (8 * (i & 7)));
 }
 
+// One value in the given type: a float or double, or an integer of `bytes` bytes.
+void putValue(uint8_t* at, int bytes, bool isFloat, double v) {
+    if (isFloat && bytes == 4) {
+        const float f = static_cast<float>(v);
+        std::memcpy(at, &f, 4);
+    } else if (isFloat) {
+        std::memcpy(at, &v, 8);
+    } else {
+        const int64_t i = static_cast<int64_t>(v);  // little-endian: the low bytes
+        std::memcpy(at, &i, static_cast<size_t>(bytes));
+    }
+}
+
 void fillFloats(uint8_t* p, size_t n, int bytes, uint64_t seed, double lo, double hi) {
     uint64_t x = mix(seed);
     for (size_t i = 0; i + bytes <= n; i += bytes) {
         x = mix(x + 0x9E3779B97F4A7C15ull);
-        const double v = lo + (hi - lo) * (static_cast<double>(x >> 11) / 9007199254740992.0);
-        if (bytes == 4) {
-            const float f = static_cast<float>(v);
-            std::memcpy(p + i, &f, 4);
-        } else {
-            std::memcpy(p + i, &v, 8);
-        }
+        putValue(p + i, bytes, true, lo + (hi - lo) * (static_cast<double>(x >> 11) / 9007199254740992.0));
     }
 }
 
@@ -345,9 +349,15 @@ Outcome run(const Call& c, bool guarded) {
             fillRandom(m.block.win, m.block.winLen, seed);
         m.before.assign(m.block.win, m.block.win + m.block.winLen);
     }
-    // Plane arrays and step arrays live in guarded blocks too: exactly
-    // `count` entries, the last one touching the guard page.
+    // Plane arrays, step arrays, arrays of values, scratch and result
+    // pointers live in guarded blocks too, each exactly its length.
     std::deque<Block> arrays;
+    const auto block = [&](size_t a, size_t bytes, bool atStart) {
+        arrays.emplace_back();
+        arrays.back().make(bytes, guarded, atStart);
+        slots[a].p = c.nullParam == static_cast<int>(a) ? nullptr : arrays.back().base;
+        return arrays.back().base;
+    };
     for (size_t a = 0; a < s.args.size(); ++a) {
         const Param& p = s.args[a];
         Slot& slot = slots[a];
@@ -360,13 +370,9 @@ Outcome run(const Call& c, bool guarded) {
             case Kind::SrcPlanes:
             case Kind::DstPlanes:
             case Kind::InOutPlanes: {
-                arrays.emplace_back();
-                Block& b = arrays.back();
-                b.make(sizeof(void*) * p.count, guarded, false);
-                auto** ptrs = reinterpret_cast<uint8_t**>(b.base);
+                auto** ptrs = reinterpret_cast<uint8_t**>(block(a, sizeof(void*) * p.count, false));
                 for (int k = 0; k < p.count; ++k)
                     ptrs[k] = c.nullPlane == p.plane + k ? nullptr : planes[p.plane + k].row0;
-                slot.p = c.nullParam == static_cast<int>(a) ? nullptr : b.base;
                 break;
             }
             case Kind::Step:
@@ -374,36 +380,21 @@ Outcome run(const Call& c, bool guarded) {
                 if (s.row->rule.flags & kStepsInElements) slot.i /= std::max(1, s.args[p.stepFor].type.valueBytes);
                 break;
             case Kind::Steps: {
-                arrays.emplace_back();
-                Block& b = arrays.back();
-                const int bytes = p.type.valueBytes;
-                b.make(static_cast<size_t>(bytes) * p.count, guarded, false);
-                for (int k = 0; k < p.count; ++k) {
-                    const int64_t v = c.steps[s.args[p.stepFor].plane + k];
-                    if (bytes == 8)
-                        std::memcpy(b.base + 8 * k, &v, 8);
-                    else {
-                        const int32_t v32 = static_cast<int32_t>(v);
-                        std::memcpy(b.base + 4 * k, &v32, 4);
-                    }
-                }
-                slot.p = c.nullParam == static_cast<int>(a) ? nullptr : b.base;
+                uint8_t* at = block(a, static_cast<size_t>(p.type.valueBytes) * p.count, false);
+                for (int k = 0; k < p.count; ++k)
+                    putValue(at + p.type.valueBytes * k, p.type.valueBytes, false,
+                             static_cast<double>(c.steps[s.args[p.stepFor].plane + k]));
                 break;
             }
             case Kind::Size:
-                slot.fields[0] = c.width;
-                slot.fields[1] = c.height;
-                break;
             case Kind::FrameSize:
-                slot.fields[0] = c.frameW;
-                slot.fields[1] = c.frameH;
+            case Kind::Rect: {
+                const int64_t size[] = {c.width, c.height}, frame[] = {c.frameW, c.frameH},
+                              rect[] = {c.roi.x, c.roi.y, c.roi.width, c.roi.height};
+                const int64_t* f = p.kind == Kind::Size ? size : p.kind == Kind::FrameSize ? frame : rect;
+                std::copy(f, f + (p.kind == Kind::Rect ? 4 : 2), slot.fields);
                 break;
-            case Kind::Rect:
-                slot.fields[0] = c.roi.x;
-                slot.fields[1] = c.roi.y;
-                slot.fields[2] = c.roi.width;
-                slot.fields[3] = c.roi.height;
-                break;
+            }
             case Kind::Width:
                 slot.i = c.width;
                 break;
@@ -415,44 +406,22 @@ Outcome run(const Call& c, bool guarded) {
                 slot.f = c.extras[a];
                 break;
             case Kind::ExtraArray: {
-                arrays.emplace_back();
-                Block& b = arrays.back();
-                const int bytes = p.type.valueBytes;
-                b.make(static_cast<size_t>(bytes) * p.count, guarded, c.atStart);
+                uint8_t* at = block(a, static_cast<size_t>(p.type.valueBytes) * p.count, c.atStart);
                 const double lo = p.extra ? p.extra->lo : -1.0, hi = p.extra ? p.extra->hi : 2.0;
-                for (int k = 0; k < p.count; ++k) {
-                    const double v = k == 0 ? c.extras[a]
-                                            : lo + (hi - lo) * ((mix(c.seed * 31 + k) >> 11) / 9007199254740992.0);
-                    if (p.type.isFloat && bytes == 4) {
-                        const float f = static_cast<float>(v);
-                        std::memcpy(b.base + 4 * k, &f, 4);
-                    } else if (p.type.isFloat) {
-                        std::memcpy(b.base + 8 * k, &v, 8);
-                    } else {
-                        const int64_t iv = static_cast<int64_t>(v);
-                        std::memcpy(b.base + bytes * k, &iv, static_cast<size_t>(bytes));
-                    }
-                }
-                slot.p = c.nullParam == static_cast<int>(a) ? nullptr : b.base;
+                for (int k = 0; k < p.count; ++k)
+                    putValue(at + p.type.valueBytes * k, p.type.valueBytes, p.type.isFloat,
+                             k == 0 ? c.extras[a] : lo + (hi - lo) * ((mix(c.seed * 31 + k) >> 11) / 9007199254740992.0));
                 break;
             }
-            case Kind::Scratch: {
+            case Kind::Scratch:
                 if (c.scratchNull || c.scratchBytes <= 0) break;
-                arrays.emplace_back();
-                Block& b = arrays.back();
-                b.make(static_cast<size_t>(c.scratchBytes), guarded, c.atStart);
-                fillRandom(b.win, b.winLen, c.seed ^ 0x5C);
-                slot.p = b.base;
+                block(a, static_cast<size_t>(c.scratchBytes), c.atStart);
+                fillRandom(arrays.back().win, arrays.back().winLen, c.seed ^ 0x5C);
                 break;
-            }
-            case Kind::OutValue: {
-                arrays.emplace_back();
-                Block& b = arrays.back();
-                b.make(static_cast<size_t>(std::max(1, p.type.valueBytes)), guarded, c.atStart);
-                std::memset(b.win, 0xA5, b.winLen);
-                slot.p = c.nullParam == static_cast<int>(a) ? nullptr : b.base;
+            case Kind::OutValue:
+                block(a, static_cast<size_t>(std::max(1, p.type.valueBytes)), c.atStart);
+                std::memset(arrays.back().win, 0xA5, arrays.back().winLen);
                 break;
-            }
         }
     }
 

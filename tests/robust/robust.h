@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <type_traits>
@@ -35,41 +36,36 @@ struct Geo {
     uint8_t wden = 1, wceil = 0, hden = 1, hceil = 0;
     uint16_t unit = 1;       // samples per width unit
     uint8_t rowsPerUnit = 1;
-    uint8_t vectorOnly = 0;  // an array of values (coeffs), not an image: one row of `unit` samples
 };
 
 // A full-size plane of `ch` interleaved samples per pixel (C1, C3, AC4, ...).
-constexpr Geo px(int ch) { return Geo{1, 0, 1, 0, static_cast<uint16_t>(ch), 1, 0}; }
+constexpr Geo px(int ch) { return Geo{1, 0, 1, 0, static_cast<uint16_t>(ch), 1}; }
 // A subsampled plane: one unit of `ch` samples per wden pixels of a row and
 // one row per hden rows, rounded down (or up where the family reads the
 // partial block).
 constexpr Geo sub(int wden, int hden, int ch = 1, bool wceil = false, bool hceil = false) {
     return Geo{static_cast<uint8_t>(wden), static_cast<uint8_t>(wceil), static_cast<uint8_t>(hden),
-               static_cast<uint8_t>(hceil), static_cast<uint16_t>(ch), 1, 0};
+               static_cast<uint8_t>(hceil), static_cast<uint16_t>(ch), 1};
 }
 // A full-rate plane of which only whole wden x hden blocks are covered:
 // width rounded down to a multiple of wden, height to a multiple of hden.
 constexpr Geo blocks(int wden, int hden, int ch = 1) {
     return Geo{static_cast<uint8_t>(wden), 0, static_cast<uint8_t>(hden), 0,
-               static_cast<uint16_t>(wden * ch), static_cast<uint8_t>(hden), 0};
+               static_cast<uint16_t>(wden * ch), static_cast<uint8_t>(hden)};
 }
 // The general form: `unit` samples per wden pixels of a row (rounded down),
 // `rowsPerUnit` rows per hden rows (rounded down).  A 4:2:2 chroma plane
 // whose height is rounded to row pairs is grid(2, 1, 2, 2).
 constexpr Geo grid(int wden, int unit, int hden, int rowsPerUnit) {
     return Geo{static_cast<uint8_t>(wden), 0, static_cast<uint8_t>(hden), 0, static_cast<uint16_t>(unit),
-               static_cast<uint8_t>(rowsPerUnit), 0};
+               static_cast<uint8_t>(rowsPerUnit)};
 }
-// A vector of n values that is not an image (colour weights and the like).
-constexpr Geo values(int n) { return Geo{1, 0, 1, 0, static_cast<uint16_t>(n), 1, 1}; }
 
 inline int64_t geoUnits(const Geo& g, int64_t w) {
-    if (g.vectorOnly) return 1;
     if (w <= 0) return 0;
     return g.wceil ? (w + g.wden - 1) / g.wden : w / g.wden;
 }
 inline int64_t geoRows(const Geo& g, int64_t h) {
-    if (g.vectorOnly) return 1;
     if (h <= 0) return 0;
     return (g.hceil ? (h + g.hden - 1) / g.hden : h / g.hden) * g.rowsPerUnit;
 }
@@ -88,7 +84,6 @@ enum Flag : uint32_t {
     kSizesFirst = 1u << 1,     // sizes are tested before any pointer
     kStepsPositive = 1u << 2,  // steps below 1 give celStatusBadStep, behind the sizes
     kStepsBeforeSizes = 1u << 3,  // ... ahead of the sizes
-    kInPlace = 1u << 4,        // srcDst planes: read and written
     kRegionUnclamped = 1u << 5,  // frame shape: the destination covers the whole region, not clamped to the frame
     kHeldBack = 1u << 6,       // the row is known not to describe the export yet: sweep, threads and fuzzers pass it by
     kDataWarning = 1u << 7,    // a warning the pixel data decides (tone mapping): accepted where success is expected, and then nothing may be written
@@ -294,7 +289,6 @@ struct Param {
 };
 
 enum class Shape : uint8_t { Version, Query, Image, Frame };
-const char* shapeName(Shape s);
 
 // An export joined with its row.
 struct Subject {
@@ -364,6 +358,12 @@ Outcome runGuarded(const Call& c);
 // Runs one call in ordinary heap memory (thread test): returns the status
 // and the hash of every destination byte.
 Outcome runPlain(const Call& c);
+
+// An integer from the environment (CELCC_ROBUST_*), or the fallback.
+inline int envInt(const char* name, int fallback) {
+    const char* v = std::getenv(name);
+    return v && *v ? std::atoi(v) : fallback;
+}
 
 // Describes the call in one line (for failure messages).
 std::string describe(const Call& c);

@@ -55,16 +55,6 @@ RowGroup::RowGroup(int, const char* names, bool byLayout, const Row& shared) {
 
 const std::vector<Row>& rows() { return rowRegistry(); }
 
-const char* shapeName(Shape s) {
-    switch (s) {
-        case Shape::Version: return "version";
-        case Shape::Query: return "query";
-        case Shape::Image: return "image";
-        case Shape::Frame: return "frame";
-    }
-    return "?";
-}
-
 namespace {
 
 struct RawEntry {

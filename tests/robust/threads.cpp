@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,11 +17,6 @@
 namespace {
 
 using namespace celrobust;
-
-int envInt(const char* name, int fallback) {
-    const char* v = std::getenv(name);
-    return v && *v ? std::atoi(v) : fallback;
-}
 
 TEST(Threads, EveryExportAtOnceGivesTheSingleThreadedResult) {
     const auto& all = subjects();
