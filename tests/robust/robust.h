@@ -1,15 +1,7 @@
-// The robustness table: for every export, what its arguments are (images,
-// planes, steps, sizes, extras), how many bytes each plane covers for a
-// given size, the minimum size, the step signs it takes, the valid range of
-// its extras and the order of its checks.
-//
-// Two halves meet here.  What the signature tells is derived from the export
-// list itself: the C++ type of every parameter (through a template over the
-// function pointer type) and its name (from the parameter text of the
-// entry).  What only the family knows stands in one row per export, in the
-// family's own file tests/robust/shapes_<family>.inc (see README.md there).
-// The guard-page sweep, the fuzzers and the thread test all read this one
-// table.
+// The robustness table (see README.md here): what the signature of every
+// export tells, derived from the export list (parameter types and names),
+// joined with the family's row in tests/robust/shapes_<family>.inc.  The
+// guard-page sweep, the fuzzers and the thread test all read this one table.
 #pragma once
 
 #include <cstddef>

@@ -77,6 +77,7 @@ constexpr Extra values(const char* name, int count, double lo, double hi) {
 
 #define ROBUST_ROWS(family) static const ::celrobust::RowList robust_rows_##family =
 #define ROW(name, ...) ::celrobust::Row{(static_cast<void>(&name), #name), __VA_ARGS__}
-#define ROWS(names, ...) ::celrobust::RowGroup(::celrobust::exportsNamed names, #names, false, ::celrobust::Row{nullptr, __VA_ARGS__})
+#define ROWS(names, ...) \
+    ::celrobust::RowGroup(::celrobust::exportsNamed names, #names, false, ::celrobust::Row{nullptr, __VA_ARGS__})
 #define ROWS_BY_LAYOUT(names, ...) \
     ::celrobust::RowGroup(::celrobust::exportsNamed names, #names, true, ::celrobust::Row{nullptr, {}, __VA_ARGS__})

@@ -1,4 +1,5 @@
 // The robustness table: the export list joined with the families' rows.
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <deque>
