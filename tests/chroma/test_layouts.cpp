@@ -286,17 +286,6 @@ TEST(LayoutRuleChecks, NullStepArray) {
 }
 
 // ---- Worked values ---------------------------------------------------------------------------------
-// Rule E then rule F gives back the 4:1:1 chroma exactly: a rearrangement,
-// not a resampling.
-TEST(LayoutRuleWorked, EThenFReturnsTheInput) {
-    ChromaLayout s(P3, S411, 68, 6), mid(P2, S420, 68, 6), back(P3, S411, 68, 6);
-    s.randomize(9);
-    Args a = argsOf(s, mid), b = argsOf(mid, back);
-    ASSERT_EQ(named("celiYCbCr411ToYCbCr420_8u_P3P2R").call(a, {68, 6}), celStatusOk);
-    ASSERT_EQ(named("celiYCbCr420ToYCbCr411_8u_P2P3R").call(b, {68, 6}), celStatusOk);
-    EXPECT_EQ(back.snapshot(), s.snapshot());
-}
-
 // Flat chroma comes back flat through the field weights: (3 v + v + 2) >> 2
 // and (5 v + 3 v + 4) >> 3 are v.
 TEST(LayoutRuleWorked, FlatChromaStaysFlatThroughFields) {

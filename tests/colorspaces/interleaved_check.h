@@ -6,8 +6,8 @@
 //   compared with its old value.  Rows may be walked upward with negative
 //   steps.  checkEveryWidth runs it over the widths and heights that hit
 //   body only, tail only and both, and upward.
-// - sweepEvery8u: every 8-bit triple through the vector body and, apart,
-//   through the scalar tail; sweepFloat the same for a dense float sweep.
+// - sweep: inputs through the vector body and, apart, through the scalar
+//   tail; sweepEvery8u every 8-bit triple, denseFloatInput the float inputs.
 // - expectWorked: tables of worked values, one pixel through body and tail.
 // Statuses and check order: the robustness table's rows (tests/robust).
 #pragma once
@@ -40,6 +40,17 @@ bool same(T a, T b) {
 
 template <class S, class D>
 using Export = CelStatus (*)(const S*, int, D*, int, CelSize);
+
+using AllDepths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
+
+// A random sample: any bits, or a float uniform in lo..hi.
+template <class T>
+T randomSample(std::mt19937& rng, float lo, float hi) {
+    if constexpr (std::is_same_v<T, float>)
+        return std::uniform_real_distribution<float>(lo, hi)(rng);
+    else
+        return static_cast<T>(rng());
+}
 
 template <class T>
 void randomBits(std::mt19937& rng, std::vector<T>& v) {
@@ -152,35 +163,83 @@ void checkEveryWidth(const std::string& name, Export<S, D> fn, bool ac4, uint32_
     at(1, 5, true);
 }
 
+// The forms of a transform at one depth: forward and reverse, C3 and AC4.
+// CSTEST_FORMS(RGBToXYZ, XYZToRGB, 8u) lists the four exports.
+template <class S, class D = S>
+struct Form {
+    const char* name;
+    Export<S, D> fn;
+    bool fwd, ac4;
+};
+#define CSTEST_FORMS(F, R, d)                                                                                      \
+    {{#F "_" #d "_C3R", celi##F##_##d##_C3R, true, false}, {#F "_" #d "_AC4R", celi##F##_##d##_AC4R, true, true},   \
+     {#R "_" #d "_C3R", celi##R##_##d##_C3R, false, false}, {#R "_" #d "_AC4R", celi##R##_##d##_AC4R, false, true}}
+
+// forms<T>(): the four forms at the depth of T (8u, 16u, 16s or 32f).
+#define CSTEST_FORMS_BY_DEPTH(F, R)                                                       \
+    template <class T>                                                                    \
+    std::vector<cstest::Form<T>> forms() {                                                \
+        if constexpr (std::is_same_v<T, uint8_t>) return CSTEST_FORMS(F, R, 8u);          \
+        else if constexpr (std::is_same_v<T, uint16_t>) return CSTEST_FORMS(F, R, 16u);   \
+        else if constexpr (std::is_same_v<T, int16_t>) return CSTEST_FORMS(F, R, 16s);    \
+        else return CSTEST_FORMS(F, R, 32f);                                              \
+    }
+
+// checkEveryWidth over each form, seeds apart; model(form, x, w, pixel, expected[3]).
+template <class S, class D, class Fill, class Model>
+void checkForms(const std::vector<Form<S, D>>& forms, Fill fill, Model model) {
+    uint32_t seed = 1;
+    for (const auto& f : forms) {
+        checkEveryWidth<S, D>(f.name, f.fn, f.ac4, seed, fill, [&](int x, int w, const S* p, D* e) { model(f, x, w, p, e); });
+        seed += 100;
+    }
+}
+
+// A sweep: `count` inputs (input(i, pixel) writes input i's three samples)
+// through a form of n channels (3 or 4) from S to D, in slices of rows, each
+// slice once in rows `bodyWidth` wide (all vector body) and once in rows
+// `tailWidth` wide (all scalar tail), every colour element against
+// model(x, w, pixel, expected[3]); fourth elements keep their value.  Where
+// the form gives body and tail the same bits (sameBits), the two passes'
+// outputs must also agree bit for bit, NaN payloads included.
+template <class S, class D, class Call, class Input, class Model>
+void sweep(const std::string& name, Call call, int n, int64_t count, int bodyWidth, int tailWidth, bool sameBits, Input input,
+           Model model) {
+    const int64_t slice = int64_t(bodyWidth) * tailWidth * 4096;  // pixels per slice, whole rows in both passes
+    std::vector<S> src(size_t(slice) * n, S(0x77));
+    std::vector<D> body(src.size(), D(0x5A)), tail(src.size(), D(0x5A));
+    for (int64_t first = 0; first < count; first += slice) {
+        for (int64_t i = 0; i < slice; ++i) input((first + i) % count, &src[size_t(i) * n]);
+        for (int w : {bodyWidth, tailWidth}) {
+            std::vector<D>& dst = w == bodyWidth ? body : tail;
+            const int h = int(slice / w);
+            ASSERT_EQ(call(src.data(), n * w * int(sizeof(S)), dst.data(), n * w * int(sizeof(D)), CelSize{w, h}), celStatusOk) << name;
+            for (int64_t i = 0; i < slice; ++i) {
+                const S* p = &src[size_t(i) * n];
+                const D* q = &dst[size_t(i) * n];
+                D e[3];
+                model(int(i % w), w, p, e);
+                for (int k = 0; k < 3; ++k)
+                    ASSERT_TRUE(same(q[k], e[k])) << name << (w == bodyWidth ? " body" : " tail") << " input " << first + i << " ("
+                                                  << +p[0] << ", " << +p[1] << ", " << +p[2] << ") channel " << k << " got " << +q[k]
+                                                  << " want " << +e[k];
+                if (n == 4) ASSERT_TRUE(same(q[3], D(0x5A))) << name;
+            }
+        }
+        if (sameBits) ASSERT_EQ(0, std::memcmp(body.data(), tail.data(), body.size() * sizeof(D))) << name << " body and tail differ";
+    }
+}
+
 // Every 8-bit triple (common/sweep24.h; every `stride`th) through a form of
-// n channels (3 or 4) from 8u to D, in rows `bodyWidth` wide (all vector
-// body) and in rows `tailWidth` wide (all scalar tail).  call(src, srcStep,
-// dst, dstStep, roi) runs the form; model(x, w, pixel, expected[3]).
-// Fourth elements keep their value.
+// n channels from 8u to D; call(src, srcStep, dst, dstStep, roi) runs it.
 template <class D = uint8_t, class Call, class Model>
 void sweepEvery8u(const std::string& name, Call call, int n, int bodyWidth, int tailWidth, Model model, int stride = 1) {
-    for (int w : {bodyWidth, tailWidth}) {
-        const int h = int((celtest::sweep24Count() / stride + w - 1) / w);
-        std::vector<uint8_t> src(size_t(n) * w * h, 0x77);
-        std::vector<D> dst(src.size(), D(0x5A));
-        for (int64_t i = 0; i < int64_t(w) * h; ++i) {
-            int a, b, c;
-            celtest::sweep24Input(i * stride, a, b, c);
-            uint8_t* p = &src[size_t(i) * n];
-            p[0] = uint8_t(a), p[1] = uint8_t(b), p[2] = uint8_t(c);
-        }
-        ASSERT_EQ(call(src.data(), n * w, dst.data(), n * w * int(sizeof(D)), CelSize{w, h}), celStatusOk) << name;
-        for (int64_t i = 0; i < int64_t(w) * h; ++i) {
-            const uint8_t* p = &src[size_t(i) * n];
-            D e[3];
-            model(int(i % w), w, p, e);
-            for (int k = 0; k < 3; ++k)
-                ASSERT_EQ(int(dst[size_t(i) * n + k]), int(e[k]))
-                    << name << (w == bodyWidth ? " body" : " tail") << " input " << int(p[0]) << "," << int(p[1]) << ","
-                    << int(p[2]) << " channel " << k;
-            if (n == 4) ASSERT_EQ(dst[size_t(i) * n + 3], D(0x5A)) << name;
-        }
-    }
+    const auto input = [stride](int64_t i, uint8_t* p) {
+        int a, b, c;
+        celtest::sweep24Input(i * stride, a, b, c);
+        p[0] = uint8_t(a), p[1] = uint8_t(b), p[2] = uint8_t(c);
+    };
+    sweep<uint8_t, D>(name, call, n, celtest::sweep24Count() / stride, bodyWidth, tailWidth, false, input, model);
 }
 
 // Inputs of a dense float sweep: the 2^24 colours v / 255, then floats over -0.5..1.5, ties of two and
@@ -227,37 +286,6 @@ inline void denseFloatInput(int64_t i, float* p) {
                 const uint32_t r = next();
                 std::memcpy(&p[k], &r, 4);
             }
-    }
-}
-
-// A dense float sweep: `count` inputs (input(i, pixel) writes input i's
-// three samples) in slices of rows, each slice once in rows `bodyWidth` wide
-// (all vector body) and once in rows `tailWidth` wide (all scalar tail),
-// every colour element against model(x, w, pixel, expected[3]).  Where the
-// form gives body and tail the same bits (sameBits), the two passes' outputs
-// must also agree bit for bit, NaN payloads included.
-template <class Call, class Input, class Model>
-void sweepFloat(const std::string& name, Call call, int64_t count, int bodyWidth, int tailWidth, bool sameBits, Input input,
-                Model model) {
-    const int64_t slice = int64_t(bodyWidth) * tailWidth * 4096;  // pixels per slice, whole rows in both passes
-    std::vector<float> src(size_t(slice) * 3), body(src.size()), tail(src.size());
-    for (int64_t first = 0; first < count; first += slice) {
-        for (int64_t i = 0; i < slice; ++i) input((first + i) % count, &src[size_t(i) * 3]);
-        for (int w : {bodyWidth, tailWidth}) {
-            std::vector<float>& dst = w == bodyWidth ? body : tail;
-            const int h = int(slice / w);
-            ASSERT_EQ(call(src.data(), 12 * w, dst.data(), 12 * w, CelSize{w, h}), celStatusOk) << name;
-            for (int64_t i = 0; i < slice; ++i) {
-                const float* p = &src[size_t(i) * 3];
-                float e[3];
-                model(int(i % w), w, p, e);
-                for (int k = 0; k < 3; ++k)
-                    ASSERT_TRUE(same(dst[size_t(i) * 3 + k], e[k]))
-                        << name << (w == bodyWidth ? " body" : " tail") << " input " << first + i << " (" << p[0] << ", " << p[1]
-                        << ", " << p[2] << ") channel " << k << " got " << dst[size_t(i) * 3 + k] << " want " << e[k];
-            }
-        }
-        if (sameBits) ASSERT_EQ(0, std::memcmp(body.data(), tail.data(), body.size() * 4)) << name << " body and tail differ";
     }
 }
 

@@ -1,22 +1,16 @@
-// RGB <-> Lab on float planes, 32f and 64f, in the P3R and _L forms: every
-// element against the test's model (the float recipes of lab_model.h; the
-// double formulas and cube root written here from their description, with
-// d = m q - 1 formed in quadruple precision), each plane with its own step
-// and canaries around every destination row, negative steps, the P3R form
-// against its _L form, steps beyond 32 bits and at the 32-bit limits over a
-// sparse reservation of address space, planes without gaps, worked values,
-// the statuses the robustness table does not draw.
+// RGB <-> Lab on float planes, 32f and 64f, P3R and _L forms, against a
+// model (lab_model.h in 32f; the double formulas and cube root here, d = m q
+// - 1 in quadruple precision): own steps per plane, canaries, both step
+// signs, planes without gaps, steps beyond and at the 32-bit limits over a
+// sparse reservation, worked values, the statuses tests/robust does not draw.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <climits>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
-#include <functional>
 #include <random>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -27,7 +21,6 @@
 
 namespace {
 
-// ---- The double model ---------------------------------------------------------------
 const double kSeries53[8] = {-0.01583430710088232, 0.019001168521058782, -0.023472031702484377, 0.03017832647462277,
                              -0.0411522633744856,  0.06172839506172839,  -0.1111111111111111,   0.3333333333333333};
 
@@ -69,13 +62,10 @@ void rev64(const double* c, double* o) {
     for (int k = 0; k < 3; ++k) o[k] = matD(lab_model::kI[k], X, Y, Z);
 }
 
-void fwd32(const float* c, float* o) { lab_model::labForwardModel<float, float>(c, false, true, o); }
-void rev32(const float* c, float* o) { lab_model::labReverseModel<float, float>(c, false, o); }
-
 template <class T>
 void model(bool fwd, const T* c, T* o) {
     if constexpr (std::is_same_v<T, float>)
-        fwd ? fwd32(c, o) : rev32(c, o);
+        fwd ? lab_model::labForwardModel<float, float>(c, false, true, o) : lab_model::labReverseModel<float, float>(c, false, o);
     else
         fwd ? fwd64(c, o) : rev64(c, o);
 }
@@ -85,7 +75,6 @@ bool sameBits(T a, T b) {
     return std::memcmp(&a, &b, sizeof(T)) == 0;
 }
 
-// ---- The forms ------------------------------------------------------------------------
 template <class T>
 struct Form {
     const char* name;
@@ -110,54 +99,66 @@ T sample(std::mt19937& rng, bool fwd, int plane) {
     return T(std::uniform_real_distribution<double>(lo[plane], hi[plane])(rng));
 }
 
-// Three source planes and three destination planes, each with its own
-// step (pads of 1, 2, 3 elements), a canary pad of 2 elements before every
-// destination row and a canary row after the last; rows walked upward when
-// `negative`; `tight`: every step the row's own elements (planes without
-// gaps, which may run as one row), no pads.  `viaL` calls the _L form with
-// the widened arguments.
+template <class P>
+P* rowOf(P* plane, int64_t step, int y) {
+    return reinterpret_cast<P*>(reinterpret_cast<intptr_t>(plane) + step * y);
+}
+
+// Calls f (its _L form when viaL) on planes sp, dp with byte steps ss, ds;
+// every element of the region against the model.
+template <class T>
+void callAndCompare(const Form<T>& f, const T* const sp[3], const int64_t ss[3], T* const dp[3], const int64_t ds[3], int w,
+                    int h, bool viaL) {
+    const T* s[3] = {sp[0], sp[1], sp[2]};
+    T* d[3] = {dp[0], dp[1], dp[2]};
+    int64_t sL[3] = {ss[0], ss[1], ss[2]}, dL[3] = {ds[0], ds[1], ds[2]};
+    int s32[3] = {int(ss[0]), int(ss[1]), int(ss[2])}, d32[3] = {int(ds[0]), int(ds[1]), int(ds[2])};
+    ASSERT_EQ(viaL ? f.wide(s, sL, d, dL, w, h) : f.plain(s, s32, d, d32, {w, h}), celStatusOk) << f.name;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            T in[3], want[3];
+            for (int i = 0; i < 3; ++i) in[i] = rowOf(sp[i], ss[i], y)[x];
+            model(f.fwd, in, want);
+            for (int i = 0; i < 3; ++i) {
+                const T got = rowOf(dp[i], ds[i], y)[x];
+                ASSERT_TRUE(sameBits(got, want[i])) << f.name << (viaL ? "_L" : "") << " w " << w << " h " << h << " x " << x << " y "
+                                                    << y << " plane " << i << ": in (" << in[0] << ", " << in[1] << ", " << in[2]
+                                                    << ") got " << got << " want " << want[i];
+            }
+        }
+}
+
+// Three source and three destination planes, each with its own step (pads
+// of 1, 2, 3 elements), a canary pad of 2 elements before every destination
+// row and a canary row after the last, every element outside the region
+// unchanged; rows walked upward when `negative`; `tight`: every step the
+// row's own elements (planes without gaps, which may run as one row).
 template <class T>
 void checkForm(const Form<T>& f, int w, int h, bool negative, bool viaL, bool tight, uint32_t seed) {
     std::mt19937 rng(seed);
-    const int pad = tight ? 0 : 2;
+    const int pad = tight ? 0 : 2, first = negative ? h - 1 : 0, sign = negative ? -1 : 1;
     std::vector<T> src[3], dst[3], before[3];
-    int ss[3], ds[3];
     const T* sp[3];
     T* dp[3];
+    int64_t ss[3], ds[3];
+    int de[3];
     for (int i = 0; i < 3; ++i) {
-        ss[i] = tight ? w : w + 1 + i;
-        ds[i] = tight ? w : pad + w + 3 - i;
-        src[i].resize(size_t(ss[i]) * h);
-        dst[i].resize(size_t(ds[i]) * (h + 1));
+        const int se = tight ? w : w + 1 + i;
+        de[i] = tight ? w : pad + w + 3 - i;
+        src[i].resize(size_t(se) * h);
+        dst[i].resize(size_t(de[i]) * (h + 1));
         for (auto& v : src[i]) v = sample<T>(rng, f.fwd, i);
         for (auto& v : dst[i]) v = T(rng());
         before[i] = dst[i];
-        const size_t first = negative ? size_t(h - 1) : 0;
-        sp[i] = src[i].data() + first * ss[i];
-        dp[i] = dst[i].data() + first * ds[i] + pad;
+        sp[i] = src[i].data() + size_t(first) * se, dp[i] = dst[i].data() + size_t(first) * de[i] + pad;
+        ss[i] = sign * se * int64_t(sizeof(T)), ds[i] = sign * de[i] * int64_t(sizeof(T));
     }
-    int sb[3], db[3];
-    int64_t sbL[3], dbL[3];
-    for (int i = 0; i < 3; ++i) {
-        sb[i] = (negative ? -1 : 1) * ss[i] * int(sizeof(T)), db[i] = (negative ? -1 : 1) * ds[i] * int(sizeof(T));
-        sbL[i] = sb[i], dbL[i] = db[i];
-    }
-    const CelStatus st = viaL ? f.wide(sp, sbL, dp, dbL, w, h) : f.plain(sp, sb, dp, db, {w, h});
-    ASSERT_EQ(st, celStatusOk) << f.name;
-    for (int y = 0; y <= h; ++y)
-        for (int x = -pad; x < ds[0] - pad; ++x) {
-            const bool region = y < h && x >= 0 && x < w;
-            T in[3], out[3];
-            for (int i = 0; i < 3; ++i) in[i] = region ? src[i][size_t(y) * ss[i] + x] : T(0);
-            if (region) model(f.fwd, in, out);
-            for (int i = 0; i < 3; ++i) {
-                if (x >= ds[i] - pad) continue;
-                const size_t at = size_t(y) * ds[i] + pad + x;
-                const T want = region ? out[i] : before[i][at];
-                ASSERT_TRUE(sameBits(dst[i][at], want))
-                    << f.name << (viaL ? "_L" : "") << " w " << w << " h " << h << " x " << x << " y " << y << " plane " << i
-                    << ": in (" << in[0] << ", " << in[1] << ", " << in[2] << ") got " << dst[i][at] << " want " << want;
-            }
+    callAndCompare(f, sp, ss, dp, ds, w, h, viaL);
+    for (int i = 0; i < 3; ++i)
+        for (size_t at = 0; at < dst[i].size(); ++at) {
+            const int y = int(at / de[i]), x = int(at % de[i]) - pad;
+            if (y >= h || x < 0 || x >= w)
+                ASSERT_TRUE(sameBits(dst[i][at], before[i][at])) << f.name << " w " << w << " plane " << i << " element " << at;
         }
 }
 
@@ -184,34 +185,23 @@ TEST(LabPlanarModel, Float64FormsMatchModel) {
     for (const auto& f : kForms64) checkAll(f);
 }
 
-// ---- Worked values ---------------------------------------------------------------------
+// White (the float matrix rows sum to 1 within 1e-7) and black forward;
+// the reverse of (0, 0, 0) has no linear branch: (16/116)^3 = 0.0026241.
 TEST(LabPlanarWorked, WhiteAndBlack64f) {
-    for (int w : {1, 2, 3}) {
-        std::vector<double> one(w, 1.0), zero(w, 0.0), L(w), A(w), B(w);
-        double* d[3] = {L.data(), A.data(), B.data()};
-        int st[3] = {8 * w, 8 * w, 8 * w};
-        const double* white[3] = {one.data(), one.data(), one.data()};
-        ASSERT_EQ(celiRGBToLab_64f_P3R(white, st, d, st, {w, 1}), celStatusOk);
-        for (int i = 0; i < w; ++i) {
-            EXPECT_NEAR(L[i], 100.0, 1e-4);  // the float matrix rows sum to 1 within 1e-7
-            EXPECT_NEAR(A[i], 0.0, 1e-3);
-            EXPECT_NEAR(B[i], 0.0, 1e-3);
+    struct Case { bool fwd; double in, want[3], tol[3]; };
+    for (const Case& c : {Case{true, 1.0, {100.0, 0.0, 0.0}, {1e-4, 1e-3, 1e-3}}, Case{true, 0.0, {0.0, 0.0, 0.0}, {0, 0, 0}},
+                          Case{false, 0.0, {0.0026241, 0.0026241, 0.0026241}, {2e-6, 2e-6, 2e-6}}})
+        for (int w : {1, 2, 3}) {
+            std::vector<double> in(w, c.in), out[3] = {std::vector<double>(w), std::vector<double>(w), std::vector<double>(w)};
+            const double* s[3] = {in.data(), in.data(), in.data()};
+            double* d[3] = {out[0].data(), out[1].data(), out[2].data()};
+            int st[3] = {8 * w, 8 * w, 8 * w};
+            ASSERT_EQ((c.fwd ? celiRGBToLab_64f_P3R : celiLabToRGB_64f_P3R)(s, st, d, st, {w, 1}), celStatusOk);
+            for (int k = 0; k < 3; ++k)
+                for (int i = 0; i < w; ++i) EXPECT_NEAR(out[k][i], c.want[k], c.tol[k]) << c.fwd << " " << c.in << " plane " << k;
         }
-        const double* black[3] = {zero.data(), zero.data(), zero.data()};
-        ASSERT_EQ(celiRGBToLab_64f_P3R(black, st, d, st, {w, 1}), celStatusOk);
-        for (int i = 0; i < w; ++i) {
-            EXPECT_EQ(L[i], 0.0);
-            EXPECT_EQ(A[i], 0.0);
-            EXPECT_EQ(B[i], 0.0);
-        }
-        // reverse of (0, 0, 0): no linear branch, (16/116)^3 = 0.0026241 on each channel
-        const double* lab0[3] = {zero.data(), zero.data(), zero.data()};
-        ASSERT_EQ(celiLabToRGB_64f_P3R(lab0, st, d, st, {w, 1}), celStatusOk);
-        for (int i = 0; i < w; ++i) EXPECT_NEAR(L[i], 0.0026241, 2e-6);
-    }
 }
 
-// ---- Steps beyond and at the 32-bit limits -----------------------------------------------
 // A reservation of address space with no access; only the pages that the
 // rows (and a canary before and after each destination row) touch are made
 // accessible, so a row address formed with a 32-bit offset would fault or
@@ -239,49 +229,31 @@ private:
     size_t size_;
 };
 
+// Planes 256 MiB apart around the middle of the reservation, a canary
+// element either side of every destination row.
 template <class T>
-void checkFarRows(const Form<T>& f, const int64_t (&sStep)[3], const int64_t (&dStep)[3], int w, int h, bool viaL) {
+void checkFarRows(const Form<T>& f, const int64_t (&ss)[3], const int64_t (&ds)[3], int w, int h, bool viaL) {
     Sparse space(size_t(1) << 36);
     if (!space.ok()) GTEST_SKIP() << "no 64 GiB of address space to reserve";
     std::mt19937 rng(9);
-    // planes 256 MiB apart around the middle; canaries of one element either side
-    T* sp[3];
+    const T* sp[3];
     T* dp[3];
     for (int i = 0; i < 3; ++i) {
-        sp[i] = reinterpret_cast<T*>(space.middle() + (int64_t(i) << 28));
-        dp[i] = reinterpret_cast<T*>(space.middle() + (int64_t(i + 3) << 28));
+        T* s = reinterpret_cast<T*>(space.middle() + (int64_t(i) << 28));
+        sp[i] = s, dp[i] = reinterpret_cast<T*>(space.middle() + (int64_t(i + 3) << 28));
+        for (int y = 0; y < h; ++y) {
+            T *sr = rowOf(s, ss[i], y), *dr = rowOf(dp[i], ds[i], y);
+            Sparse::open(sr, w * sizeof(T));
+            Sparse::open(dr - 1, (w + 2) * sizeof(T));
+            for (int x = 0; x < w; ++x) sr[x] = sample<T>(rng, f.fwd, i);
+            for (int x = -1; x <= w; ++x) dr[x] = T(-7);
+        }
     }
-    auto at = [](T* plane, int64_t step, int y) { return reinterpret_cast<T*>(reinterpret_cast<uint8_t*>(plane) + step * y); };
+    callAndCompare(f, sp, ss, dp, ds, w, h, viaL);
     for (int i = 0; i < 3; ++i)
         for (int y = 0; y < h; ++y) {
-            T* s = at(sp[i], sStep[i], y);
-            T* d = at(dp[i], dStep[i], y);
-            Sparse::open(s, w * sizeof(T));
-            Sparse::open(d - 1, (w + 2) * sizeof(T));
-            for (int x = 0; x < w; ++x) s[x] = sample<T>(rng, f.fwd, i);
-            for (int x = -1; x <= w; ++x) d[x] = T(-7);
-        }
-    const T* csp[3] = {sp[0], sp[1], sp[2]};
-    CelStatus st;
-    if (viaL) {
-        int64_t a[3] = {sStep[0], sStep[1], sStep[2]}, b[3] = {dStep[0], dStep[1], dStep[2]};
-        st = f.wide(csp, a, dp, b, w, h);
-    } else {
-        int a[3] = {int(sStep[0]), int(sStep[1]), int(sStep[2])}, b[3] = {int(dStep[0]), int(dStep[1]), int(dStep[2])};
-        st = f.plain(csp, a, dp, b, {w, h});
-    }
-    ASSERT_EQ(st, celStatusOk) << f.name;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            T in[3], want[3];
-            for (int i = 0; i < 3; ++i) in[i] = at(sp[i], sStep[i], y)[x];
-            model(f.fwd, in, want);
-            for (int i = 0; i < 3; ++i) {
-                const T* d = at(dp[i], dStep[i], y);
-                ASSERT_TRUE(sameBits(d[x], want[i])) << f.name << " x " << x << " y " << y << " plane " << i;
-                ASSERT_EQ(d[-1], T(-7));
-                ASSERT_EQ(d[w], T(-7));
-            }
+            ASSERT_EQ(rowOf(dp[i], ds[i], y)[-1], T(-7)) << f.name << " plane " << i << " row " << y;
+            ASSERT_EQ(rowOf(dp[i], ds[i], y)[w], T(-7)) << f.name << " plane " << i << " row " << y;
         }
 }
 
@@ -299,9 +271,7 @@ TEST(LabPlanarRows, ThirtyTwoBitStepsAtTheirLimitsWidenWithSign) {
     for (const auto& f : kForms64) checkFarRows(f, sStep, dStep, 3, 3, false);
 }
 
-// ---- Statuses the robustness table's rows do not draw ---------------------------------------
-// The rest (every plane pointer, sizes below 1, INT32_MIN, nothing written):
-// the robustness table's rows (tests/robust).
+// Statuses the robustness rows do not draw (the rest: tests/robust).
 TEST(LabPlanarChecks, NullStepArraysAndSixtyFourBitSizesNothingWritten) {
     float a[8] = {}, b[8] = {}, c[8] = {}, d0[8], d1[8], d2[8];
     for (float* p : {d0, d1, d2}) std::fill(p, p + 8, 5.0f);

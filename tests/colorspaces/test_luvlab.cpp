@@ -1,22 +1,12 @@
-// RGB <-> LUV and RGB <-> Lab (interleaved) in every depth: an independent
-// model of each form written from the formulas (the cube-root table rebuilt
-// from its rule, series, branches, the processor's reciprocal approximation,
-// rounding by the current mode), with body and tail told apart by a pixel's
-// place in the row; whole 8-bit sweeps, random images with canaries, alpha
-// kept, negative steps, worked values.  Statuses and check
-// order: the robustness table's rows (tests/robust).
+// RGB <-> LUV and RGB <-> Lab (interleaved) in every depth against a model
+// of each form (lab_model.h: the cube-root table rebuilt from its rule,
+// series, branches, the processor's reciprocal approximation, rounding by
+// the current mode), body and tail told apart by a pixel's place in the
+// row: random images, every 8-bit input, the dense float sweep, worked values.
 #include <gtest/gtest.h>
-#include <xmmintrin.h>
-#include <emmintrin.h>
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <random>
-#include <string>
-#include <type_traits>
-#include <vector>
 
 #include "celcc.h"
 #include "colorspaces/interleaved_check.h"
@@ -36,7 +26,6 @@ float asFloat(T v) {
     return std::is_same_v<T, int16_t> ? float(int(v) + 32768) : float(v);
 }
 
-// ---- LUV model ------------------------------------------------------------------------
 // Forward: one pixel, R G B order given; writes three outputs as float (32f)
 // or as the stored integer.
 template <class T>
@@ -139,15 +128,11 @@ void luvReverseModel(const T* p, bool bgr, bool body, T* q) {
     q[bgr ? 2 : 0] = o[0], q[1] = o[1], q[bgr ? 0 : 2] = o[2];
 }
 
-// ---- The forms ------------------------------------------------------------------------
-template <class S, class D>
-using Fn = CelStatus (*)(const S*, int, D*, int, CelSize);
-
 enum class Kind { luvFwd, luvRev, labFwd, labRev };
 template <class S, class D>
 struct Form {
     const char* name;
-    Fn<S, D> fn;
+    cstest::Export<S, D> fn;
     Kind kind;
     bool bgr, ac4;
 };
@@ -216,11 +201,19 @@ TEST(LabModel, AllFormsMatchModel) {
     for (const auto& f : {LAB(float, 32f)}) checkForm(f);
 }
 
-// ---- Whole 8-bit input spaces, through the body (rows of 4) and the tail (rows of 1) ----
+// Every 8-bit input through the body (rows of 4) and the tail (rows of 1):
+// LUV and Lab both ways, the 8u16u Lab form on every seventh colour.
 template <class D>
-void sweep8u(const Form<uint8_t, D>& f, int stride = 1) {
+void sweep(const Form<uint8_t, D>& f, int stride = 1) {
     cstest::sweepEvery8u<D>(f.name, f.fn, 3, 4, 1, [&](int x, int w, const uint8_t* p, D* e) { model(f, p, x < w - w % 4, e); },
                             stride);
+}
+TEST(LuvLabSweep, Every8BitInputThroughBodyAndTail) {
+    sweep(FORM(uint8_t, uint8_t, celiRGBToLUV_8u_C3R, luvFwd, false, false));
+    sweep(FORM(uint8_t, uint8_t, celiLUVToRGB_8u_C3R, luvRev, false, false));
+    sweep(FORM(uint8_t, uint8_t, celiRGBToLab_8u_C3R, labFwd, false, false));
+    sweep(FORM(uint8_t, uint8_t, celiLabToRGB_8u_C3R, labRev, false, false));
+    sweep(FORM(uint8_t, uint16_t, celiBGRToLab_8u16u_C3R, labFwd, true, false), 7);
 }
 
 // 32f forward over the dense float sweep (every 8-bit-valued colour, then
@@ -230,13 +223,12 @@ void sweep8u(const Form<uint8_t, D>& f, int stride = 1) {
 // operand's NaN survives is the compiler's choice).
 TEST(LabSweep, RGBToLab32fDenseBodyAndTail) {
     for (bool bgr : {false, true})
-        cstest::sweepFloat(bgr ? "BGRToLab_32f_C3R" : "RGBToLab_32f_C3R", bgr ? celiBGRToLab_32f_C3R : celiRGBToLab_32f_C3R,
+        cstest::sweep<float, float>(bgr ? "BGRToLab_32f_C3R" : "RGBToLab_32f_C3R", bgr ? celiBGRToLab_32f_C3R : celiRGBToLab_32f_C3R, 3,
                            cstest::denseFloatCount() / (bgr ? 7 : 1), 100, 3, false,
                            [&](int64_t i, float* p) { cstest::denseFloatInput(bgr ? i * 7 : i, p); },
                            [&](int, int, const float* p, float* e) { labForwardModel<float, float>(p, bgr, true, e); });
 }
 
-// ---- Worked values ------------------------------------------------------------------------
 // Black by the LUV tail: Z is 0, so u' = v' = 0 and L = 0, U = round(134 *
 // 0.720339), V = round(140 * 0.97328246); white: L near full scale, u and v
 // near 0; the reverse has an L byte of 0 black in the tail whatever U and V

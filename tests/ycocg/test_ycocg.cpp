@@ -1,20 +1,15 @@
-// YCoCg both ways: an independent model of every form (64-bit arithmetic,
-// explicit 16-bit wraps, the plain 16s body saturating and its tail keeping
-// the low bits), random images over widths that hit body and tail, aligned
-// and unaligned rows, both step signs, canaries around every row; every
-// 8-bit pixel through the 8-bit forwards and back, body and tail, against
-// the models (lossless for the lifting pairs, one code for the plain ones);
-// worked values.
-// Statuses, check order and errors that write nothing: the robustness
-// table's rows (tests/robust).
+// YCoCg both ways against a model of every form (64-bit arithmetic, explicit
+// 16-bit wraps, the plain 16s body saturating and its tail keeping the low
+// bits): random images over widths that hit body and tail, aligned and
+// unaligned rows, both step signs, canaries; every 8-bit pixel through the
+// 8-bit forwards and back (lossless for the lifting pairs, one code for the
+// plain ones); worked values.  Statuses and check order: tests/robust.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstring>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -25,7 +20,6 @@
 
 namespace {
 
-// ---- Model -------------------------------------------------------------------------------
 using I = int64_t;
 I wrap16(I v) { return static_cast<int16_t>(static_cast<uint16_t>(v & 0xFFFF)); }
 I wrap32(I v) { return static_cast<int32_t>(static_cast<uint32_t>(v & 0xFFFFFFFF)); }
@@ -73,7 +67,6 @@ std::array<I, 3> inverseModel(Kind k, I y, I co, I cg, bool wide, bool bytes) {
     return rgb;
 }
 
-// ---- The forms ---------------------------------------------------------------------------------
 using FwdCall = CelStatus (*)(const void*, int, void* const*, int, CelSize);
 using InvCall = CelStatus (*)(const void* const*, int, void*, int, CelSize, int);
 
@@ -141,7 +134,6 @@ const std::vector<Form>& forms() {
 #undef INV
 void PrintTo(const Form& f, std::ostream* os) { *os << f.name; }
 
-// ---- Images with canaries ------------------------------------------------------------------------
 constexpr uint8_t kCanary = 0xA5;
 
 // Rows of `rowBytes` starting `shift` bytes past a 16-byte boundary, with
@@ -258,9 +250,8 @@ TEST_P(YCoCgForm, MatchesModelOverWidthsAlignmentsAndSteps) {
                     ASSERT_EQ(run(f, im, {w, h}, upward, alpha), celStatusOk) << f.name;
                     expectModel(f, im, w, h, alpha);
                     if (HasFailure()) return;
-                    ASSERT_TRUE(im.pix.guardsIntact() && im.planes[0].guardsIntact() && im.planes[1].guardsIntact() &&
-                                im.planes[2].guardsIntact())
-                        << f.name << " wrote outside the region, w " << w;
+                    for (const Plane* p : {&im.pix, &im.planes[0], &im.planes[1], &im.planes[2]})
+                        ASSERT_TRUE(p->guardsIntact()) << f.name << " wrote outside the region, w " << w;
                 }
 }
 
@@ -269,7 +260,6 @@ INSTANTIATE_TEST_SUITE_P(All, YCoCgForm, ::testing::ValuesIn(forms()),
 
 const Form& form(const std::string& name) { return celtest::rowNamed(forms(), name); }
 
-// ---- Every 8-bit pixel, round trips ---------------------------------------------------------------------
 // n pixels (sample(i, k): channel k of pixel i in memory order, or Y, Co,
 // Cg for an inverse) in rows of w through f against its model, a chunk of
 // rows at a time; with g, f's planes then through g, against its model
@@ -350,7 +340,6 @@ TEST(YCoCgRoundTrip, EveryPairWithinItsBound) {
             EXPECT_EQ(through(c.fwd, c.inv, s.size() / 3, word, w, c.bound == 0), c.bound) << c.fwd << " width " << w;
 }
 
-// ---- Worked values ---------------------------------------------------------------------------------------
 // One pixel repeated over each width (all body, or all tail): the source
 // pixel in memory order (or Y, Co, Cg), the result as Y, Co, Cg (or in
 // memory order, alpha last).

@@ -1,17 +1,14 @@
-// RGB/BGR <-> HLS in every depth and layout: a model written from the
-// formulas, by pixel position (the body takes the uncorrected reciprocal or
-// x 1/60, the tail the Newton-refined reciprocal or / 60, with the form's
-// roundings), the whole 8u input space, special colours, worked values,
-// alpha handling, guards.  Statuses and check order: the robustness
-// table's rows (tests/robust).
+// The hue-based spaces against models by pixel position, special colours
+// (grays, primaries, ties, sector boundaries), every 8u triple through body
+// and tail, worked values.  HLS in every depth and layout, RGB and BGR order
+// (the body takes the uncorrected reciprocal or x 1/60, the tail the
+// Newton-refined reciprocal or / 60, with the form's roundings; the dense
+// float sweep); HSV in 8u and 16u (reciprocal approximations where the 8u
+// forward form takes them, the sextant table in reverse).
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
 #include <cmath>
-#include <cstring>
-#include <random>
-#include <type_traits>
-#include <vector>
 
 #include "celcc.h"
 #include "colorspaces/interleaved_check.h"
@@ -19,9 +16,12 @@
 
 namespace {
 
-// ---- Model ----------------------------------------------------------------------------------
-enum Divide { kTrue, kApprox, kRefined };
 float rcpApprox(float v) { return _mm_cvtss_f32(_mm_rcp_ss(_mm_set_ss(v))); }
+int roundNearest(float v) { return int(std::nearbyint(v)); }  // default mode: ties to even
+
+// ---- HLS ----------------------------------------------------------------------------------------------
+namespace hls {
+enum Divide { kTrue, kApprox, kRefined };
 float divide(float n, float d, Divide how) {
     if (how == kTrue) return n / d;
     const float q = rcpApprox(d);
@@ -31,7 +31,6 @@ float divide(float n, float d, Divide how) {
     volatile float refined = twice - dqq;
     return n * refined;
 }
-int roundNearest(float v) { return int(std::nearbyint(v)); }
 int roundTrunc(float v) { return int(v); }
 
 // Forward, floats in sample units -> H code, L, S (floats before rounding).
@@ -168,33 +167,16 @@ void bgrFamily(bool fwd, int x, int w, const uint8_t* p, uint8_t* out) {
     for (int k = 0; k < 3; ++k) out[k] = uint8_t(v[k]);
 }
 
-// ---- RGB-order family ------------------------------------------------------------------------------
-template <class T>
-cstest::Export<T, T> rgbExport(bool fwd, bool ac4) {
-#define CEL_HLS(depth) return fwd ? (ac4 ? celiRGBToHLS_##depth##_AC4R : celiRGBToHLS_##depth##_C3R) \
-                              : (ac4 ? celiHLSToRGB_##depth##_AC4R : celiHLSToRGB_##depth##_C3R);
-    if constexpr (std::is_same_v<T, uint8_t>) { CEL_HLS(8u) }
-    else if constexpr (std::is_same_v<T, uint16_t>) { CEL_HLS(16u) }
-    else if constexpr (std::is_same_v<T, int16_t>) { CEL_HLS(16s) }
-    else { CEL_HLS(32f) }
-#undef CEL_HLS
-}
-std::string rgbName(bool fwd, bool ac4) { return std::string(fwd ? "RGBToHLS" : "HLSToRGB") + (ac4 ? "_AC4R" : "_C3R"); }
+CSTEST_FORMS_BY_DEPTH(RGBToHLS, HLSToRGB)
 
 template <class T>
 class HlsRgb : public ::testing::Test {};
-using Depths = ::testing::Types<uint8_t, uint16_t, int16_t, float>;
-TYPED_TEST_SUITE(HlsRgb, Depths);
+TYPED_TEST_SUITE(HlsRgb, cstest::AllDepths);
 
 TYPED_TEST(HlsRgb, MatchesModelEveryForm) {
     using T = TypeParam;
-    uint32_t seed = 1;
-    for (bool fwd : {true, false})
-        for (bool ac4 : {false, true}) {
-            cstest::checkEveryWidth<T, T>(rgbName(fwd, ac4), rgbExport<T>(fwd, ac4), ac4, seed, cstest::specialPixel<T>,
-                                          [&](int x, int w, const T* p, T* e) { rgbFamily<T>(fwd, x, w, p, e); });
-            seed += 100;
-        }
+    cstest::checkForms(forms<T>(), cstest::specialPixel<T>,
+                       [](const auto& f, int x, int w, const T* p, T* e) { rgbFamily<T>(f.fwd, x, w, p, e); });
 }
 
 // ---- BGR family ---------------------------------------------------------------------------------------
@@ -267,13 +249,12 @@ TEST(HlsBgr, EveryLayoutMatchesModel) {
         }
 }
 
-// ---- The whole 8u space ------------------------------------------------------------------------------------
 // Rows of 16 run wholly on the body, rows one short of a body's multiple
 // (3 pixels in RGB order, 7 in BGR) wholly on the tail.
 TEST(HlsSweep, RGBOrder8u) {
-    for (bool fwd : {true, false})
-        cstest::sweepEvery8u(rgbName(fwd, false), rgbExport<uint8_t>(fwd, false), 3, 16, 3,
-                             [&](int x, int w, const uint8_t* p, uint8_t* o) { rgbFamily<uint8_t>(fwd, x, w, p, o); });
+    for (const auto& f : forms<uint8_t>())
+        if (!f.ac4)
+            cstest::sweepEvery8u(f.name, f.fn, 3, 16, 3, [&](int x, int w, const uint8_t* p, uint8_t* o) { rgbFamily<uint8_t>(f.fwd, x, w, p, o); });
 }
 // The BGR forms through their planar destination, gathered back to pixels.
 template <CelStatus (*Fn)(const uint8_t*, int, uint8_t* [3], int, CelSize)>
@@ -287,25 +268,20 @@ CelStatus toPlanesAndBack(const uint8_t* s, int ss, uint8_t* d, int, CelSize roi
     return st;
 }
 TEST(HlsSweep, BGROrder8u) {
-    cstest::sweepEvery8u("BGRToHLS_C3P3R", toPlanesAndBack<celiBGRToHLS_8u_C3P3R>, 3, 16, 7,
-                         [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(true, x, w, p, o); });
-    cstest::sweepEvery8u("HLSToBGR_C3P3R", toPlanesAndBack<celiHLSToBGR_8u_C3P3R>, 3, 16, 7,
-                         [](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(false, x, w, p, o); });
+    for (bool fwd : {true, false})
+        cstest::sweepEvery8u(fwd ? "BGRToHLS_C3P3R" : "HLSToBGR_C3P3R",
+                             fwd ? toPlanesAndBack<celiBGRToHLS_8u_C3P3R> : toPlanesAndBack<celiHLSToBGR_8u_C3P3R>, 3, 16, 7,
+                             [&](int x, int w, const uint8_t* p, uint8_t* o) { bgrFamily(fwd, x, w, p, o); });
 }
 
-// ---- 32f: the dense float sweep (every 8-bit-valued colour, then special floats) -------------------
-// Rows of 16 (body) and 3 (tail) of the same inputs: the model, and the same
-// bits in both.
-TEST(HlsSweep, RGBToHLS32fDense) {
-    cstest::sweepFloat("RGBToHLS_32f_C3R", celiRGBToHLS_32f_C3R, cstest::denseFloatCount(), 16, 3, true, cstest::denseFloatInput,
-                       [](int x, int w, const float* p, float* e) { rgbFamily<float>(true, x, w, p, e); });
-}
-
-// The reverse over the same inputs read as H, L, S: body (x 0.016666668) and
-// tail (/ 60) each against the model.
-TEST(HlsSweep, HLSToRGB32fDense) {
-    cstest::sweepFloat("HLSToRGB_32f_C3R", celiHLSToRGB_32f_C3R, cstest::denseFloatCount(), 16, 3, false,
-                       cstest::denseFloatInput, [](int x, int w, const float* p, float* e) { rgbFamily<float>(false, x, w, p, e); });
+// 32f both ways over the dense float sweep in rows of 16 (body) and 3
+// (tail), each against the model; forward body and tail give the same bits,
+// the reverse takes x 0.016666668 in the body and / 60 in the tail.
+TEST(HlsSweep, Float32DenseBodyAndTail) {
+    for (const auto& f : forms<float>())
+        if (!f.ac4)
+            cstest::sweep<float, float>(f.name, f.fn, 3, cstest::denseFloatCount(), 16, 3, f.fwd, cstest::denseFloatInput,
+                                        [&](int x, int w, const float* p, float* e) { rgbFamily<float>(f.fwd, x, w, p, e); });
 }
 
 // ---- Worked values ---------------------------------------------------------------------------------------
@@ -336,5 +312,170 @@ TEST(HlsWorked, DocumentedValues) {
     cstest::expectWorked<uint16_t, uint16_t>(
         {{"HLSToRGB_16u_C3R", celiHLSToRGB_16u_C3R, false, {4, 1}, {12345, 4321, 0}, {4321, 4321, 4321}}});
 }
+}  // namespace hls
+
+// ---- HSV ----------------------------------------------------------------------------------------------
+namespace hsv {
+int maxOf(int a, int b, int c) { return std::max(a, std::max(b, c)); }
+int minOf(int a, int b, int c) { return std::min(a, std::min(b, c)); }
+
+void fwd8(const uint8_t* p, int o[3]) {
+    const int R = p[0], G = p[1], B = p[2], M = maxOf(R, G, B), D = M - minOf(R, G, B);
+    o[2] = M;
+    if (M == 0 || D == 0) {
+        o[0] = o[1] = 0;
+        return;
+    }
+    const float r1 = rcpApprox(float(D));
+    volatile float sm = rcpApprox(float(M)) * float(D);
+    o[1] = roundNearest(sm * 255.0f);
+    const float a = float(M - R) * r1, b = float(M - G) * r1, c = float(M - B) * r1;
+    volatile float h = 0;
+    if (M == R) h = c - b;
+    if (M == G) {
+        volatile float t = a - c;
+        h = t + 2.0f;
+    }
+    if (M == B) {
+        volatile float t = b - a;
+        h = t + 4.0f;
+    }
+    float hh = h * 42.5f;
+    if (hh < 0) hh += 255.0f;
+    o[0] = roundNearest(hh);
+}
+
+void fwd16(const uint16_t* p, int o[3]) {
+    const int R = p[0], G = p[1], B = p[2], M = maxOf(R, G, B), D = M - minOf(R, G, B);
+    o[2] = M;
+    float h = 0;
+    o[1] = 0;
+    if (M != 0 && D != 0) {
+        const float q = 1.0f / float(D);
+        volatile float ratio = float(D) / float(M);
+        volatile float sc = ratio * 65535.0f;
+        o[1] = int(sc + 0.5f);
+        const float a = float(M - R) * q, b = float(M - G) * q, c = float(M - B) * q;
+        volatile float t;
+        if (M == B) {
+            t = 4.0f - a;
+            h = t + b;
+        } else if (M == G) {
+            t = a + 2.0f;
+            h = t - c;
+        } else {
+            h = c - b;
+        }
+        volatile float test = h + 1.1920929e-7f;
+        if (test < 0) h += 6.0f;
+    }
+    volatile float scaled = h * 65535.0f;
+    volatile float sixth = scaled / 6.0f;
+    o[0] = int(sixth + 0.5f);
+}
+
+template <int Full>
+void rev(int H, int S, int V, int o[3]) {
+    if (S == 0) {
+        o[0] = o[1] = o[2] = V;
+        return;
+    }
+    volatile float h = 0.0f;
+    if (H != Full) {
+        volatile float t = Full == 255 ? float(H) * 1.4117647f : float(H) * 0.016666668f;
+        h = Full == 255 ? t * 0.016666668f : t * 0.005493248f;
+    }
+    const int i = int(h);
+    const float f = h - float(i);
+    volatile float unit = float(S) * (Full == 255 ? 0.003921569f : 1.5259022e-5f);
+    const float w = float(V) * unit;
+    volatile float fw = f * w;
+    volatile float vw = float(V) - w;
+    const int lo = roundNearest(vw), down = roundNearest(float(V) - fw), up = roundNearest(vw + fw);
+    const int table[6][3] = {{V, up, lo}, {down, V, lo}, {lo, V, up}, {lo, down, V}, {up, lo, V}, {V, lo, down}};
+    ASSERT_LT(i, 6);
+    for (int k = 0; k < 3; ++k) o[k] = std::min(std::max(table[i][k], 0), Full);
+}
+
+template <class T>
+void model(bool fwd, const T* p, int o[3]) {
+    if constexpr (std::is_same_v<T, uint8_t>) {
+        if (fwd)
+            fwd8(p, o);
+        else
+            rev<255>(p[0], p[1], p[2], o);
+    } else {
+        if (fwd)
+            fwd16(p, o);
+        else
+            rev<65535>(p[0], p[1], p[2], o);
+    }
+}
+
+template <class T>
+std::vector<cstest::Form<T>> forms() {
+    if constexpr (std::is_same_v<T, uint8_t>) return CSTEST_FORMS(RGBToHSV, HSVToRGB, 8u);
+    else return CSTEST_FORMS(RGBToHSV, HSVToRGB, 16u);
+}
+
+// The model's results as samples (no dependence on the pixel's place).
+template <class T>
+void expected(bool fwd, const T* p, T* e) {
+    int o[3];
+    model<T>(fwd, p, o);
+    for (int k = 0; k < 3; ++k) e[k] = static_cast<T>(o[k]);
+}
+
+template <class T>
+class Hsv : public ::testing::Test {};
+using Depths = ::testing::Types<uint8_t, uint16_t>;
+TYPED_TEST_SUITE(Hsv, Depths);
+
+TYPED_TEST(Hsv, MatchesModelEveryForm) {
+    using T = TypeParam;
+    cstest::checkForms(forms<T>(), cstest::specialPixel<T>, [](const auto& f, int, int, const T* p, T* e) { expected<T>(f.fwd, p, e); });
+}
+
+// Every 8u triple, in rows of 16 (wholly on the vector body) and of 3
+// (wholly on the scalar tail).
+TEST(HsvSweep, EveryTriple8u) {
+    for (const auto& f : forms<uint8_t>())
+        if (!f.ac4)
+            cstest::sweepEvery8u(f.name, f.fn, 3, 16, 3, [&](int, int, const uint8_t* p, uint8_t* e) { expected<uint8_t>(f.fwd, p, e); });
+}
+
+// Primaries and grays; blue wins a tie of the maximum (R = B: h = 5, 212.5
+// to even); the uncorrected reciprocal of 255 leaves full saturation at 254
+// or 255 in 8u; the reverse takes a hue code at either end of the circle as
+// 0 (red is V) and S of 0 as gray.
+TEST(HsvWorked, DocumentedValues) {
+    using W8 = cstest::Worked<uint8_t>;
+    using W16 = cstest::Worked<uint16_t>;
+    const auto any = cstest::kAny;
+    cstest::expectWorked<uint8_t, uint8_t>({
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {0, 0, 0}, {0, 0, 0}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {77, 77, 77}, {0, 0, 77}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {255, 0, 0}, {0, 254.5, 255}, 0.5},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {0, 255, 0}, {85, any, any}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {0, 0, 255}, {170, any, any}},
+        W8{"RGBToHSV_8u_C3R", celiRGBToHSV_8u_C3R, false, {4, 1}, {255, 0, 255}, {212, any, any}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {0, 200, 180}, {180, 39, 39}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {255, 200, 180}, {180, 39, 39}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {0, 0, 99}, {99, 99, 99}},
+        W8{"HSVToRGB_8u_C3R", celiHSVToRGB_8u_C3R, false, {4, 1}, {111, 0, 99}, {99, 99, 99}},
+    });
+    cstest::expectWorked<uint16_t, uint16_t>({
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {65535, 0, 0}, {0, 65535, 65535}},
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {0, 65535, 0}, {21845, any, any}},  // 2 sextants
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {0, 0, 65535}, {43690, any, any}},  // 4 sextants
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {65535, 0, 65535}, {54613, any, any}},
+        W16{"RGBToHSV_16u_C3R", celiRGBToHSV_16u_C3R, false, {4, 1}, {300, 300, 300}, {0, 0, 300}},
+    });
+    const uint16_t s16[6] = {65535, 40000, 50000, 0, 40000, 50000};
+    uint16_t o16[6];
+    ASSERT_EQ(celiHSVToRGB_16u_C3R(s16, 12, o16, 12, {2, 1}), celStatusOk);
+    EXPECT_EQ((std::vector<int>(o16, o16 + 3)), (std::vector<int>(o16 + 3, o16 + 6)));
+}
+}  // namespace hsv
 
 }  // namespace
