@@ -146,12 +146,15 @@ inline void join3x16EvenOdd(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
 // of eight pixels the first two channels in one vector and the last two in
 // another, each channel's eight bytes in pixel order.  h[0] = [c0 0-7 | c1
 // 0-7], h[1] = [c2 0-7 | c3 0-7], h[2] and h[3] the same for pixels 8-15.
+// Aligned: aligned loads (the aligned twins' sources).
+template <bool Aligned = false>
 inline void split4x16Pairs(const uint8_t* src, __m128i (&h)[4]) {
     const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    const __m128i s0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), byChannel);
-    const __m128i s1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16)), byChannel);
-    const __m128i s2 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 32)), byChannel);
-    const __m128i s3 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 48)), byChannel);
+    const auto load = [&byChannel](const uint8_t* p) {
+        const __m128i* q = reinterpret_cast<const __m128i*>(p);
+        return _mm_shuffle_epi8(Aligned ? _mm_load_si128(q) : _mm_loadu_si128(q), byChannel);
+    };
+    const __m128i s0 = load(src), s1 = load(src + 16), s2 = load(src + 32), s3 = load(src + 48);
     h[0] = _mm_unpacklo_epi32(s0, s1);
     h[1] = _mm_unpackhi_epi32(s0, s1);
     h[2] = _mm_unpacklo_epi32(s2, s3);

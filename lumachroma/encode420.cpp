@@ -170,14 +170,8 @@ struct UnsignedHigh : BlockTail<UnsignedHigh<S>, S> {
     template <bool Bgr>
     static void rowPair16Pairs(const __m128i (&a)[4], const __m128i (&b)[4], __m128i& ya, __m128i& yb,
                                __m128i (&s)[3]) {
-        const __m128i z = _mm_setzero_si128();
-        const auto group = [z](__m128i c01, __m128i c23) {
-            const __m128i c0 = _mm_unpacklo_epi8(z, c01), c1 = _mm_unpackhi_epi8(z, c01);
-            const __m128i c2 = _mm_unpacklo_epi8(z, c23);
-            return Bgr ? enc::lumaUHighRounded_v<S>(c2, c1, c0) : enc::lumaUHighRounded_v<S>(c0, c1, c2);
-        };
-        ya = enc::lumaUHighOffset_v<S>(_mm_packus_epi16(group(a[0], a[1]), group(a[2], a[3])));
-        yb = enc::lumaUHighOffset_v<S>(_mm_packus_epi16(group(b[0], b[1]), group(b[2], b[3])));
+        ya = enc::lumaUHighPairs_v<S, Bgr>(a);
+        yb = enc::lumaUHighPairs_v<S, Bgr>(b);
         const __m128i k32 = _mm_set1_epi8(32);
         const auto sum = [k32](__m128i va, __m128i vb) {
             return _mm_add_epi16(_mm_maddubs_epi16(va, k32), _mm_maddubs_epi16(vb, k32));

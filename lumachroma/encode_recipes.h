@@ -253,6 +253,22 @@ inline __m128i lumaUHighOffset_v(__m128i p) {
     return holdBytes_v<S>(p);
 }
 
+// Luma of sixteen four-byte pixels as bytes from their channel pairs
+// (simd::split4x16Pairs: [c0 | c1] and [c2 | c3] of each group of eight,
+// c0 blue and c2 red when Bgr): the lanes of value << 8 are the pairs'
+// halves unpacked against zero, and the rounded parts of the two groups
+// join by one pack before the offset.
+template <const BlockSet& S, bool Bgr>
+inline __m128i lumaUHighPairs_v(const __m128i (&h)[4]) {
+    const __m128i z = _mm_setzero_si128();
+    const auto group = [z](__m128i c01, __m128i c23) {
+        const __m128i c0 = _mm_unpacklo_epi8(z, c01), c1 = _mm_unpackhi_epi8(z, c01);
+        const __m128i c2 = _mm_unpacklo_epi8(z, c23);
+        return Bgr ? lumaUHighRounded_v<S>(c2, c1, c0) : lumaUHighRounded_v<S>(c0, c1, c2);
+    };
+    return lumaUHighOffset_v<S>(_mm_packus_epi16(group(h[0], h[1]), group(h[2], h[3])));
+}
+
 // Luma of sixteen pixels as bytes, from byte vectors of R, G, B in pixel
 // order.  A 16-bit lane of such a vector holds an even pixel in its low
 // byte and the next odd pixel in its high byte, so value << 8 of the odd

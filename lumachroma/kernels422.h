@@ -13,6 +13,8 @@
 // Encoder recipe policy (see PairLane, PairUHigh):
 //   __m128i luma(r8, g8, b8)     eight pixels, lanes hold value << 8
 //   void body16(r, g, b, y, s)   sixteen pixels from byte vectors: luma bytes, pair sums << 6
+//   kFromPairs, body16Pairs<Bgr>(h, y, s)  the same from the channel pairs of
+//                                four-byte pixels (simd::split4x16Pairs), luma finished
 //   void chroma(sr, sg, sb, cb, cr)  pair sums << 6 (the pair mean << 7)
 //   __m128i finish(bytes)        a last step on the packed bytes (a clamp, or nothing)
 //   void pair(p0, p1, y0, y1, cb, cr)  the scalar tail's rule, one pair
@@ -303,6 +305,7 @@ struct PairLane {
         enc::chromaLane_v(sr, sg, sb, cb, cr, enc::kLanePairCAdd);
     }
     static __m128i finish(__m128i v) { return v; }
+    static constexpr bool kFromPairs = false;
     // Sixteen pixels from byte vectors: the even and odd lanes of each
     // channel (value << 6) give luma as bytes and, added, the pair sums << 6.
     static void body16(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i (&s)[3]) {
@@ -325,16 +328,30 @@ struct PairUHigh {
         enc::chromaUHigh_v<M>(sr, sg, sb, cb, cr);
     }
     static __m128i finish(__m128i v) { return enc::holdBytes_v<M>(v); }
-    // Sixteen pixels from byte vectors: luma of the unpacked halves, packed;
-    // pair sums by a multiply-add against ones, << 6.
+    // Pair sums << 6 of the eight byte pairs of v: one byte multiply-add
+    // against 64 (at most 510 * 64, below the saturation of the sum).
+    static __m128i pairSums6(__m128i v) { return _mm_maddubs_epi16(v, _mm_set1_epi8(64)); }
+    // Sixteen pixels from byte vectors: luma of the unpacked halves, packed.
     static void body16(__m128i r, __m128i g, __m128i b, __m128i& y, __m128i (&s)[3]) {
         const __m128i z = _mm_setzero_si128();
         const __m128i ylo = luma(_mm_unpacklo_epi8(z, r), _mm_unpacklo_epi8(z, g), _mm_unpacklo_epi8(z, b));
         const __m128i yhi = luma(_mm_unpackhi_epi8(z, r), _mm_unpackhi_epi8(z, g), _mm_unpackhi_epi8(z, b));
         y = _mm_packus_epi16(ylo, yhi);
-        const __m128i ones = _mm_set1_epi8(1);
-        const __m128i v[3] = {r, g, b};
-        for (int c = 0; c < 3; ++c) s[c] = _mm_slli_epi16(_mm_maddubs_epi16(v[c], ones), 6);
+        s[0] = pairSums6(r), s[1] = pairSums6(g), s[2] = pairSums6(b);
+    }
+    // Sixteen four-byte pixels as channel pairs ([c0 | c1] and [c2 | c3] of
+    // each group of eight; c0 blue and c2 red when Bgr): luma rounded in two
+    // steps (offset and hold included).  Pair sums: c0 and c1 of a group
+    // together, parted by 64-bit unpacks; c2 from its halves of both groups.
+    static constexpr bool kFromPairs = true;
+    template <bool Bgr>
+    static void body16Pairs(const __m128i (&h)[4], __m128i& y, __m128i (&s)[3]) {
+        y = enc::lumaUHighPairs_v<M, Bgr>(h);
+        const __m128i lo = pairSums6(h[0]), hi = pairSums6(h[2]);
+        const __m128i s0 = _mm_unpacklo_epi64(lo, hi), s2 = pairSums6(_mm_unpacklo_epi64(h[1], h[3]));
+        s[0] = Bgr ? s2 : s0;
+        s[1] = _mm_unpackhi_epi64(lo, hi);
+        s[2] = Bgr ? s0 : s2;
     }
     static void pair(const int (&p0)[3], const int (&p1)[3], uint8_t& y0, uint8_t& y1, uint8_t& cb, uint8_t& cr) {
         enc::pairQ17_px<S, M>(p0, p1, y0, y1, cb, cr);
@@ -346,9 +363,15 @@ struct PairUHigh {
 template <int Bytes, bool Bgr, bool Al = false>
 struct InterleavedIn {
     const uint8_t* s;
+    static constexpr bool kPairs = Bytes == 4, kBgr = Bgr;
     // four four-byte pixels, their bytes sorted by channel
     static __m128i byChannel(const uint8_t* p) {
         return _mm_shuffle_epi8(load<Al>(p), _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
+    }
+    // sixteen four-byte pixels as channel pairs (simd::split4x16Pairs)
+    void read16Pairs(int x, __m128i (&h)[4]) const {
+        static_assert(Bytes == 4, "four-byte pixels");
+        simd::split4x16Pairs<Al>(s + 4 * x, h);
     }
     void read16(int x, __m128i& r, __m128i& g, __m128i& b) const {
         const uint8_t* p = s + Bytes * x;
@@ -356,12 +379,11 @@ struct InterleavedIn {
         if constexpr (Bytes == 3) {
             simd::split3x16(p, c0, g, c2);
         } else {
-            const __m128i s0 = byChannel(p), s1 = byChannel(p + 16), s2 = byChannel(p + 32), s3 = byChannel(p + 48);
-            const __m128i lo01 = _mm_unpacklo_epi32(s0, s1), lo23 = _mm_unpacklo_epi32(s2, s3);
-            const __m128i hi01 = _mm_unpackhi_epi32(s0, s1), hi23 = _mm_unpackhi_epi32(s2, s3);
-            c0 = _mm_unpacklo_epi64(lo01, lo23);
-            g = _mm_unpackhi_epi64(lo01, lo23);
-            c2 = _mm_unpacklo_epi64(hi01, hi23);
+            __m128i h[4];
+            read16Pairs(x, h);
+            c0 = _mm_unpacklo_epi64(h[0], h[2]);
+            g = _mm_unpackhi_epi64(h[0], h[2]);
+            c2 = _mm_unpacklo_epi64(h[1], h[3]);
         }
         r = Bgr ? c2 : c0;
         b = Bgr ? c0 : c2;
@@ -390,6 +412,7 @@ struct InterleavedIn {
 
 struct PlanarRgbIn {
     const uint8_t *r, *g, *b;
+    static constexpr bool kPairs = false;
     void read16(int x, __m128i& vr, __m128i& vg, __m128i& vb) const {
         vr = simd::loadu(r + x), vg = simd::loadu(g + x), vb = simd::loadu(b + x);
     }
@@ -454,12 +477,20 @@ template <class Rc, class In, class Out>
 inline void innerEncode422(const In& in, const Out& out, int width) {
     int x = 0;
     for (; x + 16 <= width; x += 16) {
-        __m128i r, g, b, y, s[3];
-        in.read16(x, r, g, b);
-        Rc::body16(r, g, b, y, s);
+        __m128i y, s[3];
+        if constexpr (Rc::kFromPairs && In::kPairs) {
+            __m128i h[4];
+            in.read16Pairs(x, h);
+            Rc::template body16Pairs<In::kBgr>(h, y, s);
+        } else {
+            __m128i r, g, b;
+            in.read16(x, r, g, b);
+            Rc::body16(r, g, b, y, s);
+            y = Rc::finish(y);
+        }
         __m128i cb, cr;
         Rc::chroma(s[0], s[1], s[2], cb, cr);
-        out.put16Pairs(x, Rc::finish(y), Rc::finish(_mm_packus_epi16(cb, cr)));
+        out.put16Pairs(x, y, Rc::finish(_mm_packus_epi16(cb, cr)));
     }
     if (x + 8 <= width) {
         __m128i r8, g8, b8;
