@@ -27,6 +27,18 @@ constexpr int maxOf() {
     return sizeof(T) == 1 ? 255 : 65535;
 }
 using SampleTypes = ::testing::Types<uint8_t, uint16_t>;
+// The 8-bit or the 16-bit form of an export, by sample type.
+template <class T, class F8, class F16>
+constexpr auto byDepth(F8 f8, F16 f16) {
+    if constexpr (sizeof(T) == 1) return f8;
+    else return f16;
+}
+// 16-bit forms drop the low bit of an odd byte step: runs that are not
+// flipped add one to each step that does (`odd`, 0 or 1).
+template <class T>
+int oddStep(bool flip, int seed) {
+    return sizeof(T) == 2 && !flip && seed % 2 ? 1 : 0;
+}
 
 // Tiny: values 0..2 (ties everywhere); Edges, Checker: sharp blocks, many
 // ties; Smooth: gradients with a vertical and a diagonal edge, a colour

@@ -176,10 +176,8 @@ void modelCall(const Model<T>& m, const float* scale, CelRectL roi, Canvas<T>& c
 template <class T>
 CelStatus call(const T* src, CelSizeL size, int64_t srcStep, const float* scale, T* dst, CelRectL roi,
                int64_t dstStep, int grid) {
-    if constexpr (sizeof(T) == 1)
-        return celiCFAToBGRA_VNG_8u_C1C4R_L(src, size, srcStep, scale, dst, roi, dstStep, CelBayerGrid(grid));
-    else
-        return celiCFAToBGRA_VNG_16u_C1C4R_L(src, size, srcStep, scale, dst, roi, dstStep, CelBayerGrid(grid));
+    return byDepth<T>(celiCFAToBGRA_VNG_8u_C1C4R_L, celiCFAToBGRA_VNG_16u_C1C4R_L)(src, size, srcStep, scale, dst, roi,
+                                                                                 dstStep, CelBayerGrid(grid));
 }
 
 // Runs the library and the model on the same canvas (random pixels, alpha
