@@ -1,23 +1,32 @@
-// celiReduceBits_* against a model from the formulas: no dither, ordered
-// dither and the three diffusions, with and without noise, every type and
-// channel form, level counts, width classes, heights, both step signs;
-// canaries, AC4 alpha, the scratch contract; worked values; the statuses
-// the robustness rows cannot draw (they never pass a null scratch).
+// Bit-depth reduction (celiReduceBits_*): every form against a model from
+// the formulas (tests/common/reduce_bits_model.h), the path without dither
+// over whole input spaces, and the one-bit form against its own model.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
 
 #include "celcc.h"
+#include "common/image_buffer.h"
 #include "common/reduce_bits_model.h"
 
 namespace {
 
 using namespace rbmodel;
+using celtest::ImageBuffer;
 
+// ==== Every form and mode =====================================================
+// celiReduceBits_* against a model from the formulas: no dither, ordered
+// dither and the three diffusions, with and without noise, every type and
+// channel form, level counts, width classes, heights, both step signs,
+// steps with a remainder;
+// canaries, AC4 alpha, the scratch contract; worked values; the statuses
+// the robustness rows cannot draw (they never pass a null scratch).
 const float kBayer[4][4] = {{0 / 15.f, 8 / 15.f, 2 / 15.f, 10 / 15.f},
                             {12 / 15.f, 4 / 15.f, 14 / 15.f, 6 / 15.f},
                             {3 / 15.f, 11 / 15.f, 1 / 15.f, 9 / 15.f},
@@ -184,8 +193,12 @@ void check(Ch ch, int W, int H, int mode, int noise, int levels, uint32_t seed, 
     std::fill(block.begin() + lead + size, block.end(), 0xC3);
     const size_t sLast = flip ? size_t(H - 1) * sStep : 0, dLast = flip ? size_t(H - 1) * dStep : 0;
     const int sgn = flip ? -1 : 1;
-    ASSERT_EQ(call<F>(ch, src.data() + sLast, sgn * sStep * int(sizeof(S)), got.data() + dLast,
-                      sgn * dStep * int(sizeof(D)), {W, H}, noise, mode, levels, block.data() + lead),
+    // the diffusions and the ordered dither but for C4 drop the remainder of
+    // a step that is no multiple of the element size
+    const bool drops = !flip && ((mode >= 1 && mode <= 3) || (mode == 4 && ch != C4));
+    const int rs = drops ? int(seed % sizeof(S)) : 0, rd = drops ? int(seed / 2 % sizeof(D)) : 0;
+    ASSERT_EQ(call<F>(ch, src.data() + sLast, sgn * sStep * int(sizeof(S)) + rs, got.data() + dLast,
+                      sgn * dStep * int(sizeof(D)) + rd, {W, H}, noise, mode, levels, block.data() + lead),
               celStatusOk);
     std::vector<float> last;
     Reduce<F>::run(ch, src.data() + sLast, sgn * sStep, want.data() + dLast, sgn * dStep, W, H, mode, noise, levels,
@@ -248,21 +261,6 @@ TYPED_TEST(ReduceBits, EveryModeMatchesTheModel) {
                 }
     // rows wider than the noise tables: the position index wraps
     for (int mode : {1, 3, 4}) check<TypeParam>(C3, 1100, 3, mode, 60, 6, 77 + mode);
-}
-
-// A step that is no multiple of the element size loses its remainder.
-TEST(ReduceBitsSteps, RemainderOfAStepIsDropped) {
-    const int W = 9, H = 4;
-    const auto src = samples<uint16_t>(size_t(W + 3) * H, 5);
-    std::vector<uint16_t> a(size_t(W + 5) * H, 1), b(a);
-    std::vector<uint8_t> scratch(scratchSize(C1, W, 0, 2));
-    for (int mode : {1, 2}) {
-        for (int odd : {0, 1})
-            ASSERT_EQ(celiReduceBits_16u_C1R(src.data(), 2 * (W + 3) + odd, (odd ? b : a).data(), 2 * (W + 5) + odd,
-                                             {W, H}, 0, CelDitherMode(mode), 9, scratch.data()),
-                      celStatusOk);
-        EXPECT_EQ(a, b);
-    }
 }
 
 // ---- Worked values -----------------------------------------------------------------
@@ -421,5 +419,265 @@ TEST(ReduceBitsChecks, ScratchIsNeededForNoiseAndErrorDiffusionOnly) {
         }
     for (int16_t v : fdst) ASSERT_EQ(v, 0x1234);
 }
+
+// ==== Whole input spaces without dither =======================================
+// The path without dither on whole input spaces: every 8- and 16-bit source
+// value for every byte level count (a spread for 16-bit destinations), every
+// float near each grid and half-grid point and the special values, through
+// the sixteen-wide body, the groups of four and the tail.
+namespace sweep {
+// 16 + 16 + 4 + 4 + 2 elements a row: two sixteen-wide steps, two groups
+// of four and a tail of two (C3: 14 pixels).
+constexpr int kRow = 42;
+
+// Runs `samples` through the C1 and C3 forms as rows of kRow elements and
+// fails at the first mismatch.
+template <class F>
+void sweep(const std::vector<typename F::Src>& samples, int levels) {
+    using S = typename F::Src;
+    using D = typename F::Dst;
+    const size_t n = samples.size();
+    std::vector<int> want(n);
+    for (size_t i = 0; i < n; ++i) want[i] = F::plain(samples[i], float(levels - 1));
+    for (Ch ch : {C1, C3}) {
+        const int w = kRow / stride(ch), per = w * stride(ch), rows = int((n + per - 1) / per);
+        std::vector<S> src(size_t(rows) * per);
+        for (size_t i = 0; i < src.size(); ++i) src[i] = samples[i % n];
+        std::vector<D> dst(src.size() + 1, D(0x5A));
+        ASSERT_EQ(call<F>(ch, src.data(), per * int(sizeof(S)), dst.data(), per * int(sizeof(D)), {w, rows}, 0, 0,
+                          levels, nullptr),
+                  celStatusOk);
+        for (size_t i = 0; i < src.size(); ++i)
+            if (int(dst[i]) != want[i % n])
+                FAIL() << kChNames[ch] << " levels " << levels << " element " << i << " got " << int(dst[i])
+                       << " want " << want[i % n];
+        ASSERT_EQ(dst.back(), D(0x5A)) << "wrote past the image";
+    }
+}
+
+template <class S>
+std::vector<S> everyValue() {
+    std::vector<S> v;
+    for (int64_t i = std::numeric_limits<S>::min(); i <= std::numeric_limits<S>::max(); ++i) v.push_back(S(i));
+    return v;
+}
+
+std::vector<int> byteLevels() {
+    std::vector<int> v;
+    for (int l = 2; l <= 256; ++l) v.push_back(l);
+    return v;
+}
+template <class F>
+void sweepLevels(const std::vector<int>& levelList) {
+    const auto values = everyValue<typename F::Src>();
+    for (int levels : levelList) {
+        sweep<F>(values, levels);
+        if (::testing::Test::HasFatalFailure()) return;
+    }
+}
+
+TEST(ReduceBitsSweep, EveryByteForEveryLevelCount) { sweepLevels<F8u>(byteLevels()); }
+TEST(ReduceBitsSweep, Every16uValueToBytesForEveryLevelCount) { sweepLevels<F16u8u>(byteLevels()); }
+TEST(ReduceBitsSweep, Every16sValueToBytesForEveryLevelCount) { sweepLevels<F16s8u>(byteLevels()); }
+TEST(ReduceBitsSweep, Every16bitValueTo16bitForSpreadLevelCounts) {
+    sweepLevels<F16u>({2, 3, 17, 256, 257, 1000, 1024, 4096, 40000, 65535, 65536});
+    sweepLevels<F16s>({2, 3, 17, 256, 257, 1000, 1024, 4096, 40000, 65535, 65536});
+}
+
+// Floats within 40 steps of each grid point k / L and half-grid point
+// (k + 0.5) / L for k in -1 .. L + 1 and of the points where L * x or the
+// byte scaling leaves the 32-bit integers, and the special values.
+std::vector<float> floatsNearGrid(int L) {
+    using lim = std::numeric_limits<float>;
+    std::vector<float> v = {0.0f, -0.0f, lim::infinity(), -lim::infinity(), lim::quiet_NaN(), -lim::quiet_NaN(),
+                            lim::denorm_min(), -lim::denorm_min(), lim::max(), -lim::max(), 3e9f, -3e9f, 1e5f, -1e5f};
+    std::vector<float> centres = {2147483648.0f / float(L), -2147483648.0f / float(L), 2147483648.0f / 255.0f};
+    for (int k = -1; k <= L + 1; ++k) centres.push_back(float(k) / float(L)), centres.push_back((float(k) + 0.5f) / float(L));
+    for (float c : centres) {
+        float f = c;
+        for (int i = 0; i < 40; ++i) f = std::nextafter(f, -lim::infinity());
+        for (int i = 0; i < 81; ++i, f = std::nextafter(f, lim::infinity())) v.push_back(f);
+    }
+    return v;
+}
+
+TEST(ReduceBitsSweep, FloatsAroundEveryGridPointToBytesForEveryLevelCount) {
+    for (int levels : byteLevels()) {
+        sweep<F32f8u>(floatsNearGrid(levels - 1), levels);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(ReduceBitsSweep, FloatsAroundEveryGridPointTo16bitForSpreadLevelCounts) {
+    for (int levels : {2, 3, 256, 1000, 4096}) {
+        sweep<F32f16u>(floatsNearGrid(levels - 1), levels);
+        sweep<F32f16s>(floatsNearGrid(levels - 1), levels);
+    }
+}
+
+}  // namespace sweep
+
+// ==== One-bit output ==========================================================
+// One-bit output (celiReduceBits_8u1u_C1R): both modes against a model
+// (threshold; integer Stucki on a plain error array) at every bit offset and
+// width class, both step signs, the bits and bytes around the region; the
+// whole (sample, threshold) space of mode 0; worked cases; the scratch.
+namespace onebit {
+// Bits of the region, row by row, first pixel first.
+std::vector<uint8_t> modelBits(const std::vector<uint8_t>& src, int w, int h, int mode, uint8_t threshold) {
+    std::vector<uint8_t> bits(size_t(w) * h);
+    std::vector<int64_t> err(size_t(w) * h, 0);
+    auto e = [&](int y, int x) -> int64_t { return (y < 0 || x < 0 || x >= w) ? 0 : err[size_t(y) * w + x]; };
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const int s = src[size_t(y) * w + x];
+            if (mode == 0) {
+                bits[size_t(y) * w + x] = s > threshold;
+                continue;
+            }
+            const int64_t sum = e(y - 2, x - 2) + e(y - 2, x + 2) + 8 * (e(y - 1, x) + e(y, x - 1)) +
+                                4 * (e(y - 2, x) + e(y - 1, x - 1) + e(y - 1, x + 1) + e(y, x - 2)) +
+                                2 * (e(y - 2, x - 1) + e(y - 2, x + 1) + e(y - 1, x - 2) + e(y - 1, x + 2));
+            const int64_t a = (int64_t(s) << 13) + sum * 23;
+            int64_t q = a >> 10;
+            const bool set = a > int64_t(threshold) * 8192;
+            if (set) q -= 2047;
+            err[size_t(y) * w + x] = q;
+            bits[size_t(y) * w + x] = set;
+        }
+    return bits;
+}
+
+// The destination row after placing `bits` at bit offset o (0..7) over `old`.
+void modelPlace(uint8_t* row, const uint8_t* bits, int w, int o) {
+    for (int i = 0; i < w; ++i) {
+        const int pos = o + i;
+        const uint8_t m = uint8_t(128 >> (pos & 7));
+        row[pos >> 3] = bits[i] ? (row[pos >> 3] | m) : (row[pos >> 3] & ~m);
+    }
+    if (o != 0 && w < 8 - o) row[0] &= uint8_t(~((1u << (8 - o - w)) - 1u));  // head byte's rest cleared
+}
+
+struct Run {
+    int w, h, offset, mode;
+    uint8_t threshold;
+    bool negSrc, negDst;
+    int srcShift;
+};
+
+// Runs one call over src (w x h, tight rows; rows given bottom-up with
+// negative steps) and compares every byte of the destination region and its guards.
+void check(const Run& r, const std::vector<uint8_t>& src) {
+    const int o = r.offset & 7, rowBytes = (o + r.w + 7) / 8;
+    ImageBuffer in(r.w + r.srcShift, r.h), out(rowBytes, r.h);
+    const auto image = [&](bool neg, int y) { return neg ? r.h - 1 - y : y; };  // image row of model row y
+    for (int y = 0; y < r.h; ++y)
+        std::copy_n(&src[size_t(y) * r.w], r.w, in.row(image(r.negSrc, y)) + r.srcShift);
+    out.randomize(uint32_t(r.w * 131 + r.h * 7 + r.offset));
+    std::vector<uint8_t> want(size_t(rowBytes) * r.h);
+    const auto bits = modelBits(src, r.w, r.h, r.mode, r.threshold);
+    for (int y = 0; y < r.h; ++y) {
+        std::copy_n(out.row(image(r.negDst, y)), rowBytes, &want[size_t(y) * rowBytes]);
+        modelPlace(&want[size_t(y) * rowBytes], &bits[size_t(y) * r.w], r.w, o);
+    }
+    int scratchSize = 0;
+    ASSERT_EQ(celiReduceBitsGetBufferSize(1, {r.w, r.h}, 0, celDitherStucki, &scratchSize), celStatusOk);
+    std::vector<uint8_t> scratch(size_t(scratchSize) + 1, 0x77);
+    ASSERT_EQ(celiReduceBits_8u1u_C1R((r.negSrc ? in.lastRow() : in.data()) + r.srcShift,
+                                      r.negSrc ? -in.step() : in.step(), r.negDst ? out.lastRow() : out.data(),
+                                      r.negDst ? -out.step() : out.step(), r.offset, {r.w, r.h}, 12345, -1,
+                                      CelDitherMode(r.mode), r.threshold, scratch.data() + 1),
+              celStatusOk);
+    ASSERT_TRUE(out.intact()) << "bytes around the rows written, w " << r.w << " offset " << r.offset;
+    for (int y = 0; y < r.h; ++y)
+        for (int k = 0; k < rowBytes; ++k)
+            ASSERT_EQ(int(out.row(image(r.negDst, y))[k]), int(want[size_t(y) * rowBytes + k]))
+                << "mode " << r.mode << " threshold " << int(r.threshold) << " w " << r.w << " h " << r.h
+                << " offset " << r.offset << " row " << y << " byte " << k;
+}
+
+TEST(OneBit, BothModesMatchTheModelAtEveryOffsetAndWidth) {
+    uint32_t seed = 1;
+    const int widths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 15, 16, 17, 23, 31, 32, 33, 40, 47, 48, 63, 64, 65, 100};
+    for (int mode : {0, 3})
+        for (int offset = 0; offset < 16; ++offset)
+            for (int w : widths)
+                for (int h : {1, 2, 3, 7}) {
+                    const bool negSrc = (w + offset) % 3 == 0, negDst = (w + offset) % 4 == 1;
+                    const int t0[] = {0, 1, 127, 254, 255}, t3[] = {0, 128, 200};
+                    const uint8_t t = uint8_t(mode == 0 ? t0[seed % 5] : t3[seed % 3]);
+                    std::mt19937 rng(seed);
+                    std::vector<uint8_t> src(size_t(w) * h);  // grays near the middle, or anything
+                    for (auto& b : src) b = mode == 3 && seed % 2 ? uint8_t(96 + rng() % 64) : uint8_t(rng());
+                    check({w, h, offset, mode, t, negSrc, negDst, int(seed % 4)}, src);
+                    if (HasFatalFailure()) return;
+                    ++seed;
+                }
+}
+
+// Every sample against every threshold, each sample once in the 32-sample
+// body, once in the 16-sample body and once in the byte tail.
+TEST(OneBit, ThresholdSweepOfTheWholeInputSpace) {
+    const int w = 256 + 16 + 13;
+    std::vector<uint8_t> src(size_t(w) * 2);
+    for (int i = 0; i < w; ++i) src[i] = uint8_t(i), src[w + i] = uint8_t(i + 13);
+    for (int t = 0; t < 256; ++t)
+        for (int offset : {0, 5}) check({w, 2, offset, 0, uint8_t(t), false, false, 0}, src);
+}
+
+// Worked cases without dither, one row into two bytes: placement at a bit
+// offset (the head byte's other bits kept before and cleared after the
+// region, nothing after it), offsets taken modulo 8, the strict threshold.
+TEST(OneBitWorked, PlacementAndStrictThreshold) {
+    const struct {
+        int w, offset;
+        uint8_t old[2];
+        std::vector<uint8_t> src;
+        uint8_t threshold, want[2];
+    } cases[] = {
+        {2, 3, {0xFF, 0xFF}, {255, 0}, 127, {0xE0 | 0x10, 0xFF}},  // bits 16, 8; 128, 64, 32 kept; 4, 2, 1 cleared
+        {2, 3, {0x00, 0x00}, {0, 255}, 127, {0x08, 0x00}},
+        {2, 11, {0xFF, 0xFF}, {255, 0}, 127, {0xF0, 0xFF}},  // 11 acts as 3, at the same byte
+        {5, 3, {0xAA, 0x5C}, {0, 255, 0, 255, 255}, 127, {0xA0 | 0x0B, 0x5C}},
+        {12, 0, {0x33, 0x3C}, {255, 0, 255, 0, 255, 0, 255, 0, 255, 255, 0, 0}, 0, {0xAA, 0xC0 | 0x0C}},
+        {1, 0, {0x00, 0x00}, {255}, 255, {0x00, 0x00}},
+        {1, 0, {0x00, 0x00}, {255}, 254, {0x80, 0x00}},
+    };
+    for (const auto& c : cases) {
+        uint8_t d[2] = {c.old[0], c.old[1]};
+        ASSERT_EQ(celiReduceBits_8u1u_C1R(c.src.data(), c.w, d, 2, c.offset, {c.w, 1}, 0, 0, celDitherOff, c.threshold,
+                                          nullptr),
+                  celStatusOk);
+        EXPECT_EQ(d[0], c.want[0]) << &c - cases;
+        EXPECT_EQ(d[1], c.want[1]) << &c - cases;
+    }
+}
+
+// Flat 128 at threshold 128 under Stucki: a of the first pixel is 128 * 8192, not above.
+TEST(OneBitWorked, FirstStuckiPixel) {
+    std::vector<uint8_t> flat(8, 128), scratch(4 * (3 * 8 + 12) + 64);
+    uint8_t d = 0xFF;
+    ASSERT_EQ(celiReduceBits_8u1u_C1R(flat.data(), 8, &d, 1, 0, {8, 1}, 0, 0, celDitherStucki, 128, scratch.data()),
+              celStatusOk);
+    EXPECT_EQ(d & 0x80, 0);
+}
+
+// ---- The scratch ---------------------------------------------------------------------------
+// Statuses and their order otherwise (pointers, size, bit offset, mode):
+// the robustness table's row (tests/robust), which always passes the scratch.
+TEST(OneBitStatus, ScratchOnlyForStucki) {
+    const uint8_t src[16] = {200, 10, 200, 10};
+    uint8_t dst[4] = {0x5A, 0x5A, 0x5A, 0x5A}, scratch[256];
+    auto call = [&](int mode, uint8_t* sc) {
+        return celiReduceBits_8u1u_C1R(src, 16, dst, 4, 0, {4, 1}, 0, 0, CelDitherMode(mode), 100, sc);
+    };
+    EXPECT_EQ(call(3, nullptr), celStatusNullPointer);
+    for (uint8_t b : dst) EXPECT_EQ(b, 0x5A);
+    EXPECT_EQ(call(0, nullptr), celStatusOk);  // mode 0 needs no scratch
+    EXPECT_EQ(dst[0], 0xA0 | 0x0A);
+    EXPECT_EQ(call(3, scratch), celStatusOk);
+}
+
+}  // namespace onebit
 
 }  // namespace

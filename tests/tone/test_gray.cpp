@@ -138,25 +138,22 @@ TEST(Gray8u, SumsEitherSideOf32704) {
     }
 }
 
+// White through the fixed weights and red's (body and tail); (1, 1, 0) on
+// (255, 255, 0): the body turns black, the scalar rule wraps to 254.
 TEST(Gray8u, WorkedValues) {
-    const std::vector<uint8_t> whiteRow(24, 255);
-    const uint8_t* white = whiteRow.data();
-    uint8_t out[8];
-    ASSERT_EQ(celiRGBToGray_8u_C3C1R(white, 24, out, 8, {8, 1}), celStatusOk);
-    EXPECT_EQ(out[0], 255);
-    ASSERT_EQ(celiRGBToGray_8u_C3C1R(white, 3, out, 1, {1, 1}), celStatusOk);
-    EXPECT_EQ(out[0], 255);
-    const float red[3] = {1.0f, 0.0f, 0.0f};
-    ASSERT_EQ(celiColorToGray_8u_C3C1R(white, 24, out, 8, {8, 1}, red), celStatusOk);
-    EXPECT_EQ(out[0], 255);
-    // (1, 1, 0) on (255, 255, 0): the body turns black, the scalar rule wraps to 254
-    uint8_t yellow[24];
-    for (int i = 0; i < 8; ++i) yellow[3 * i] = 255, yellow[3 * i + 1] = 255, yellow[3 * i + 2] = 0;
-    const float over[3] = {1.0f, 1.0f, 0.0f};
-    ASSERT_EQ(celiColorToGray_8u_C3C1R(yellow, 24, out, 8, {8, 1}, over), celStatusOk);
-    EXPECT_EQ(out[0], 0);
-    ASSERT_EQ(celiColorToGray_8u_C3C1R(yellow, 3, out, 1, {1, 1}, over), celStatusOk);
-    EXPECT_EQ(out[0], 254);
+    const float red[3] = {1.0f, 0.0f, 0.0f}, over[3] = {1.0f, 1.0f, 0.0f};
+    const struct {
+        uint8_t rgb[3];
+        const float* c;
+        int w, want;
+    } cases[] = {{{255, 255, 255}, nullptr, 8, 255}, {{255, 255, 255}, nullptr, 1, 255}, {{255, 255, 255}, red, 8, 255},
+                 {{255, 255, 0}, over, 8, 0},        {{255, 255, 0}, over, 1, 254}};
+    for (const auto& k : cases) {
+        uint8_t src[24], out[8];
+        for (int i = 0; i < 24; ++i) src[i] = k.rgb[i % 3];
+        ASSERT_EQ(gray<uint8_t>(false, k.c == nullptr, src, out, k.w, {k.w, 1}, k.c), celStatusOk);
+        EXPECT_EQ(out[0], k.want) << &k - cases;
+    }
 }
 
 // ---- 16-bit and float models ----------------------------------------------------------------------
@@ -166,11 +163,12 @@ float dotF(const float* w, float r, float g, float b) {
     return s + p2;
 }
 
-// The 16-bit forms, their default weights and the caller's: the float
-// dot product rounded to nearest (signed samples offset by 32768); the
-// tail keeps the low 16 bits of a negative result (checked there alone).
-TEST(Gray16, MatchesModelInRangeAndTailWithNegativeWeights) {
-    const float mine[3] = {0.25f, 0.5f, 0.25f}, neg[3] = {-0.5f, 0.2f, 0.1f};
+// The 16-bit forms, their default weights and the caller's: the float dot
+// product rounded to nearest (signed samples offset by 32768); the tail
+// keeps the low 16 bits of a negative result (checked there alone).  The
+// 32f forms: the dot product itself.
+TEST(Gray16And32f, MatchModelInRangeAndTailWithNegativeWeights) {
+    const float mine[3] = {0.25f, 0.5f, 0.25f}, neg[3] = {-0.5f, 0.2f, 0.1f}, mine32[3] = {0.3f, -0.7f, 1.9f};
     uint32_t seed = 50;
     const auto run = [&](auto zero, bool ac4, int w, int h, const float* c, bool fixed, bool tailOnly) {
         using T = decltype(zero);
@@ -178,26 +176,17 @@ TEST(Gray16, MatchesModelInRangeAndTailWithNegativeWeights) {
         const float* wt = fixed ? kDef : c;
         checkGray<T>(ac4, w, h, c, fixed, seed++, [&](int x, const T* p, T& e) {
             const float f = dotF(wt, float(p[0] + off), float(p[1] + off), float(p[2] + off));
-            e = T(static_cast<uint32_t>(static_cast<int32_t>(std::nearbyint(f)) - off));
+            if constexpr (std::is_same_v<T, float>) e = f;
+            else e = T(static_cast<uint32_t>(static_cast<int32_t>(std::nearbyint(f)) - off));
             return !tailOnly || x >= w - w % 4;
         });
     };
     for (bool ac4 : {false, true})
-        for (int w : {1, 3, 4, 5, 7, 8, 9, 12, 15, 17, 33, 100})
-            for (bool fixed : {true, false}) run(uint16_t(), ac4, w, 2, mine, fixed, false), run(int16_t(), ac4, w, 2, mine, fixed, false);
-    for (int w : {1, 2, 3, 7}) run(uint16_t(), false, w, 1, neg, false, true), run(int16_t(), false, w, 1, neg, false, true);
-}
-
-TEST(Gray32f, MatchesModel) {
-    const float mine[3] = {0.3f, -0.7f, 1.9f};
-    uint32_t seed = 8;
-    for (bool ac4 : {false, true})
-        for (int w : {1, 3, 4, 5, 8, 11})
+        for (int w : {1, 3, 4, 5, 7, 8, 9, 11, 12, 15, 17, 33, 100})
             for (bool fixed : {true, false})
-                checkGray<float>(ac4, w, 2, mine, fixed, seed++, [&](int, const float* p, float& e) {
-                    e = dotF(fixed ? kDef : mine, p[0], p[1], p[2]);
-                    return true;
-                });
+                run(uint16_t(), ac4, w, 2, mine, fixed, false), run(int16_t(), ac4, w, 2, mine, fixed, false),
+                    run(0.0f, ac4, w, 2, mine32, fixed, false);
+    for (int w : {1, 2, 3, 7}) run(uint16_t(), false, w, 1, neg, false, true), run(int16_t(), false, w, 1, neg, false, true);
 }
 
 // ---- 64f ---------------------------------------------------------------------------------------
