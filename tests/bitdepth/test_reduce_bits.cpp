@@ -9,15 +9,19 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "celcc.h"
 #include "common/image_buffer.h"
+#include "common/model_canvas.h"
 #include "common/reduce_bits_model.h"
 
 namespace {
 
 using namespace rbmodel;
+using celtest::Canvas;
+using celtest::checkCanvas;
 using celtest::ImageBuffer;
 
 // ==== Every form and mode =====================================================
@@ -174,51 +178,51 @@ const float* errorRows(const uint8_t* scratch, int noise) {
     return reinterpret_cast<const float*>(base + (noise ? 6256 : 0));
 }
 
-// One configuration: the library against the model, element by element,
-// with canaries after each row, AC4 alpha, the bytes around the scratch
-// block and (diffusion) the last error row in the scratch bit for bit: the
-// order of additions shows there long before it flips an output.  `flip`
-// runs both images bottom-up with negative steps.
+// One configuration: the library against the model, element by element, on
+// a canvas around the region, AC4 alpha, the bytes around the scratch block
+// and (diffusion) the last error row in the scratch bit for bit: the order
+// of additions shows there long before it flips an output.  `flip` runs both
+// images bottom-up with negative steps.
 template <class F>
 void check(Ch ch, int W, int H, int mode, int noise, int levels, uint32_t seed, bool flip = false) {
     using S = typename F::Src;
     using D = typename F::Dst;
-    const int E = stride(ch), sStep = W * E + 2, dStep = W * E + 3;
+    const int E = stride(ch), sStep = W * E + 2;
     const auto src = samples<S>(size_t(sStep) * H, seed);
-    std::vector<D> got(size_t(dStep) * H, static_cast<D>(0x5A)), want(got);
     // the scratch, at every alignment, with NaN bytes inside and canaries around
     const int size = scratchSize(ch, W, noise, mode), lead = 64 + int(seed % 64);
     std::vector<uint8_t> block(size_t(lead) + size + 64, 0xFF);
     std::fill(block.begin(), block.begin() + lead, 0xC3);
     std::fill(block.begin() + lead + size, block.end(), 0xC3);
-    const size_t sLast = flip ? size_t(H - 1) * sStep : 0, dLast = flip ? size_t(H - 1) * dStep : 0;
+    const S* s0 = src.data() + (flip ? size_t(H - 1) * sStep : 0);
     const int sgn = flip ? -1 : 1;
     // the diffusions and the ordered dither but for C4 drop the remainder of
     // a step that is no multiple of the element size
     const bool drops = !flip && ((mode >= 1 && mode <= 3) || (mode == 4 && ch != C4));
     const int rs = drops ? int(seed % sizeof(S)) : 0, rd = drops ? int(seed / 2 % sizeof(D)) : 0;
-    ASSERT_EQ(call<F>(ch, src.data() + sLast, sgn * sStep * int(sizeof(S)) + rs, got.data() + dLast,
-                      sgn * dStep * int(sizeof(D)) + rd, {W, H}, noise, mode, levels, block.data() + lead),
-              celStatusOk);
+    const std::string where = std::string(kChNames[ch]) + " mode " + std::to_string(mode) + " noise " +
+                              std::to_string(noise) + " levels " + std::to_string(levels) + " " + std::to_string(W) +
+                              "x" + std::to_string(H);
     std::vector<float> last;
-    Reduce<F>::run(ch, src.data() + sLast, sgn * sStep, want.data() + dLast, sgn * dStep, W, H, mode, noise, levels,
-                   &last);
-    const auto where = [&] {
-        return std::string(kChNames[ch]) + " mode " + std::to_string(mode) + " noise " + std::to_string(noise) +
-               " levels " + std::to_string(levels) + " " + std::to_string(W) + "x" + std::to_string(H) +
-               (flip ? " flipped" : "");
-    };
-    for (size_t i = 0; i < got.size(); ++i)
-        if (got[i] != want[i])
-            FAIL() << where() << ": element " << i % dStep << " of row " << i / dStep << ": expected "
-                   << double(want[i]) << ", got " << double(got[i]);
+    Canvas<D> dst(E, W, H, 1, seed, flip);
+    checkCanvas(
+        dst,
+        [&](Canvas<D>& d) {
+            return call<F>(ch, s0, sgn * sStep * int(sizeof(S)) + rs, d.base(), int(d.step()) + rd, {W, H}, noise,
+                           mode, levels, block.data() + lead);
+        },
+        [&](Canvas<D>& e) {
+            Reduce<F>::run(ch, s0, sgn * sStep, e.base(), e.step() / int(sizeof(D)), W, H, mode, noise, levels, &last);
+        },
+        where);
+    if (::testing::Test::HasFatalFailure()) return;
     if (mode >= 1 && mode <= 3) {
         const float* rows = errorRows(block.data() + lead, noise);
         const int rowLen = mode == 1 ? W + 2 : W + 4, guard = mode == 1 ? 1 : 2;
         bool found = false;
         for (int r = 0; r < (mode == 1 ? 2 : 3); ++r)
             found |= std::memcmp(rows + r * rowLen + guard, last.data(), 4 * size_t(W)) == 0;
-        ASSERT_TRUE(found) << where() << ": the error rows differ from the model's";
+        ASSERT_TRUE(found) << where << ": the error rows differ from the model's";
     }
     for (int i = 0; i < lead; ++i) ASSERT_EQ(block[i], 0xC3) << "scratch written before its start";
     for (size_t i = size_t(lead) + size; i < block.size(); ++i) ASSERT_EQ(block[i], 0xC3) << "scratch overrun";
@@ -568,32 +572,27 @@ struct Run {
 // Runs one call over src (w x h, tight rows; rows given bottom-up with
 // negative steps) and compares every byte of the destination region and its guards.
 void check(const Run& r, const std::vector<uint8_t>& src) {
-    const int o = r.offset & 7, rowBytes = (o + r.w + 7) / 8;
-    ImageBuffer in(r.w + r.srcShift, r.h), out(rowBytes, r.h);
-    const auto image = [&](bool neg, int y) { return neg ? r.h - 1 - y : y; };  // image row of model row y
+    const int o = r.offset & 7;
+    ImageBuffer in(r.w + r.srcShift, r.h);
     for (int y = 0; y < r.h; ++y)
-        std::copy_n(&src[size_t(y) * r.w], r.w, in.row(image(r.negSrc, y)) + r.srcShift);
-    out.randomize(uint32_t(r.w * 131 + r.h * 7 + r.offset));
-    std::vector<uint8_t> want(size_t(rowBytes) * r.h);
+        std::copy_n(&src[size_t(y) * r.w], r.w, in.row(r.negSrc ? r.h - 1 - y : y) + r.srcShift);
     const auto bits = modelBits(src, r.w, r.h, r.mode, r.threshold);
-    for (int y = 0; y < r.h; ++y) {
-        std::copy_n(out.row(image(r.negDst, y)), rowBytes, &want[size_t(y) * rowBytes]);
-        modelPlace(&want[size_t(y) * rowBytes], &bits[size_t(y) * r.w], r.w, o);
-    }
     int scratchSize = 0;
     ASSERT_EQ(celiReduceBitsGetBufferSize(1, {r.w, r.h}, 0, celDitherStucki, &scratchSize), celStatusOk);
     std::vector<uint8_t> scratch(size_t(scratchSize) + 1, 0x77);
-    ASSERT_EQ(celiReduceBits_8u1u_C1R((r.negSrc ? in.lastRow() : in.data()) + r.srcShift,
-                                      r.negSrc ? -in.step() : in.step(), r.negDst ? out.lastRow() : out.data(),
-                                      r.negDst ? -out.step() : out.step(), r.offset, {r.w, r.h}, 12345, -1,
-                                      CelDitherMode(r.mode), r.threshold, scratch.data() + 1),
-              celStatusOk);
-    ASSERT_TRUE(out.intact()) << "bytes around the rows written, w " << r.w << " offset " << r.offset;
-    for (int y = 0; y < r.h; ++y)
-        for (int k = 0; k < rowBytes; ++k)
-            ASSERT_EQ(int(out.row(image(r.negDst, y))[k]), int(want[size_t(y) * rowBytes + k]))
-                << "mode " << r.mode << " threshold " << int(r.threshold) << " w " << r.w << " h " << r.h
-                << " offset " << r.offset << " row " << y << " byte " << k;
+    Canvas<uint8_t> out((o + r.w + 7) / 8, 1, r.h, 4, uint32_t(r.w * 131 + r.h * 7 + r.offset), r.negDst);
+    checkCanvas(
+        out,
+        [&](Canvas<uint8_t>& d) {
+            return celiReduceBits_8u1u_C1R((r.negSrc ? in.lastRow() : in.data()) + r.srcShift,
+                                           r.negSrc ? -in.step() : in.step(), d.base(), int(d.step()), r.offset,
+                                           {r.w, r.h}, 12345, -1, CelDitherMode(r.mode), r.threshold, scratch.data() + 1);
+        },
+        [&](Canvas<uint8_t>& e) {
+            for (int y = 0; y < r.h; ++y) modelPlace(e.at(y, 0), &bits[size_t(y) * r.w], r.w, o);
+        },
+        "mode " + std::to_string(r.mode) + " threshold " + std::to_string(r.threshold) + " w " + std::to_string(r.w) +
+            " h " + std::to_string(r.h) + " offset " + std::to_string(r.offset));
 }
 
 TEST(OneBit, BothModesMatchTheModelAtEveryOffsetAndWidth) {

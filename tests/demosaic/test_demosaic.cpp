@@ -20,10 +20,14 @@
 #include <vector>
 
 #include "celcc.h"
+#include "common/model_canvas.h"
 
 namespace {
 
-// ==== Shared: grids, raw frames, destination canvases =====================
+using celtest::Canvas;
+using celtest::checkCanvas;
+
+// ==== Shared: grids and raw frames (destination canvases: common/model_canvas.h)
 
 // Colours of the top-left 2x2 block per CelBayerGrid: 0 R, 1 G, 2 B.
 inline const int kGrid[4][2][2] = {{{2, 1}, {1, 0}}, {{0, 1}, {1, 2}}, {{1, 2}, {0, 1}}, {{1, 0}, {2, 1}}};
@@ -100,48 +104,6 @@ struct Frame {
     int at(int r, int c) const { return origin()[ptrdiff_t(r) * (flip ? -stepElems : stepElems) + c]; }
     void set(int r, int c, int v) { origin()[ptrdiff_t(r) * (flip ? -stepElems : stepElems) + c] = static_cast<T>(v); }
 };
-
-// A destination canvas: w x h pixels of n samples with `margin` pixels all
-// round, random before the call.  `flip` hands the region to the library
-// bottom-up: base() is its first row and step() negative.
-template <class T>
-struct Canvas {
-    int n;
-    int64_t width, height, margin;
-    bool flip;
-    std::vector<T> mem;
-    Canvas(int n_, int64_t w, int64_t h, int64_t m, uint32_t seed, bool flipped = false)
-        : n(n_), width(w), height(h), margin(m), flip(flipped), mem(size_t(n_ * (w + 2 * m) * (h + 2 * m))) {
-        std::mt19937 rng(seed);
-        for (auto& v : mem) v = static_cast<T>(rng());
-    }
-    int64_t stepElems() const { return n * (width + 2 * margin); }
-    // Pixel (row, col) of the region as the library sees it.
-    T* at(int64_t row, int64_t col) {
-        return mem.data() + ((flip ? height - 1 - row : row) + margin) * stepElems() + n * (col + margin);
-    }
-    T* base() { return at(0, 0); }
-    int64_t step() const { return (flip ? -stepElems() : stepElems()) * int64_t(sizeof(T)); }
-};
-
-// Runs call(got) (the library on the canvas) and model(want) (its expected
-// writes on a copy of the canvas as it was), then compares every sample of
-// the region and its margin.
-template <class T, class Call, class Model>
-void checkCanvas(Canvas<T>& got, Call call, Model model, const std::string& what) {
-    Canvas<T> want = got;
-    ASSERT_EQ(call(got), celStatusOk) << what;
-    model(want);
-    for (int64_t row = -got.margin; row < got.height + got.margin; ++row)
-        for (int64_t col = -got.margin; col < got.width + got.margin; ++col)
-            for (int k = 0; k < got.n; ++k)
-                if (got.at(row, col)[k] != want.at(row, col)[k])
-                    FAIL() << what << (got.flip ? " (negative steps)" : "") << ": dst (" << row << "," << col
-                           << ") sample " << k << ": got " << int(got.at(row, col)[k]) << ", want "
-                           << int(want.at(row, col)[k]) << (row < 0 || col < 0 || row >= got.height || col >= got.width
-                                                                ? " (outside the region)"
-                                                                : "");
-}
 
 inline std::string describe(int W, int H, int grid, int64_t x, int64_t y, int64_t w, int64_t h) {
     return "frame " + std::to_string(W) + "x" + std::to_string(H) + " grid " + std::to_string(grid) + " roi (" +
@@ -449,36 +411,26 @@ TYPED_TEST_SUITE(CfaVng, SampleTypes);
 
 // Rectangle widths W - 4 from 1 to 26 hit every residue of the 8- and
 // 4-pixel steps; odd and even heights take the single last row or not;
-// larger frames; every other frame walked with negative steps.
-TYPED_TEST(CfaVng, FullFramesOfEveryGridMatchTheModel) {
-    uint32_t seed = 1;
-    for (int grid = 0; grid < 4; ++grid) {
-        for (int W = 5; W <= 30; ++W, ++seed)
-            check<TypeParam>(W, 5 + (W % 4), Content::Random, grid, {0, 0, W, 5 + (W % 4)}, nullptr, seed, 4, W % 2);
-        check<TypeParam>(77 + grid, 22 + grid, Content::Random, grid, {0, 0, 77 + grid, 22 + grid}, nullptr, 40 + grid);
-    }
-}
-
-// Few distinct values: gradients tie with each other and with the
-// threshold, and the selection is exercised at its boundary.
-TYPED_TEST(CfaVng, TiesFlatsAndEdgesMatchTheModel) {
-    uint32_t seed = 500;
-    for (Content kind : {Content::Tiny, Content::Flat, Content::Edges, Content::Checker, Content::HotPixel})
-        for (int grid = 0; grid < 4; ++grid)
-            for (auto [W, H] : {std::pair{5, 5}, {14, 9}, {31, 12}})
-                check<TypeParam>(W, H, kind, grid, {0, 0, W, H}, nullptr, seed++);
-}
-
-TYPED_TEST(CfaVng, GainsMatchTheModel) {
+// every other one walked with negative steps.  Few distinct values make
+// gradients tie with each other and with the threshold (the selection at
+// its boundary); gains, NaN, negative, zero and huge ones included; larger frames.
+TYPED_TEST(CfaVng, FramesTiesAndGainsMatchTheModel) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float gainSets[][3] = {
         {1.0f, 1.0f, 1.0f}, {2.0f, 0.5f, 1.3f},  {1.0f, 1.0f, 2.0f},  {0.7f, 1.0f, 1.0f},
         {1.0f, nan, 1.0f},  {-1.0f, 1.5f, 0.0f}, {1e10f, 1.0f, 3.3f}, {1.0000001f, 0.25f, 1.75f},
     };
-    uint32_t seed = 900;
-    for (const auto& s : gainSets)
-        for (int grid = 0; grid < 4; ++grid, ++seed)
-            check<TypeParam>(23 + grid, 8 + grid, Content::Random, grid, {0, 0, 23 + grid, 8 + grid}, s, seed);
+    uint32_t seed = 1;
+    for (int grid = 0; grid < 4; ++grid) {
+        for (int W = 5; W <= 30; ++W, ++seed)
+            check<TypeParam>(W, 5 + (W % 4), Content::Random, grid, {0, 0, W, 5 + (W % 4)}, nullptr, seed, 4, W % 2);
+        check<TypeParam>(77 + grid, 22 + grid, Content::Random, grid, {0, 0, 77 + grid, 22 + grid}, nullptr, 40 + grid);
+        for (Content kind : {Content::Tiny, Content::Flat, Content::Edges, Content::Checker, Content::HotPixel})
+            for (auto [W, H] : {std::pair{5, 5}, {14, 9}, {31, 12}})
+                check<TypeParam>(W, H, kind, grid, {0, 0, W, H}, nullptr, 500 + seed++);
+        for (const auto& g : gainSets)
+            check<TypeParam>(23 + grid, 8 + grid, Content::Random, grid, {0, 0, 23 + grid, 8 + grid}, g, 900 + seed++);
+    }
 }
 
 // Regions inside the frame, on its rim, past its end and degenerate ones

@@ -22,11 +22,7 @@ namespace {
 
 using celtest::sameFloat;
 
-// ==== The six layouts =========================================================
-// The six layouts of the colour twist and gamma exports (interleaved C3,
-// AC4 with an alpha left alone, three planes P3; each out of place and in
-// place), a call of any of them, and one check of a form against a model
-// on a random image whose rows sit between guard elements.
+// ==== The six layouts: a call of any of them, one check of a form ============
 enum class Form { C3R, C3IR, AC4R, AC4IR, P3R, IP3R };
 inline const Form kForms[] = {Form::C3R, Form::C3IR, Form::AC4R, Form::AC4IR, Form::P3R, Form::IP3R};
 inline const char* name(Form f) {
