@@ -36,7 +36,6 @@ const float kBayer[4][4] = {{0 / 15.f, 8 / 15.f, 2 / 15.f, 10 / 15.f},
                             {3 / 15.f, 11 / 15.f, 1 / 15.f, 9 / 15.f},
                             {15 / 15.f, 7 / 15.f, 13 / 15.f, 5 / 15.f}};
 
-// ---- Model -------------------------------------------------------------------------
 // The whole picture, channel after channel, each channel's rows top to
 // bottom, left to right; the diffusion's error rows are plain arrays with
 // two zero guards at either end.
@@ -267,7 +266,7 @@ TYPED_TEST(ReduceBits, EveryModeMatchesTheModel) {
     for (int mode : {1, 3, 4}) check<TypeParam>(C3, 1100, 3, mode, 60, 6, 77 + mode);
 }
 
-// ---- Worked values -----------------------------------------------------------------
+// ---- Worked values
 TEST(ReduceBitsWorked, Byte255WithoutDitherFallsTo254ForThirtyEightLevelCounts) {
     std::vector<int> hits;
     for (int L = 1; L <= 255; ++L) {
@@ -356,7 +355,6 @@ TEST(ReduceBitsScratch, LayoutFollowsTheContract) {
     }
 }
 
-// ---- Scratch size -------------------------------------------------------------------
 // 0 without noise or diffusion, 6336 for the noise block, error rows of 2W + 4
 // (Floyd-Steinberg) or 3W + 12 floats; the widest widths wrap as 32-bit
 // counts in unsigned arithmetic (a signed product overflowed there).
@@ -390,7 +388,6 @@ TEST(ReduceBitsBufferSize, SizesPerModeAndWidth) {
 // value of the type and the mode check runs on defined ground.
 static_assert(std::is_same_v<std::underlying_type_t<CelDitherMode>, int32_t>, "CelDitherMode is a 32-bit integer");
 
-// ---- Statuses around the scratch ----------------------------------------------------
 // Noise, levels and size come before the scratch; the scratch is needed for
 // noise and error diffusion only, and its absence writes nothing in any form.
 TEST(ReduceBitsChecks, ScratchIsNeededForNoiseAndErrorDiffusionOnly) {
@@ -661,7 +658,6 @@ TEST(OneBitWorked, FirstStuckiPixel) {
     EXPECT_EQ(d & 0x80, 0);
 }
 
-// ---- The scratch ---------------------------------------------------------------------------
 // Statuses and their order otherwise (pointers, size, bit offset, mode):
 // the robustness table's row (tests/robust), which always passes the scratch.
 TEST(OneBitStatus, ScratchOnlyForStucki) {

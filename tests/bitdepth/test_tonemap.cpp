@@ -121,7 +121,6 @@ CelStatus runFlat(const Form& f, const std::vector<float>& src, int w, std::vect
 INSTANTIATE_TEST_SUITE_P(Forms, ToneMapModel, ::testing::ValuesIn(kForms),
                          [](const auto& i) { return std::string(i.param.name); });
 
-// ---- Worked values and edge images -------------------------------------------------------
 // Each image through one form (2: both): its status and every byte (0xC3:
 // left as it was).
 TEST(ToneMapWorked, Images) {

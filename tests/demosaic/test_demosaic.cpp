@@ -174,29 +174,24 @@ class CfaBilinear : public ::testing::Test {};
 TYPED_TEST_SUITE(CfaBilinear, SampleTypes);
 
 // Full frames from the smallest, every grid, both step signs; values 0..2
-// make ties (dV == dH) frequent, so the tie repair of the vector pass runs everywhere.
-TYPED_TEST(CfaBilinear, FullFramesOfEveryGridMatchTheModel) {
+// make ties (dV == dH) frequent, so the tie repair of the vector pass runs
+// everywhere.  Regions inside, on the rim, reaching beyond the frame
+// (clamped), of every origin parity.
+TYPED_TEST(CfaBilinear, FramesAndRegionsOfEveryGridMatchTheModel) {
+    const CelRect rois[] = {
+        {0, 0, 45, 14}, {3, 3, 20, 5}, {2, 2, 41, 10}, {1, 1, 43, 12}, {5, 4, 17, 3}, {0, 0, 45, 2},
+        {0, 12, 45, 2}, {0, 0, 2, 14}, {43, 0, 2, 14}, {7, 1, 30, 1},  {30, 9, 40, 20}, {44, 13, 1, 1},
+        {2, 2, 1, 1},   {1, 2, 36, 9}, {6, 0, 33, 14},
+    };
     uint32_t seed = 1;
     for (int grid = 0; grid < 4; ++grid) {
         for (auto [W, H] : {std::pair{2, 2}, {3, 3}, {2, 5}, {5, 2}, {4, 4}, {5, 5}, {6, 7}, {21, 9}, {37, 6},
                             {40, 11}, {100, 5}})
             checkRegion<TypeParam>(W, H, grid, {0, 0, W, H}, Content::Random, seed++, (W + grid) % 3 == 0);
         checkRegion<TypeParam>(53, 12, grid, {0, 0, 53, 12}, Content::Tiny, 77 + grid, grid & 1);
-    }
-}
-
-// Regions inside, on the rim, reaching beyond the frame (clamped), of every
-// origin parity.
-TYPED_TEST(CfaBilinear, RegionsInsideAndOnTheRimMatchTheModel) {
-    uint32_t seed = 100;
-    const CelRect rois[] = {
-        {0, 0, 45, 14}, {3, 3, 20, 5}, {2, 2, 41, 10}, {1, 1, 43, 12}, {5, 4, 17, 3}, {0, 0, 45, 2},
-        {0, 12, 45, 2}, {0, 0, 2, 14}, {43, 0, 2, 14}, {7, 1, 30, 1},  {30, 9, 40, 20}, {44, 13, 1, 1},
-        {2, 2, 1, 1},   {1, 2, 36, 9}, {6, 0, 33, 14},
-    };
-    for (int grid = 0; grid < 4; ++grid)
         for (const CelRect& roi : rois)
-            checkRegion<TypeParam>(45, 14, grid, roi, Content::Random, seed++, (roi.x + grid) % 4 == 1);
+            checkRegion<TypeParam>(45, 14, grid, roi, Content::Random, 100 + seed++, (roi.x + grid) % 4 == 1);
+    }
 }
 
 // Worked values.  A vertical edge through red sites: inside the frame green
@@ -232,7 +227,6 @@ static_assert(std::is_same_v<std::underlying_type_t<CelBayerGrid>, int32_t>, "Ce
 // To BGRA: gradients from direction vectors, entries as data, the rim as its
 // copies; every content and gain; 64-bit sizes and steps beyond 32 bits.
 namespace vng {
-// ---- The model -----------------------------------------------------------------
 
 enum { kR = 0, kG = 1, kB = 2 };
 
@@ -452,7 +446,6 @@ TYPED_TEST(CfaVng, RegionsMatchTheModel) {
         }
 }
 
-// ---- Worked values -------------------------------------------
 // A hot red sample at (4, 4) of a flat RGGB frame of 10s, seen from the
 // blue site (5, 5): N, E, S and W each have one term through it (190), SE
 // and NW have it doubled (380), NE and SW none (0).  T = 0 + (380 >> 1) =
@@ -479,7 +472,6 @@ TEST(CfaVngWorked, GainOfTwoOnRedSaturates) {
     for (int i = 0; i < 64; ++i) EXPECT_EQ(std::vector<int>(&dst[4 * i], &dst[4 * i + 4]), (std::vector<int>{200, 200, 255, 0}));
 }
 
-// ---- Steps and sizes beyond 32 bits ------------------------------------------------
 // Steps beyond 2^32 bytes: each row sits in its own page of a large
 // reserved range, so a step cut to 32 bits would read and write elsewhere.
 TEST(CfaVngSteps, StepsBeyondFourGigabytes) {
@@ -551,7 +543,7 @@ TYPED_TEST(CfaVng, SizesOf2To31AndBeyondInOrderAndNothingWritten) {
 // piece's rows, the cut into interior and strips; scratch bounds, odd 16-bit
 // steps.
 namespace ahd {
-// ---- The model, from the formulas ------------------------------------------------
+// ---- The model, from the formulas
 template <class T>
 struct Model {
     const Frame<T>& f;
@@ -661,7 +653,7 @@ struct Model {
     }
 };
 
-// ---- The cut, from the frame's rules ------------------------------------------------
+// ---- The cut, from the frame's rules
 struct Piece {
     int x, y, w, h;
 };
@@ -890,7 +882,6 @@ TEST(AhdWorked, SixteenBitChromaDistanceWraps) {
     checkFrame(f, celBayerBGGR, {0, 0, W, H}, 5);
 }
 
-// ---- The scratch is not tested ------------------------------------------------------
 // Statuses and their order otherwise: the robustness table's rows
 // (tests/robust), which never pass a null scratch.  A null buffer gives the
 // status of the checks behind it, and a region that clamps to nothing

@@ -29,7 +29,7 @@ float fbits(uint32_t b) {
 }
 const float kDef[3] = {fbits(0x3E991687u), fbits(0x3F1645A2u), fbits(0x3DE978D5u)};
 
-// ---- 8u model -------------------------------------------------------------------------------
+// ---- 8u model
 struct Q15 {
     int w[3];
 };
@@ -162,7 +162,7 @@ TEST(Gray8u, WorkedValues) {
     }
 }
 
-// ---- 16-bit and float models ----------------------------------------------------------------------
+// ---- 16-bit and float models
 float dotF(const float* w, float r, float g, float b) {
     volatile float p0 = r * w[0], p1 = g * w[1], p2 = b * w[2];
     volatile float s = p0 + p1;
@@ -195,7 +195,7 @@ TEST(Gray16And32f, MatchModelInRangeAndTailWithNegativeWeights) {
     for (int w : {1, 2, 3, 7}) run(uint16_t(), false, w, 1, neg, false, true), run(int16_t(), false, w, 1, neg, false, true);
 }
 
-// ---- 64f ---------------------------------------------------------------------------------------
+// ---- 64f
 double dotD(const double* w, double r, double g, double b, bool reversed) {
     volatile double p0 = r * w[0], p1 = g * w[1], p2 = b * w[2];
     if (reversed) {
@@ -245,7 +245,6 @@ TEST(Gray64f, NullWeightsTakeTheWidenedDefaults) {
     EXPECT_EQ(f, dotF(kDef, 0.5f, 0.25f, 1.0f));
 }
 
-// ---- Gray -> RGB ------------------------------------------------------------------------------------
 // Each gray sample into three channels, or three and the caller's alpha;
 // nothing after the row.
 template <class T>

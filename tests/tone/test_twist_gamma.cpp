@@ -147,7 +147,7 @@ FormFns<T, const float (*)[4]> twistFns() {
     else return TONE_FORM_FNS(celiColorTwist_32f);
 }
 
-// ---- The model -----------------------------------------------------------------------------------
+// ---- The model
 template <class T>
 constexpr bool kFloat = std::is_same_v<T, float>;
 
@@ -288,7 +288,6 @@ TYPED_TEST(Twist, NullMatrixRefusedFirst) {
         EXPECT_EQ(celiColorTwist_32f_C4R(s4, 16, d4, 16, roi, nullptr), celStatusNullPointer);
 }
 
-// ---- Every 8u input ------------------------------------------------------------------------------
 // All 2^24 colours through the C3, AC4 and planar 8u forms, as tall images
 // of narrow rows: 16 (C3 only) and 4 pixels wide (vector bodies only) and 3
 // wide (the scalar tail alone), with matrices of exact halves (ties both ways),
@@ -336,7 +335,6 @@ TEST(TwistSweep, Every8uInputThroughBodyAndTail) {
     }
 }
 
-// ---- Worked values -----------------------------------------------------------------------------------
 // Halves (0.5, 1.5, 2.5) round to even, 0, 2, 2, in every mode of the caller, which is kept.
 TEST(TwistWorked, HalvesRoundToEvenInEveryMode) {
     const unsigned saved = _mm_getcsr();
@@ -354,7 +352,6 @@ TEST(TwistWorked, HalvesRoundToEvenInEveryMode) {
     }
 }
 
-// ---- The 32f paths ----------------------------------------------------------------------------------
 // One call of a 32f form of n channels (3 or 4) on a w x h image, rows of
 // w * n samples plus `gap`, source and destination `lead` and `dlead`
 // samples past a 16-byte boundary; every sample of the destination against
@@ -418,7 +415,6 @@ TEST(TwistPaths, FourByFour) {
 // whole input space through body and tail against the curve, the float forms
 // bit for bit against a model of each form's recipe (and of the power
 // kernel); worked values; the statuses the robustness rows do not draw.
-// ---- The curve, evaluated here in double -----------------------------------------------------
 // N * f(i/N) (forward) or N * g(i/N) (inverse); the lines exact.
 double curveValue(bool fwd, int n, int i) {
     const double x = double(i) / n;
@@ -444,7 +440,7 @@ auto gammaFns(bool fwd) {
                    : FormFns<T, float, float>TONE_FORM_FNS(celiGammaInv_32f);
 }
 
-// ---- 8u and 16u ---------------------------------------------------------------------------------------
+// ---- 8u and 16u
 template <class T>
 class GammaInt : public ::testing::Test {};
 using IntDepths = ::testing::Types<uint8_t, uint16_t>;
@@ -505,7 +501,6 @@ TEST(GammaWorked, TableEntries) {
     }
 }
 
-// ---- 32f ----------------------------------------------------------------------------------------------
 // The model of one form, from its table: x = s - vMin; the power kernel's
 // base u, the linear test, the two branches, the last step.
 float model32f(bool fwd, Form f, float s, float vMin, float vMax) {
@@ -614,7 +609,6 @@ TEST(GammaWorked, FloatValues) {
     }
 }
 
-// ---- Statuses -------------------------------------------------------------------------------------------
 // With every argument zero the 32f forms answer the range check first.
 #define CEL_FIRST(dir, form) const celtest::FirstCheck first_##dir##form("celiGamma" #dir "_32f_" #form, celStatusBadRange);
 CEL_FIRST(Fwd, C3R) CEL_FIRST(Fwd, C3IR) CEL_FIRST(Fwd, AC4R) CEL_FIRST(Fwd, AC4IR) CEL_FIRST(Fwd, P3R) CEL_FIRST(Fwd, IP3R)
