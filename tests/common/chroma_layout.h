@@ -1,8 +1,9 @@
-// A model of the 8-bit luma-chroma layouts for the chroma layout and sampling
-// tests: an image in one layout (packed C2, two-plane P2, three-plane P3 at
-// 4:2:2, 4:2:0, 4:1:1 or 1620), its buffers with canaries around every row, and
-// the byte that holds a logical sample (Y, Cb or Cr at a luma or chroma
-// position).  The image can be handed to a function through its last row
+// A model of the 8-bit luma-chroma layouts for the chroma layout, sampling
+// and luma-chroma tests: an image in one layout (packed C2, two-plane P2,
+// three-plane P3 at 4:2:2, 4:2:0, 4:1:1 or 1620; or pixels, interleaved C3/C4
+// or three or four full planes), its buffers with canaries around every row,
+// and the byte that holds a logical sample (Y, Cb or Cr at a luma or chroma
+// position; channel c of a pixel).  The image can be handed to a function through its last row
 // with negative steps, or (sources only) through its first row with zero
 // steps; `at` follows the same rows.  `Args` and the adapters of
 // `shapes` hand such images to a function of any of the families' shapes.
@@ -10,27 +11,34 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "celcc.h"
 #include "common/image_buffer.h"
+#include "common/sweep24.h"
 
 namespace celtest {
 
-enum class Samp { S422, S420, S411, S1620 };  // 1620: chroma reduced by 4 both ways
+enum class Samp { S422, S420, S411, S1620, S444 };  // 1620: chroma reduced by 4 both ways
 // Packed orders (YUY2 = Y0 Cb Y1 Cr, UYVY = Cb Y0 Cr Y1, YVYU = Y0 Cr Y1 Cb),
-// planar with the Cb or the Cr plane first, two-plane with Cb or Cr first in a pair.
-enum class Kind { YUY2, UYVY, YVYU, P3CbCr, P3CrCb, P2CbCr, P2CrCb };
+// planar with the Cb or the Cr plane first, two-plane with Cb or Cr first in a pair;
+// pixels of three or four interleaved bytes, or of three or four full planes.
+enum class Kind { YUY2, UYVY, YVYU, P3CbCr, P3CrCb, P2CbCr, P2CrCb, C3, C4, Px3, Px4 };
 // How the function sees the rows: top-down, bottom-up (negative steps), one row (zero steps),
 // top-down with the rows back to back (each step the row's bytes, no guard columns).
 enum class RowWalk { Down, Up, Same, Tight };
 
 inline bool packed(Kind k) { return k == Kind::YUY2 || k == Kind::UYVY || k == Kind::YVYU; }
 inline bool twoPlane(Kind k) { return k == Kind::P2CbCr || k == Kind::P2CrCb; }
-inline int chromaW(Samp s, int w) { return s == Samp::S411 || s == Samp::S1620 ? (w + 3) / 4 : (w + 1) / 2; }
+inline bool pixels(Kind k) { return k >= Kind::C3; }
+inline int chromaW(Samp s, int w) {
+    return s == Samp::S444 ? w : s == Samp::S411 || s == Samp::S1620 ? (w + 3) / 4 : (w + 1) / 2;
+}
 inline int chromaH(Samp s, int h) { return s == Samp::S420 ? (h + 1) / 2 : s == Samp::S1620 ? (h + 3) / 4 : h; }
 
 class ChromaLayout {
@@ -40,6 +48,9 @@ public:
         const int pad = walk == RowWalk::Tight ? 0 : 32;
         if (packed(k)) {
             b.emplace_back(4 * ((w + 1) / 2), h, pad);  // whole pixel pairs
+        } else if (pixels(k)) {
+            for (int i = 0; i < (k == Kind::Px3 ? 3 : k == Kind::Px4 ? 4 : 1); ++i)
+                b.emplace_back(k == Kind::C3 ? 3 * w : k == Kind::C4 ? 4 * w : w, h, pad);
         } else {
             b.emplace_back(w, h, pad);
             if (twoPlane(k)) {
@@ -54,6 +65,8 @@ public:
 
     // Component c (0 Y, 1 Cb, 2 Cr) at luma (x, y) or chroma (x, y) position.
     uint8_t& at(int c, int x, int y) {
+        if (kind == Kind::C3 || kind == Kind::C4) return row(0, y)[(kind == Kind::C3 ? 3 : 4) * x + c];
+        if (pixels(kind)) return row(c, y)[x];
         if (packed(kind)) {
             uint8_t* r = row(0, y) + 4 * (c == 0 ? x / 2 : x);
             const int yoff = kind == Kind::UYVY ? 1 : 0;
@@ -71,9 +84,9 @@ public:
     // What the function is handed for buffer i: its first row and step.
     uint8_t* base(int i) { return walk_ == RowWalk::Up ? b[i].lastRow() : b[i].row(0); }
     int step(int i) const { return walk_ == RowWalk::Up ? -b[i].step() : walk_ == RowWalk::Same ? 0 : b[i].step(); }
-    // Pointer and step arrays of the three planes (null past the last buffer).
-    void planes(uint8_t* p[3], int s[3]) {
-        for (int i = 0; i < 3; ++i) {
+    // Pointer and step arrays of the four planes (null past the last buffer).
+    void planes(uint8_t* p[4], int s[4]) {
+        for (int i = 0; i < 4; ++i) {
             p[i] = i < static_cast<int>(b.size()) ? base(i) : nullptr;
             s[i] = i < static_cast<int>(b.size()) ? step(i) : 0;
         }
@@ -102,10 +115,10 @@ private:
 
 // The pointers and steps handed to a function, whatever its shape.
 struct Args {
-    uint8_t* sp[3];
-    int ss[3];
-    uint8_t* dp[3];
-    int ds[3];
+    uint8_t* sp[4];
+    int ss[4];
+    uint8_t* dp[4];
+    int ds[4];
 };
 
 // The image layouts' pointers and steps, in the order the function takes them.
@@ -200,23 +213,55 @@ void moveSamples(ChromaLayout& s, ChromaLayout& e, From from) {
             for (int x = 0; x < cols; ++x) e.at(c, x, y) = from(c, x, y);
 }
 
-// Runs f at w x h on a random source, its rows and the destination's walked
-// as given: the call returns `want`, the source keeps every byte and the
-// destination, canaries included, equals a copy of itself into which
-// model(source, expected) has written the region (on success).
+// Runs f on s into d: the call returns `want`, the source keeps every byte
+// and the destination, canaries included, equals a copy of itself into which
+// model(source, expected) has written the region (on success).  A failure
+// names the first byte that differs.
+template <class Fn, class Model>
+void expectModelOn(const Fn& f, ChromaLayout& s, ChromaLayout& d, CelStatus want, Model model, const std::string& what) {
+    ChromaLayout e = d;
+    const std::vector<ImageBuffer> src = s.b;
+    if (want >= 0) model(s, e);
+    Args a = argsOf(s, d);
+    const std::string at = std::string(f.name) + " " + what + " " + std::to_string(s.w) + "x" + std::to_string(s.h);
+    ASSERT_EQ(f.call(a, {s.w, s.h}), want) << at;
+    for (size_t i = 0; i < s.b.size(); ++i) ASSERT_TRUE(s.b[i].raw() == src[i].raw()) << at << ": the source changed";
+    for (size_t i = 0; i < d.b.size(); ++i) {
+        const auto &got = d.b[i].raw(), &exp = e.b[i].raw();
+        const size_t k = size_t(std::mismatch(got.begin(), got.end(), exp.begin()).first - got.begin());
+        ASSERT_EQ(k, got.size()) << at << ": buffer " << i << " row " << int(k / d.b[i].step()) - 1 << " byte "
+                                 << int(k % d.b[i].step()) - 32 << " is " << int(got[k]) << ", not " << int(exp[k]);
+    }
+}
+
+// expectModelOn at w x h on a random source, its rows and the destination's
+// walked as given.
 template <class Fn, class Model>
 void expectLayoutModel(const Fn& f, int w, int h, RowWalk srcWalk, RowWalk dstWalk, uint32_t seed, CelStatus want,
                        Model model) {
     ChromaLayout s(f.srcKind, f.srcSamp, w, h, srcWalk), d(f.dstKind, f.dstSamp, w, h, dstWalk);
     s.randomize(seed);
-    ChromaLayout e = d;
-    const auto src = s.snapshot();
-    if (want >= 0) model(s, e);
-    Args a = argsOf(s, d);
-    ASSERT_EQ(f.call(a, {w, h}), want) << f.name << " " << w << "x" << h;
-    ASSERT_EQ(s.snapshot(), src) << f.name;
-    ASSERT_EQ(d.snapshot(), e.snapshot()) << f.name << " " << w << "x" << h << " walks " << int(srcWalk)
-                                          << int(dstWalk);
+    expectModelOn(f, s, d, want, model, "walks " + std::to_string(int(srcWalk)) + std::to_string(int(dstWalk)));
+}
+
+// Every input of three 8-bit channels (common/sweep24.h) as a uniform bw x bh
+// block of pixels of the given kind, `perRow` blocks a row, in chunks of 2^20
+// inputs: check(source) on each chunk.
+template <class Check>
+void sweepBlocks(Kind kind, int perRow, int bw, int bh, Check check) {
+    constexpr int64_t kChunk = int64_t(1) << 20;
+    const int w = perRow * bw, h = int(std::min(kChunk, sweep24Count()) / perRow + 1) * bh;
+    ChromaLayout s(kind, Samp::S444, w, h);
+    for (int64_t first = 0; first < sweep24Count(); first += kChunk) {
+        int v[3];
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                sweep24Input(first + int64_t(y / bh) * perRow + x / bw, v[0], v[1], v[2]);
+                for (int c = 0; c < 3; ++c) s.at(c, x, y) = uint8_t(v[c]);
+            }
+        check(s);
+        if (::testing::Test::HasFatalFailure()) return;
+    }
 }
 
 // expect(w, h, srcWalk, dstWalk, seed) at each size with negative steps on

@@ -1,6 +1,6 @@
-// Reference model of the 8-bit YCbCr -> RGB decoder recipes, written from
-// their formulas, shared by the decoder tests.  Independent of the library's
-// recipe helpers on purpose.
+// Reference models of the 8-bit luma-chroma recipes that map one (Y, Cb, Cr)
+// or (R, G, B) triple to another, written from their formulas, shared by the
+// luma-chroma tests.  Independent of the library's recipe helpers on purpose.
 #pragma once
 
 #include <array>
@@ -11,7 +11,10 @@ namespace celtest::ycc {
 using Rgb = std::array<uint8_t, 3>;
 
 inline int his(int c, int x) { return (c * x) >> 16; }
+inline int hiu(int c, int x) { return int((uint32_t(c) * uint32_t(x)) >> 16); }
+inline int rnd(int c, int x) { return (c * x + 16384) >> 15; }  // Q15 product, rounded
 inline uint8_t sat8(int v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
+inline int sat16(int v) { return v < -32768 ? -32768 : v > 32767 ? 32767 : v; }
 
 inline Rgb narrow(int Y, int Cb, int Cr) {
     const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
@@ -106,6 +109,74 @@ inline Rgb hdtv709Scalar(int Y, int Cb, int Cr) {
     const int yq = Y << 16, cbd = Cb - 128, crd = Cr - 128;
     return {sat8((yq + 100925 * crd + 32768) >> 16), sat8((yq - 11993 * cbd - 30081 * crd + 32768) >> 16),
             sat8((yq + 119013 * cbd + 32768) >> 16)};
+}
+
+// ---- BT.601 encoders, full rate ------------------------------------------------------------
+inline Rgb roundedLane(int R, int G, int B) {
+    const int r = R * 128, g = G * 128, b = B * 128;
+    return {sat8((rnd(4211, r) + rnd(8258, g) + rnd(1606, b) + 1056) >> 6),
+            sat8((rnd(7193, b) - rnd(4768, g) - rnd(2425, r) + 8194) >> 6),
+            sat8((rnd(7193, r) - rnd(6029, g) - rnd(1163, b) + 8194) >> 6)};
+}
+inline Rgb highWord(int R, int G, int B) {
+    const int r = R * 128, g = G * 128, b = B * 128;
+    return {sat8(((hiu(16843, R * 256) + hiu(33030, G * 256) + hiu(6423, B * 256) + 128) >> 8) + 16),
+            sat8(((his(-9699, r) + his(-19071, g) + his(28770, b) + 64) >> 7) + 128),
+            sat8(((his(28770, r) + his(-24117, g) + his(-4653, b) + 64) >> 7) + 128)};
+}
+inline Rgb scalarQ16(int R, int G, int B) {
+    return {uint8_t((16843 * R + 33030 * G + 6423 * B + 1081344) >> 16),
+            uint8_t((-9699 * R - 19071 * G + 28770 * B + 8421376) >> 16),
+            uint8_t((28770 * R - 24117 * G - 4653 * B + 8421376) >> 16)};
+}
+
+// ---- Analogue-video YUV, full rate --------------------------------------------------------
+inline int S16(int R, int G, int B) { return 19595 * R + 38470 * G + 7471 * B; }
+inline Rgb yuvDifference(int R, int G, int B) {
+    const int s = S16(R, G, B);
+    return {uint8_t((s + 32768) >> 16), uint8_t(((((B << 16) - s + 32768) >> 16) * 32244 >> 16) + 128),
+            sat8(((((R << 16) - s + 32768) >> 16) * 57475 >> 16) + 128)};
+}
+inline Rgb yuvHighWord(int R, int G, int B) {
+    const int r = R * 128, g = G * 128, b = B * 128;
+    return {sat8((hiu(19595, R * 256) + hiu(38469, G * 256) + hiu(7471, B * 256)) >> 8),
+            sat8(((his(-4816, r) + his(-9469, g) + his(14286, b)) >> 6) + 128),
+            sat8(((his(20152, r) + his(-16875, g) + his(-3276, b)) >> 6) + 128)};
+}
+inline Rgb yuvRoundedQ15(int R, int G, int B) {
+    const int l = rnd(9798, R * 128) + rnd(19235, G * 128) + rnd(3736, B * 128);
+    return {sat8(l >> 7), sat8((rnd(16121, B * 128 - l) >> 7) + 128), sat8((rnd(28737, R * 128 - l) >> 7) + 128)};
+}
+template <int vR, int uG, int vG, int uB, int rRB>
+inline Rgb yuvScalarInv(int Y, int U, int V) {
+    const int yq = Y << 16, ud = U - 128, vd = V - 128;
+    return {sat8((yq + vR * vd + rRB) >> 16), sat8((yq - uG * ud - vG * vd) >> 16), sat8((yq + uB * ud + rRB) >> 16)};
+}
+inline Rgb invRounded(int Y, int U, int V) { return yuvScalarInv<74711, 25821, 38076, 133169, 32768>(Y, U, V); }
+inline Rgb invPlain(int Y, int U, int V) { return yuvScalarInv<74710, 25820, 38075, 133168, 0>(Y, U, V); }
+inline Rgb invBlock(int Y, int U, int V) { return yuvScalarInv<74711, 25821, 38076, 133169, 0>(Y, U, V); }
+inline Rgb shiftFree(int Y, int U, int V) {
+    const int u = (U - 128) * 8, v = (V - 128) * 8;
+    return {sat8(sat16(Y + his(v, 9339))), sat8(sat16(sat16(Y + his(u, -3228)) + his(v, -4760))),
+            sat8(sat16(Y + his(u, 16646)))};
+}
+template <int kR, int kU, int kV, int kB>
+inline Rgb doubled(int Y, int U, int V) {
+    const int u = (U - 128) * 16, v = (V - 128) * 16, y2 = 2 * Y;
+    return {sat8(sat16(y2 + his(v, kR)) >> 1), sat8(sat16(sat16(y2 + his(u, kU)) + his(v, kV)) >> 1),
+            sat8(sat16(y2 + his(u, kB)) >> 1)};
+}
+inline Rgb doubledA(int Y, int U, int V) { return doubled<9338, -3227, -4759, 16645>(Y, U, V); }
+inline Rgb doubledB(int Y, int U, int V) { return doubled<9339, -3228, -4760, 16646>(Y, U, V); }
+inline Rgb sixteen(int Y, int U, int V) {
+    const int u = (U - 128) * 128, v = (V - 128) * 128, y = 16 * Y + 8;
+    return {sat8(sat16(y + his(v, 9338)) >> 4), sat8(sat16(y - (his(u, 3227) + his(v, 4759))) >> 4),
+            sat8(sat16(y + his(u, 16646)) >> 4)};
+}
+inline Rgb eightFold(int Y, int U, int V) {
+    const int u = (U - 128) * 128, v = (V - 128) * 128;
+    return {sat8((8 * Y + his(v, 4669) + 4) >> 3), sat8((8 * Y - his(v, 2380) - his(u, 1614) + 4) >> 3),
+            sat8((8 * Y + his(u, 8323) + 4) >> 3)};
 }
 
 }  // namespace celtest::ycc
