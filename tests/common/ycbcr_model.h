@@ -16,19 +16,21 @@ inline int rnd(int c, int x) { return (c * x + 16384) >> 15; }  // Q15 product, 
 inline uint8_t sat8(int v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
 inline int sat16(int v) { return v < -32768 ? -32768 : v > 32767 ? 32767 : v; }
 
-inline Rgb narrow(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 4769);
-    return {sat8((t + his(cr, 6537) + 4) >> 3), sat8((t - (his(cb, 1605) + his(cr, 3330)) + 4) >> 3),
-            sat8((t + his(cb, 8263) + 4) >> 3)};
+// The staged recipe: terms as high words of the samples << 7, G taking both
+// chroma terms off, then the addend and the shift.  Narrow (Q12, shift 3; no
+// addend, or Y and Cb-to-B coefficients two lower, in the truncating forms)
+// and wide (Q13, shift 4; BT.601 and BT.709 studio range).
+template <int KY, int KCrR, int KCrG, int KCbG, int KCbB, int Add, int Shift>
+inline Rgb staged(int Y, int Cb, int Cr) {
+    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128, t = his(y, KY);
+    return {sat8((t + his(cr, KCrR) + Add) >> Shift), sat8((t - his(cr, KCrG) - his(cb, KCbG) + Add) >> Shift),
+            sat8((t + his(cb, KCbB) + Add) >> Shift)};
 }
-
-inline Rgb wide(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 9535);
-    return {sat8((t + his(cr, 13074) + 8) >> 4), sat8((t - his(cr, 6660) - his(cb, 3211) + 8) >> 4),
-            sat8((t + his(cb, 16523) + 8) >> 4)};
-}
+inline Rgb narrow(int Y, int Cb, int Cr) { return staged<4769, 6537, 3330, 1605, 8263, 4, 3>(Y, Cb, Cr); }
+inline Rgb narrowNoAddend(int Y, int Cb, int Cr) { return staged<4769, 6537, 3330, 1605, 8263, 0, 3>(Y, Cb, Cr); }
+inline Rgb narrowTruncating(int Y, int Cb, int Cr) { return staged<4767, 6537, 3330, 1605, 8261, 0, 3>(Y, Cb, Cr); }
+inline Rgb wide(int Y, int Cb, int Cr) { return staged<9535, 13074, 6660, 3211, 16523, 8, 4>(Y, Cb, Cr); }
+inline Rgb wide709(int Y, int Cb, int Cr) { return staged<9535, 14688, 4375, 1745, 17326, 8, 4>(Y, Cb, Cr); }
 
 inline Rgb plain(int Y, int Cb, int Cr) {
     const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
@@ -46,17 +48,7 @@ inline Rgb scalarSet(int Y, int Cb, int Cr) {
 inline Rgb setARounded(int Y, int Cb, int Cr) { return scalarSet<76282, 104593, -25689, -53279, 132184, 32768>(Y, Cb, Cr); }
 inline Rgb setBRounded(int Y, int Cb, int Cr) { return scalarSet<76284, 104595, -25690, -53281, 132186, 32768>(Y, Cb, Cr); }
 inline Rgb setBPlain(int Y, int Cb, int Cr) { return scalarSet<76284, 104595, -25690, -53281, 132186, 0>(Y, Cb, Cr); }
-
-
 inline Rgb setC(int Y, int Cb, int Cr) { return scalarSet<76294, 104595, -25625, -53281, 132186, 32768>(Y, Cb, Cr); }
-
-// Narrow recipe without its rounding addend.
-inline Rgb narrowNoAddend(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 4769);
-    return {sat8((t + his(cr, 6537)) >> 3), sat8((t - (his(cb, 1605) + his(cr, 3330))) >> 3),
-            sat8((t + his(cb, 8263)) >> 3)};
-}
 
 // Folded recipe: offsets folded into the chroma terms.
 template <int KY, int KB, int CB, int KG, int CG, int CR = 1779>
@@ -72,13 +64,6 @@ inline Rgb foldedYCrCb(int Y, int Cb, int Cr) { return folded<4768, 8262, 2210, 
 // Packed 4:2:2: exact offsets, no rounding part.
 inline Rgb folded422(int Y, int Cb, int Cr) { return folded<4768, 8262, 2214, 1606, 1085, 1783>(Y, Cb, Cr); }
 
-// Narrow recipe without rounding, Y and Cb-to-B coefficients two lower.
-inline Rgb narrowTruncating(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 4767);
-    return {sat8((t + his(cr, 6537)) >> 3), sat8((t - his(cb, 1605) - his(cr, 3330)) >> 3), sat8((t + his(cb, 8261)) >> 3)};
-}
-
 // Q12 scalar recipe, no rounding addend.
 inline Rgb q12(int Y, int Cb, int Cr) {
     const int yd = 4769 * (Y - 16);
@@ -87,14 +72,6 @@ inline Rgb q12(int Y, int Cb, int Cr) {
 }
 
 // ---- BT.709 -------------------------------------------------------------------------------
-// Studio range: the wide recipe with 9535, 14688, 4375, 1745, 17326, and its
-// scalar set with rounding.
-inline Rgb wide709(int Y, int Cb, int Cr) {
-    const int y = (Y - 16) * 128, cb = (Cb - 128) * 128, cr = (Cr - 128) * 128;
-    const int t = his(y, 9535);
-    return {sat8((t + his(cr, 14688) + 8) >> 4), sat8((t - his(cr, 4375) - his(cb, 1745) + 8) >> 4),
-            sat8((t + his(cb, 17326) + 8) >> 4)};
-}
 inline Rgb set709Rounded(int Y, int Cb, int Cr) {
     return scalarSet<76284, 117506, -13959, -34996, 138609, 32768>(Y, Cb, Cr);
 }

@@ -1,5 +1,6 @@
-// RGB/BGR to 4:2:0, 4:1:1 and 4:2:2: one table of the encoders, each with its
-// source layout, destination layout (common/chroma_layout.h) and recipes.
+// RGB/BGR to 4:2:0, 4:1:1 and 4:2:2 (YCbCr, and analogue-video YUV at 4:2:2
+// and 4:2:0): one table of the encoders, each with its source layout,
+// destination layout (common/chroma_layout.h) and recipes.
 // The models are written from the formulas (independent of the library's
 // recipe headers): luma by pixel, chroma from the sums of a block (2 x 2,
 // 4 x 1) or a pair, vector or scalar by the block's place in the row; the
@@ -7,13 +8,17 @@
 // in a second layout, is compared whole with the destination (canaries
 // included) over widths that hit body only, tail only and both, odd sizes,
 // negative and zero steps; every colour as a uniform block through body and
-// tail; worked values; the aligned twins; round trips.  Statuses, check order
-// and errors that write nothing: the robustness table's rows (tests/robust).
+// tail; worked values; the aligned twins; round trips; the YUV forms without
+// R against the R forms.  The kernels chosen by alignment are in the model
+// (the two YUV 4:2:2 C3P3R kernels differ by a step); rows of 32 and 1920
+// pixels hit them.  Statuses, check order and errors that write nothing: the
+// robustness table's rows (tests/robust).
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,28 +26,34 @@
 #include "celcc.h"
 #include "common/chroma_layout.h"
 #include "common/export_list.h"
-#include "common/image_buffer.h"
-#include "common/sweep24.h"
+#include "common/ycbcr_model.h"
 
 namespace {
 
+using celtest::Args;
 using celtest::ChromaLayout;
-using celtest::ImageBuffer;
 using celtest::Kind;
 using celtest::RowWalk;
 using celtest::Samp;
+using celtest::ImageBuffer;
+using celtest::ycc::hiu;
+using celtest::ycc::his;
+using celtest::ycc::rnd;
+using celtest::ycc::S16;
+using celtest::ycc::sat16;
+using celtest::ycc::yuvDifference;
 using Px = std::array<int, 3>;  // R, G, B
+using Rgb = celtest::ycc::Rgb;
 
 // ---- Models --------------------------------------------------------------------------------
-int rnd(int c, int x) { return (c * x + 16384) >> 15; }
-int hiu(int c, int x) { return int((uint32_t(c) * uint32_t(x)) >> 16); }
-int sat8(int v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
+uint8_t sat8(int v) { return uint8_t(v < 0 ? 0 : v > 255 ? 255 : v); }
 int hold(int v) { return v < 1 ? 1 : v > 254 ? 254 : v; }  // BT.709 full scale: every byte in 1..254
 
 // Vector recipes: rounded lanes (Q14) with luma addend 1026 or 1056, chroma
 // addend 8194 (8224 for the 4:2:2 pairs); late offsets; unsigned high words
 // (Q16) with the BT.601, BT.709 studio or full-scale set.
-enum class Rc { Lane1026, Lane1056, LanePair, Late, UHigh, Csc709, Hdtv709, Filtered, Gamma };
+// Own: the analogue-video YUV forms, with a model of their own.
+enum class Rc { Lane1026, Lane1056, LanePair, Late, UHigh, Csc709, Hdtv709, Filtered, Gamma, Own };
 
 int vecLuma(Rc rc, const Px& p) {
     const int r = p[0] * 128, g = p[1] * 128, b = p[2] * 128, R = p[0] * 256, G = p[1] * 256, B = p[2] * 256;
@@ -100,24 +111,166 @@ int q16Luma(const Scalar& k, const Px& p, int add) {
     return k.hold ? hold(v) : v;
 }
 
+// ---- Analogue-video YUV: 4:2:2 pairs and 4:2:0 blocks --------------------------------------
+int s16(const Px& p) { return S16(p[0], p[1], p[2]); }
+
+// ---- Model: 4:2:2 encoders, one pair (Y0, Y1, U, V) ---------------------------------
+using Pair = std::array<uint8_t, 4>;
+int lumaQ14(const Px& p) { return rnd(4899, p[0] * 128) + rnd(9617, p[1] * 128) + rnd(1868, p[2] * 128); }
+int lumaMadd(const Px& p) { return ((9798 * p[0] + 19235 * p[1]) >> 14) + ((3736 * p[2]) >> 14); }
+Pair pairMadd(const Px& a, const Px& b) {
+    const int l0 = lumaMadd(a), l1 = lumaMadd(b), P = (l0 + l1) >> 1;
+    return {sat8(l0 >> 1), sat8(l1 >> 1), sat8(his(16121, sat16(a[2] + b[2] - P)) + 128),
+            sat8(his(28737, sat16(a[0] + b[0] - P)) + 128)};
+}
+Pair pairQ14(const Px& a, const Px& b) {
+    const int l0 = lumaQ14(a), l1 = lumaQ14(b), sl = l0 + l1;
+    return {sat8(l0 >> 6), sat8(l1 >> 6), sat8((rnd(8061, (a[2] + b[2]) * 64 - sl) >> 6) + 128),
+            sat8((rnd(14369, (a[0] + b[0]) * 64 - sl) >> 6) + 128)};
+}
+int dup(int v) { return (v * 257) >> 6; }
+int lumaDup(const Px& p) { return his(9798, dup(p[0])) + his(19235, dup(p[1])) + his(3736, dup(p[2])); }
+Pair pairDup(const Px& a, const Px& b) {
+    const int l0 = lumaDup(a), l1 = lumaDup(b), P = l0 + l1;
+    const int mr = (dup(a[0]) + dup(b[0])) >> 1, mb = (dup(a[2]) + dup(b[2])) >> 1;
+    return {sat8(l0 >> 1), sat8(l1 >> 1), sat8((his(16121, sat16(mb - P)) >> 1) + 128),
+            sat8((his(28737, sat16(mr - P)) >> 1) + 128)};
+}
+template <bool Rounded>
+Pair pairQ16(const Px& a, const Px& b) {
+    const int s0 = s16(a), s1 = s16(b), t = s0 + s1, add = Rounded ? 32768 : 65535, ya = Rounded ? 32768 : 0;
+    const int du = (((a[2] + b[2]) << 16) - t + add) >> 16, dv = (((a[0] + b[0]) << 16) - t + add) >> 16;
+    return {uint8_t((s0 + ya) >> 16), uint8_t((s1 + ya) >> 16), uint8_t(((du * 32244) >> 17) + 128),
+            sat8(((dv * 57475) >> 17) + 128)};
+}
+Rgb loneQ15(const Px& p) {
+    const int a = 9798 * p[0] + 19235 * p[1] + 3736 * p[2];
+    return {uint8_t(a >> 15), uint8_t(((((p[2] << 15) - a) >> 15) * 16121 >> 15) + 128),
+            sat8(((((p[0] << 15) - a) >> 15) * 28737 >> 15) + 128)};
+}
+
+// ---- Model: 4:2:0 encoders, one block (Y of 4 pixels in row order, U, V) --------------
+using Block = std::array<uint8_t, 6>;
+using Quad = std::array<Px, 4>;
+Block blockQ14Vector(const Quad& q) {
+    Block o{};
+    int sl = 0, sr = 0, sb = 0;
+    for (int k = 0; k < 4; ++k) {
+        const int l = lumaQ14(q[k]);
+        o[k] = sat8(l >> 6);
+        sl += l, sr += q[k][0], sb += q[k][2];
+    }
+    sl >>= 1;
+    o[4] = sat8((rnd(8061, sb * 32 - sl) >> 6) + 128);
+    o[5] = sat8((rnd(14369, sr * 32 - sl) >> 6) + 128);
+    return o;
+}
+Block blockQ14Scalar(const Quad& q) {
+    Block o{};
+    int s[3] = {0, 0, 0};
+    for (int k = 0; k < 4; ++k) {
+        o[k] = uint8_t((4899 * q[k][0] + 9617 * q[k][1] + 1868 * q[k][2]) >> 14);
+        for (int c = 0; c < 3; ++c) s[c] += q[k][c];
+    }
+    const int ls = (4899 * s[0] + 9617 * s[1] + 1868 * s[2]) >> 14;
+    o[4] = sat8(((8061 * (s[2] - ls)) >> 16) + 128);
+    o[5] = sat8(((14369 * (s[0] - ls)) >> 16) + 128);
+    return o;
+}
+Block blockQ16(const Quad& q) {
+    Block o{};
+    int t = 0, sr = 0, sb = 0;
+    for (int k = 0; k < 4; ++k) {
+        o[k] = uint8_t(s16(q[k]) >> 16);
+        t += s16(q[k]), sr += q[k][0], sb += q[k][2];
+    }
+    const int du = ((sb << 16) - t) >> 16, dv = ((sr << 16) - t) >> 16;
+    o[4] = uint8_t(((du * 32244) >> 18) + 128);
+    o[5] = sat8(((dv * 57475) >> 18) + 128);
+    return o;
+}
+
+// ---- Models of whole forms -------------------------------------------------------------
+// A model writes the expected bytes of a call into e (a copy of the destination).
+using Model = std::function<void(ChromaLayout& s, ChromaLayout& e)>;
+
+Px rgbAt(ChromaLayout& m, int x, int y, bool bgr = false) {
+    Px p{m.at(0, x, y), m.at(1, x, y), m.at(2, x, y)};
+    if (bgr) std::swap(p[0], p[2]);
+    return p;
+}
+
+// Every pointer and step the call is handed is a multiple of 16.
+bool allAligned(ChromaLayout& s, ChromaLayout& e) {
+    Args a = celtest::argsOf(s, e);
+    bool al = true;
+    for (int i = 0; i < 4; ++i)
+        al = al && reinterpret_cast<uintptr_t>(a.sp[i]) % 16 == 0 && reinterpret_cast<uintptr_t>(a.dp[i]) % 16 == 0 &&
+             a.ss[i] % 16 == 0 && a.ds[i] % 16 == 0;
+    return al;
+}
+
+// 4:2:2 encoders: `body` pairs over the width rounded down to 16 (`alignedBody`
+// where every pointer and step is aligned), scalar pairs, then a lone pixel
+// (packed: Y and U only).
+Model enc422Model(bool packed, Pair (*body)(const Px&, const Px&), Pair (*alignedBody)(const Px&, const Px&) = nullptr) {
+    return [=](ChromaLayout& s, ChromaLayout& e) {
+        const int w = s.w;
+        const bool al = alignedBody && allAligned(s, e);
+        for (int y = 0; y < s.h; ++y) {
+            int x = 0;
+            for (; x + 1 < w; x += 2) {
+                const Px a = rgbAt(s, x, y), b = rgbAt(s, x + 1, y);
+                const Pair o = x < w / 16 * 16 ? (al ? alignedBody : body)(a, b) : packed ? pairQ16<true>(a, b) : pairQ16<false>(a, b);
+                e.at(0, x, y) = o[0], e.at(0, x + 1, y) = o[1], e.at(1, x / 2, y) = o[2], e.at(2, x / 2, y) = o[3];
+            }
+            if (x < w) {
+                const Rgb o = packed ? yuvDifference(s.at(0, x, y), s.at(1, x, y), s.at(2, x, y)) : loneQ15(rgbAt(s, x, y));
+                e.at(0, x, y) = o[0], e.at(1, x / 2, y) = o[1];
+                if (!packed) e.at(2, x / 2, y) = o[2];
+            }
+        }
+    };
+}
+
+// 4:2:0 encoders: `unit8` blocks by the vector recipe (then one group of 4 if
+// `four`), the scalar block recipe after; whole blocks only.
+Model enc420Model(bool bgr, int unit8, bool four, Block (*body)(const Quad&), Block (*tail)(const Quad&)) {
+    return [=](ChromaLayout& s, ChromaLayout& e) {
+        const int n = s.w / 2;
+        int bodyEnd = unit8 ? n / unit8 * unit8 : 0;
+        if (four && n - bodyEnd >= 4) bodyEnd += 4;
+        for (int j = 0; j < s.h / 2; ++j)
+            for (int i = 0; i < n; ++i) {
+                Quad q;
+                for (int k = 0; k < 4; ++k) q[k] = rgbAt(s, 2 * i + k % 2, 2 * j + k / 2, bgr);
+                const Block o = (i < bodyEnd ? body : tail)(q);
+                for (int k = 0; k < 4; ++k) e.at(0, 2 * i + k % 2, 2 * j + k / 2) = o[k];
+                e.at(1, i, j) = o[4], e.at(2, i, j) = o[5];
+            }
+    };
+}
+
 // ---- The exports -----------------------------------------------------------------------------
-using Call = CelStatus (*)(const uint8_t* const* s, int ss, uint8_t** d, int* ds, CelSize r);
-#define CALL(expr) [](const uint8_t* const* s, int ss, uint8_t** d, int* ds, CelSize r) -> CelStatus { return expr; }
-#define P3(f) CALL(f(s[0], ss, d, ds, r))
-#define P2(f) CALL(f(s[0], ss, d[0], ds[0], d[1], ds[1], r))
-#define C2(f) CALL(f(s[0], ss, d[0], ds[0], r))
+#define CALL(expr) [](Args & a, CelSize r) -> CelStatus { return expr; }
+#define P3(f) CALL(f(a.sp[0], a.ss[0], a.dp, a.ds, r))
+#define P2(f) CALL(f(a.sp[0], a.ss[0], a.dp[0], a.ds[0], a.dp[1], a.ds[1], r))
+#define C2(f) CALL(f(a.sp[0], a.ss[0], a.dp[0], a.ds[0], r))
 
 struct Fn {
     const char* name;
     int srcBytes;  // 3, 4, or 0: planes R, G, B with one step
     bool bgr;
-    Kind out;
-    Samp samp;
+    Kind dstKind;
+    Samp dstSamp;
     Rc rc;
     const Tail* tail;
     int vecMultiple;  // vector blocks: the block count of a row rounded down to this
-    Call call;
+    CelStatus (*call)(Args&, CelSize);
     int minW = 1;
+    Model model = nullptr;  // the YUV forms' own model
+    Kind srcKind = srcBytes == 3 ? Kind::C3 : srcBytes == 4 ? Kind::C4 : Kind::Px3;
+    static constexpr Samp srcSamp = Samp::S444;
 };
 void PrintTo(const Fn& f, std::ostream* os) { *os << f.name; }
 
@@ -149,9 +302,9 @@ const Fn kFns[] = {
     {"BGRToYCbCr420_709HDTV_AC4P3R", 4, true, Kind::P3CbCr, Samp::S420, Rc::Hdtv709, &kBlockHdtv, 4,
      P3(celiBGRToYCbCr420_709HDTV_8u_AC4P3R), 2},
     {"RGBToYCbCr422_P3C2R", 0, false, Kind::YUY2, Samp::S422, Rc::LanePair, &kPairFirst, 4,
-     CALL(celiRGBToYCbCr422_8u_P3C2R(s, ss, d[0], ds[0], r))},
+     CALL(celiRGBToYCbCr422_8u_P3C2R(a.sp, a.ss[0], a.dp[0], a.ds[0], r))},
     {"RGBToYCrCb422_P3C2R", 0, false, Kind::YVYU, Samp::S422, Rc::LanePair, &kPairFirst, 4,
-     CALL(celiRGBToYCrCb422_8u_P3C2R(s, ss, d[0], ds[0], r))},
+     CALL(celiRGBToYCrCb422_8u_P3C2R(a.sp, a.ss[0], a.dp[0], a.ds[0], r))},
     {"RGBToYCbCr422_C3C2R", 3, false, Kind::YUY2, Samp::S422, Rc::LanePair, &kPairFirst, 4, C2(celiRGBToYCbCr422_8u_C3C2R)},
     {"RGBToYCrCb422_C3C2R", 3, false, Kind::YVYU, Samp::S422, Rc::LanePair, &kPairFirst, 4, C2(celiRGBToYCrCb422_8u_C3C2R)},
     {"RGBToYCbCr422_C3P3R", 3, false, Kind::P3CbCr, Samp::S422, Rc::LanePair, &kPairSecond, 4,
@@ -169,36 +322,25 @@ const Fn kFns[] = {
      C2(celiBGRToCbYCr422_709HDTV_8u_C3C2R)},
     {"BGRToCbYCr422_709HDTV_AC4C2R", 4, true, Kind::UYVY, Samp::S422, Rc::Hdtv709, &kPairHdtv, 4,
      C2(celiBGRToCbYCr422_709HDTV_8u_AC4C2R)},
+    // analogue-video YUV
+    {"RGBToYUV422_C3C2R", 3, false, Kind::YUY2, Samp::S422, Rc::Own, nullptr, 4,
+     C2(celiRGBToYUV422_8u_C3C2R), 1, enc422Model(true, pairMadd)},
+    {"RGBToYUV422_C3P3R", 3, false, Kind::P3CbCr, Samp::S422, Rc::Own, nullptr, 4, P3(celiRGBToYUV422_8u_C3P3R), 1,
+     enc422Model(false, pairMadd, pairQ14)},
+    {"RGBToYUV422_P3R", 0, false, Kind::P3CbCr, Samp::S422, Rc::Own, nullptr, 4,
+     CALL(celiRGBToYUV422_8u_P3R(a.sp, a.ss[0], a.dp, a.ds, r)), 1, enc422Model(false, pairDup)},
+    {"RGBToYUV420_C3P3R", 3, false, Kind::P3CbCr, Samp::S420, Rc::Own, nullptr, 4, P3(celiRGBToYUV420_8u_C3P3R), 1,
+     enc420Model(false, 8, true, blockQ14Vector, blockQ14Scalar)},
+    {"RGBToYUV420_P3R", 0, false, Kind::P3CbCr, Samp::S420, Rc::Own, nullptr, 4,
+     CALL(celiRGBToYUV420_8u_P3R(a.sp, a.ss[0], a.dp, a.ds, r)), 1, enc420Model(false, 0, false, blockQ16, blockQ16)},
+    {"BGRToYUV420_AC4P3R", 4, false, Kind::P3CbCr, Samp::S420, Rc::Own, nullptr, 4, P3(celiBGRToYUV420_8u_AC4P3R), 1,
+     enc420Model(true, 8, false, blockQ14Vector, blockQ14Scalar)},
 };
 
 const Fn& byName(const std::string& n) { return celtest::rowNamed(kFns, n); }
 
-// Source pixels: one interleaved buffer or three planes, walked as given.
-struct Source {
-    std::vector<ImageBuffer> b;
-    int bytes, w, h;
-    RowWalk walk;
-    Source(const Fn& fn, int w_, int h_, RowWalk walk_ = RowWalk::Down) : bytes(fn.srcBytes), w(w_), h(h_), walk(walk_) {
-        for (int i = 0; i < (bytes ? 1 : 3); ++i) b.emplace_back(w * (bytes ? bytes : 1), h);
-    }
-    uint8_t* rowOf(int i, int y) { return b[i].row(walk == RowWalk::Up ? h - 1 - y : walk == RowWalk::Same ? 0 : y); }
-    uint8_t& at(int x, int y, int c) { return bytes ? rowOf(0, y)[bytes * x + c] : rowOf(c, y)[x]; }
-    // R, G, B of pixel x (which may lie past the row: the gamma form reads there)
-    Px px(const Fn& fn, int x, int y) { return {at(x, y, fn.bgr ? 2 : 0), at(x, y, 1), at(x, y, fn.bgr ? 0 : 2)}; }
-    void set(const Fn& fn, int x, int y, int r, int g, int bl) {
-        at(x, y, fn.bgr ? 2 : 0) = uint8_t(r), at(x, y, 1) = uint8_t(g), at(x, y, fn.bgr ? 0 : 2) = uint8_t(bl);
-    }
-};
-
-CelStatus run(const Fn& fn, Source& s, ChromaLayout& d) {
-    uint8_t* dp[4];
-    int ds[4];
-    d.planes(dp, ds);
-    const uint8_t* sp[3];
-    for (int i = 0; i < 3; ++i) sp[i] = s.rowOf(s.bytes ? 0 : i, 0);
-    const int ss = s.walk == RowWalk::Up ? -s.b[0].step() : s.walk == RowWalk::Same ? 0 : s.b[0].step();
-    return fn.call(sp, ss, dp, ds, {s.w, s.h});
-}
+// R, G, B of pixel x (which may lie past the row: the gamma form reads there).
+Px px(const Fn& fn, ChromaLayout& s, int x, int y) { return {s.at(fn.bgr ? 2 : 0, x, y), s.at(1, x, y), s.at(fn.bgr ? 0 : 2, x, y)}; }
 
 // The gamma form's model reads the source after the gamma export.
 Px gammaPx(const Px& p) {
@@ -212,9 +354,9 @@ int pcr(const Px& p) { return 28770 * p[0] - 24117 * p[1] - 4653 * p[2]; }
 // The filtered Cb-first 4:2:2 forms (plain and gamma): chroma of a pair from
 // the terms of its pixels and the odd pixel before; a lone last pixel (gamma:
 // one past the row when width % 4 == 2) takes its own recipe.
-void filteredRow(const Fn& fn, Source& s, ChromaLayout& e, int w, int y) {
+void filteredRow(const Fn& fn, ChromaLayout& s, ChromaLayout& e, int w, int y) {
     const bool gamma = fn.rc == Rc::Gamma;
-    const auto P = [&](int x) { return gamma ? gammaPx(s.px(fn, x, y)) : s.px(fn, x, y); };
+    const auto P = [&](int x) { return gamma ? gammaPx(px(fn, s, x, y)) : px(fn, s, x, y); };
     const auto term = [&](int x, bool cr) {
         const Px p = P(x);
         const bool odd = x & 1;
@@ -256,13 +398,14 @@ void filteredRow(const Fn& fn, Source& s, ChromaLayout& e, int w, int y) {
 }
 
 // Writes what the function must write into e (a layout like the destination).
-void buildExpected(const Fn& fn, Source& s, ChromaLayout& e) {
+void buildExpected(const Fn& fn, ChromaLayout& s, ChromaLayout& e) {
+    if (fn.model) return fn.model(s, e);
     const int w = s.w, h = s.h;
     if (fn.rc == Rc::Filtered || fn.rc == Rc::Gamma) {
         for (int y = 0; y < h; ++y) filteredRow(fn, s, e, w, y);
         return;
     }
-    const bool s411 = fn.samp == Samp::S411, s420 = fn.samp == Samp::S420;
+    const bool s411 = fn.dstSamp == Samp::S411, s420 = fn.dstSamp == Samp::S420;
     const int bw = s411 ? 4 : 2, bh = s420 ? 2 : 1, n = bw * bh, nbx = w / bw;
     const int vecBlocks = nbx - nbx % fn.vecMultiple;
     for (int by = 0; by < h / bh; ++by)
@@ -272,7 +415,7 @@ void buildExpected(const Fn& fn, Source& s, ChromaLayout& e) {
             int S[3] = {0, 0, 0};
             for (int q = 0; q < n; ++q) {
                 const int x = bx * bw + q % bw, y = by * bh + q / bw;
-                const Px p = s.px(fn, x, y);
+                const Px p = px(fn, s, x, y);
                 for (int c = 0; c < 3; ++c) S[c] += p[c];
                 e.at(0, x, y) = uint8_t(vec ? vecLuma(fn.rc, p) : q16Luma(k, p, q && fn.tail->y1Add ? fn.tail->y1Add : k.yAdd));
             }
@@ -285,24 +428,14 @@ void buildExpected(const Fn& fn, Source& s, ChromaLayout& e) {
         }
 }
 
-// Runs fn and compares the destination, canaries included, with the model.
-void check(const Fn& fn, Source& s, RowWalk dstWalk, const char* what) {
-    const int w = s.w, h = s.h;
-    ChromaLayout d(fn.out, fn.samp, w, h, dstWalk), e = d;
-    const bool odd = fn.samp == Samp::S420 ? (w | h) & 1 : fn.samp == Samp::S411 ? w & 3 : 0;
-    ASSERT_EQ(run(fn, s, d), odd ? celStatusOddSize : celStatusOk) << fn.name << " " << w << "x" << h;
-    buildExpected(fn, s, e);
-    for (size_t i = 0; i < d.b.size(); ++i) {
-        if (d.b[i].raw() == e.b[i].raw()) continue;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                for (int c = 0; c < 3; ++c) {
-                    const int cx = c ? x / (fn.samp == Samp::S411 ? 4 : 2) : x, cy = c && fn.samp == Samp::S420 ? y / 2 : y;
-                    ASSERT_EQ(int(d.at(c, cx, cy)), int(e.at(c, cx, cy)))
-                        << fn.name << " " << what << " " << w << "x" << h << " component " << c << " at " << cx << "," << cy;
-                }
-        FAIL() << fn.name << " " << what << " " << w << "x" << h << ": a byte outside the region differs";
-    }
+CelStatus statusAt(const Fn& fn, int w, int h) {
+    const bool odd = fn.dstSamp == Samp::S420 ? (w | h) & 1 : fn.dstSamp == Samp::S411 ? w & 3 : 0;
+    return odd ? celStatusOddSize : celStatusOk;
+}
+void check(const Fn& fn, ChromaLayout& s, RowWalk dstWalk, const char* what) {
+    ChromaLayout d(fn.dstKind, fn.dstSamp, s.w, s.h, dstWalk);
+    celtest::expectModelOn(fn, s, d, statusAt(fn, s.w, s.h),
+                           [&](ChromaLayout& in, ChromaLayout& e) { buildExpected(fn, in, e); }, what);
 }
 
 class Encode : public ::testing::TestWithParam<Fn> {};
@@ -314,13 +447,20 @@ TEST_P(Encode, MatchesModelAcrossWidthsHeightsAndSteps) {
         for (int h : {1, 2, 3, 4, 7})
             for (int w : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15, 16, 17, 18, 23, 24, 25, 26, 31, 32, 33, 40, 47, 48,
                           64, 71, 101}) {
-                if (w < fn.minW || h < (fn.samp == Samp::S420 ? fn.minW : 1) || (walk != RowWalk::Down && h > 4)) continue;
-                Source s(fn, w, h, walk);
-                for (auto& b : s.b) b.randomize(seed += 5);
+                if (w < fn.minW || h < (fn.dstSamp == Samp::S420 ? fn.minW : 1) || (walk != RowWalk::Down && h > 4)) continue;
+                ChromaLayout s(fn.srcKind, Samp::S444, w, h, walk);
+                s.randomize(seed += 5);
                 // 4:2:0 into one row again and again would overwrite the block's other row
-                check(fn, s, walk == RowWalk::Same && fn.samp == Samp::S420 ? RowWalk::Down : walk, "random");
+                check(fn, s, walk == RowWalk::Same && fn.dstSamp == Samp::S420 ? RowWalk::Down : walk, "random");
                 if (HasFatalFailure()) return;
             }
+    for (int w : {1920, 256 * 3 + 15}) {  // a video row; every byte value in every channel, body and tail
+        ChromaLayout s(fn.srcKind, Samp::S444, w, w == 1920 ? 3 : 2);
+        for (auto& b : s.b)
+            for (int y = 0; y < b.rows(); ++y)
+                for (int x = 0; x < b.rowBytes(); ++x) b.row(y)[x] = uint8_t(x * 37 + y * 101);
+        check(fn, s, RowWalk::Down, "pattern");
+    }
 }
 
 // Every RGB colour as a uniform block (2 x 2, 4 x 1 or a pair) through the
@@ -333,24 +473,14 @@ TEST_P(Encode, MatchesModelAcrossWidthsHeightsAndSteps) {
 TEST_P(Encode, EveryColourAsAUniformBlockThroughBodyAndTail) {
     const Fn fn = GetParam();
     if (fn.rc == Rc::Filtered || fn.rc == Rc::Gamma) GTEST_SKIP() << "filtered chroma";
-    for (const Fn* o = kFns; o->name != fn.name; ++o)
-        if (o->rc == fn.rc && o->tail == fn.tail && o->samp == fn.samp) GTEST_SKIP() << "recipes swept by " << o->name;
-    const int bw = fn.samp == Samp::S411 ? 4 : 2, bh = fn.samp == Samp::S420 ? 2 : 1;
-    constexpr int64_t kChunk = int64_t(1) << 20;
-    for (int blocksPerRow : {2 * fn.vecMultiple, fn.vecMultiple - 1}) {
-        const int w = blocksPerRow * bw, h = int(kChunk / blocksPerRow + 1) * bh;
-        for (int64_t first = 0; first < celtest::sweep24Count(); first += kChunk) {
-            Source s(fn, w, h);
-            for (int y = 0; y < h; ++y)
-                for (int x = 0; x < w; ++x) {
-                    int r, g, b;
-                    celtest::sweep24Input(first + int64_t(y / bh) * blocksPerRow + x / bw, r, g, b);
-                    s.set(fn, x, y, r, g, b);
-                }
+    if (fn.rc == Rc::Own && (fn.dstSamp != Samp::S420 || fn.srcKind == Kind::Px3)) GTEST_SKIP() << "YUV: 4:2:0 from pixels";
+    for (const Fn* o = kFns; o->name != fn.name && fn.rc != Rc::Own; ++o)
+        if (o->rc == fn.rc && o->tail == fn.tail && o->dstSamp == fn.dstSamp) GTEST_SKIP() << "recipes swept by " << o->name;
+    const int bw = fn.dstSamp == Samp::S411 ? 4 : 2, bh = fn.dstSamp == Samp::S420 ? 2 : 1;
+    for (int blocksPerRow : {2 * fn.vecMultiple, fn.vecMultiple - 1})
+        celtest::sweepBlocks(fn.srcKind, blocksPerRow, bw, bh, [&](ChromaLayout& s) {
             check(fn, s, RowWalk::Down, blocksPerRow < fn.vecMultiple ? "scalar sweep" : "vector sweep");
-            if (HasFatalFailure()) return;
-        }
-    }
+        });
 }
 
 INSTANTIATE_TEST_SUITE_P(AllForms, Encode, ::testing::ValuesIn(kFns),
@@ -400,15 +530,16 @@ std::vector<Worked> workedValues() {
 TEST(EncodeWorked, UniformImages) {
     for (const Worked& k : workedValues()) {
         const Fn& fn = byName(k.fn);
-        Source s(fn, k.w, 2);
+        ChromaLayout s(fn.srcKind, Samp::S444, k.w, 2), d(fn.dstKind, fn.dstSamp, k.w, 2);
         for (int y = 0; y < 2; ++y)
-            for (int x = 0; x < k.w; ++x) s.set(fn, x, y, k.rgb[0], k.rgb[1], k.rgb[2]);
-        ChromaLayout d(fn.out, fn.samp, k.w, 2);
-        ASSERT_EQ(run(fn, s, d), celStatusOk) << k.fn;
-        const int cw = celtest::chromaW(fn.samp, k.w & ~1);
+            for (int x = 0; x < k.w; ++x)
+                for (int c = 0; c < 3; ++c) s.at(fn.bgr ? 2 - c : c, x, y) = uint8_t(k.rgb[c]);
+        Args a = celtest::argsOf(s, d);
+        ASSERT_EQ(fn.call(a, {k.w, 2}), celStatusOk) << k.fn;
+        const int cw = celtest::chromaW(fn.dstSamp, k.w & ~1);
         for (int y = 0; y < 2; ++y) {
             for (int x = 0; x < (k.w & ~1); ++x) EXPECT_EQ(d.at(0, x, y), k.ycbcr[0]) << k.fn << " width " << k.w;
-            for (int i = cw > 1 ? 1 : 0; i < cw && y < celtest::chromaH(fn.samp, 2); ++i)
+            for (int i = cw > 1 ? 1 : 0; i < cw && y < celtest::chromaH(fn.dstSamp, 2); ++i)
                 for (int c = 1; c < 3; ++c) EXPECT_EQ(d.at(c, i, y), k.ycbcr[c]) << k.fn << " width " << k.w << " block " << i;
         }
     }
@@ -433,15 +564,13 @@ TEST(EncodeWorked, AlignedTwinsMatchTheModelAndTheGeneralPath) {
         for (int i = 0; i < h * sStep + 16; ++i) src[i] = uint8_t(i * 97 + (i >> 7) * 13);
         std::fill(a, a + sizeof a, uint8_t(0x5A)), std::fill(b, b + sizeof b, uint8_t(0x5A));
         for (int off : {0, 1}) {
-            Source s(fn, w, h);
-            ChromaLayout e(fn.out, fn.samp, w, h);
+            ChromaLayout s(fn.srcKind, Samp::S444, w, h), e(fn.dstKind, fn.dstSamp, w, h);
             for (int y = 0; y < h; ++y)
                 for (int x = 0; x < 4 * w; ++x) s.b[0].row(y)[x] = src[y * sStep + x + off];
             buildExpected(fn, s, e);
             uint8_t* d = off ? b + 1 : a;
-            const uint8_t* sp[1] = {src + off};
-            int ds[1] = {dStep};
-            ASSERT_EQ(fn.call(sp, sStep, &d, ds, {w, h}), celStatusOk);
+            Args args = {{src + off}, {sStep}, {d}, {dStep}};
+            ASSERT_EQ(fn.call(args, {w, h}), celStatusOk);
             for (int y = 0; y < h; ++y)
                 for (int x = 0; x < 2 * (w & ~1); ++x)
                     ASSERT_EQ(d[y * dStep + x], e.b[0].row(y)[x]) << name << " offset " << off << " byte " << x << " row " << y;
@@ -546,5 +675,82 @@ TEST(EncodeRoundTrip, VideoFrame1920x1081) {
     EXPECT_LE(worstOf({rgb.begin(), rgb.begin() + done}, 3, back, 3), 4);
     for (size_t i = done; i < back.size(); ++i) ASSERT_EQ(back[i], 0x5A);
 }
+
+// ---- Forms without R: derived steps ----------------------------------------------------
+// Plane kinds: 'C' 3w x h, 'Y' w x h, '2' (w/2 + (w&1)) x h, '0' (w/2) x ceil(h/2).
+struct Contig {
+    const char* name;
+    const char* srcKinds;
+    const char* dstKinds;
+    bool longRow;  // the 4:2:2 encoders: even width and w*h >= 256 run as one row
+    CelStatus (*whole)(const uint8_t* const* s, uint8_t* const* d, CelSize);
+    CelStatus (*rForm)(const uint8_t* const* s, const int* ss, uint8_t* const* d, const int* ds, CelSize);
+};
+void PrintTo(const Contig& c, std::ostream* os) { *os << c.name; }
+
+int kindBytes(char k, int w) { return k == 'C' ? 3 * w : k == 'Y' ? w : k == '2' ? w / 2 + (w & 1) : w / 2; }
+int kindRows(char k, int h) { return k == '0' ? (h + 1) / 2 : h; }
+
+#define WHOLE(expr) [](const uint8_t* const* s, uint8_t* const* d, CelSize sz) -> CelStatus { return expr; }
+#define RFORM(expr) \
+    [](const uint8_t* const* s, const int* ss, uint8_t* const* d, const int* ds, CelSize sz) -> CelStatus { return expr; }
+#define P3S const_cast<const uint8_t* const*>(s)
+#define P3D const_cast<uint8_t**>(d)
+
+const Contig kContig[] = {
+    {"RGBToYUV422_C3P3", "C", "Y22", true, WHOLE(celiRGBToYUV422_8u_C3P3(s[0], P3D, sz)),
+     RFORM(celiRGBToYUV422_8u_C3P3R(s[0], ss[0], P3D, const_cast<int*>(ds), sz))},
+    {"RGBToYUV422_P3", "YYY", "Y22", true, WHOLE(celiRGBToYUV422_8u_P3(P3S, P3D, sz)),
+     RFORM(celiRGBToYUV422_8u_P3R(P3S, ss[0], P3D, const_cast<int*>(ds), sz))},
+    {"RGBToYUV420_C3P3", "C", "Y00", false, WHOLE(celiRGBToYUV420_8u_C3P3(s[0], P3D, sz)),
+     RFORM(celiRGBToYUV420_8u_C3P3R(s[0], ss[0], P3D, const_cast<int*>(ds), sz))},
+    {"RGBToYUV420_P3", "YYY", "Y00", false, WHOLE(celiRGBToYUV420_8u_P3(P3S, P3D, sz)),
+     RFORM(celiRGBToYUV420_8u_P3R(P3S, ss[0], P3D, const_cast<int*>(ds), sz))},
+    {"YUV420ToRGB_P3C3", "Y00", "C", false, WHOLE(celiYUV420ToRGB_8u_P3C3(P3S, d[0], sz)),
+     RFORM(celiYUV420ToRGB_8u_P3C3R(P3S, const_cast<int*>(ss), d[0], ds[0], sz))},
+    {"YUV420ToRGB_P3", "Y00", "YYY", false, WHOLE(celiYUV420ToRGB_8u_P3(P3S, P3D, sz)),
+     RFORM(celiYUV420ToRGB_8u_P3R(P3S, const_cast<int*>(ss), P3D, ds[0], sz))},
+    {"YUV422ToRGB_P3C3", "Y22", "C", false, WHOLE(celiYUV422ToRGB_8u_P3C3(P3S, d[0], sz)),
+     RFORM(celiYUV422ToRGB_8u_P3C3R(P3S, const_cast<int*>(ss), d[0], ds[0], sz))},
+    {"YUV422ToRGB_P3", "Y22", "YYY", false, WHOLE(celiYUV422ToRGB_8u_P3(P3S, P3D, sz)),
+     RFORM(celiYUV422ToRGB_8u_P3R(P3S, const_cast<int*>(ss), P3D, ds[0], sz))},
+};
+
+class YuvContiguous : public ::testing::TestWithParam<Contig> {};
+
+// Tight planes (step = row bytes, canary rows above and below).
+std::vector<ImageBuffer> tight(const char* kinds, int w, int h) {
+    std::vector<ImageBuffer> v;
+    for (const char* k = kinds; *k; ++k) v.emplace_back(std::max(1, kindBytes(*k, w)), kindRows(*k, h), 0);
+    for (auto& b : v) b.fill(0x5A);
+    return v;
+}
+
+TEST_P(YuvContiguous, MatchesTheRFormWithDerivedSteps) {
+    const Contig c = GetParam();
+    for (CelSize sz : {CelSize{1, 1}, CelSize{2, 2}, CelSize{7, 3}, CelSize{15, 17}, CelSize{16, 16}, CelSize{32, 8},
+                       CelSize{34, 9}, CelSize{33, 20}, CelSize{40, 1}, CelSize{300, 1}}) {
+        const int w = sz.width, h = sz.height;
+        auto src = tight(c.srcKinds, w, h), dst = tight(c.dstKinds, w, h), ref = dst;
+        for (size_t i = 0; i < src.size(); ++i) src[i].randomize(w * 31 + h + static_cast<int>(i));
+        const uint8_t* s[3];
+        uint8_t *d[3], *r[3];
+        int ss[3], ds[3];
+        for (size_t i = 0; i < src.size(); ++i) s[i] = src[i].row(0), ss[i] = kindBytes(c.srcKinds[i], w);
+        for (size_t i = 0; i < dst.size(); ++i)
+            d[i] = dst[i].row(0), r[i] = ref[i].row(0), ds[i] = kindBytes(c.dstKinds[i], w);
+        const CelStatus got = c.whole(s, d, sz);
+        // One long row: the R form on a single row of w * h pixels with the general kernel.
+        const bool longRow = c.longRow && w % 2 == 0 && w * h >= 256;
+        const int one[3] = {1, 1, 1};
+        const CelStatus want = longRow ? c.rForm(s, one, r, one, {w * h, 1}) : c.rForm(s, ss, r, ds, sz);
+        EXPECT_EQ(got, want) << c.name << " " << w << "x" << h;
+        for (size_t i = 0; i < dst.size(); ++i)
+            ASSERT_EQ(dst[i].raw(), ref[i].raw()) << c.name << " " << w << "x" << h << " plane " << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllForms, YuvContiguous, ::testing::ValuesIn(kContig),
+                         [](const ::testing::TestParamInfo<Contig>& i) { return std::string(i.param.name); });
 
 }  // namespace

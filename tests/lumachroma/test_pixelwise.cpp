@@ -19,7 +19,6 @@
 #include "celcc.h"
 #include "common/chroma_layout.h"
 #include "common/export_list.h"
-#include "common/sweep24.h"
 #include "common/ycbcr_model.h"
 
 namespace {
@@ -166,8 +165,6 @@ const Fn kFns[] = {
     {"YUV420ToRGB_P3R", P3CbCr, S420, Px3, invBlock, invBlock, 0, false, Keep, PP(celiYUV420ToRGB_8u_P3R)},
     {"YUV420ToRGB_P3AC4R", P3CbCr, S420, C4, sixteen, invBlock, 16, false, Zero, PI(celiYUV420ToRGB_8u_P3AC4R)},
 };
-
-const Fn& byName(const std::string& n) { return celtest::rowNamed(kFns, n); }
 
 // Pixels decoded: 4:2:0 whole 2 x 2 blocks only.
 int decodedW(const Fn& fn, int w) { return fn.srcSamp == S420 ? w & ~1 : w; }
