@@ -118,6 +118,11 @@ def random_array(rng, shape, dtype):
     return rng.integers(info.min, int(info.max) + 1, size=shape, dtype=dt)
 
 
+def image(shape, dtype=np.uint8, seed=5):
+    """A random array: the whole range of an integer type, [0, 1) for floats."""
+    return random_array(np.random.default_rng(seed), shape, dtype)
+
+
 def embedded(rng, shape, dtype):
     """A view of `shape` inside a larger random array (two rows and three
     pixels of margin), rows reversed; returns (view, whole)."""

@@ -2,32 +2,22 @@
 bytes of one thread, also into halves of one destination."""
 import ctypes
 import threading
+from concurrent.futures import ThreadPoolExecutor
 
 import numpy as np
 
 import celcc
+from conftest import image
 
 
 def _in_threads(work, args):
-    errors = []
-
-    def run(a):
-        try:
-            work(a)
-        except Exception as e:  # reported below, not lost in the thread
-            errors.append(e)
-
-    threads = [threading.Thread(target=run, args=(a,)) for a in args]
-    for t in threads:
-        t.start()
-    for t in threads:
-        t.join()
-    assert not errors
+    with ThreadPoolExecutor(len(args)) as pool:
+        list(pool.map(work, args))  # raises here what a thread raised
 
 
 def test_two_threads_same_bytes_as_one():
     assert not (celcc.celiRGBToYCbCr_8u_C3R.c_function._flags_ & ctypes._FUNCFLAG_PYTHONAPI)
-    images = [np.random.default_rng(s).integers(0, 256, (720, 1280, 3), dtype=np.uint8) for s in (1, 2)]
+    images = [image((720, 1280, 3), seed=s) for s in (1, 2)]
     expected = [[p.tobytes() for p in celcc.celiRGBToYCbCr420_8u_C3P3R(img)] for img in images]
     barrier = threading.Barrier(2)
 

@@ -3,15 +3,14 @@
 // checks each option, message, exit status and route, and the samples each
 // file format and command leaves beside direct export calls (or FFmpeg's
 // own conversions where it reads or writes video).
-#include <dirent.h>
 #include <spng.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <random>
@@ -30,19 +29,20 @@ using Bytes = std::vector<uint8_t>;
 std::string workDir() {
     const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
     const std::string dir = std::string(CELCC_CLI_WORK) + "/" + t->test_suite_name() + "." + t->name();
-    std::system(("rm -rf '" + dir + "' && mkdir -p '" + dir + "'").c_str());
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
     return dir;
 }
 
-Bytes slurp(const std::string& path) {
-    std::ifstream f(path, std::ios::binary);
-    return Bytes((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
-}
 std::string slurpText(const std::string& path) {
-    const Bytes b = slurp(path);
-    return std::string(b.begin(), b.end());
+    std::ifstream f(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
 }
-bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+Bytes slurp(const std::string& path) {
+    const std::string t = slurpText(path);
+    return Bytes(t.begin(), t.end());
+}
+bool exists(const std::string& path) { return std::filesystem::exists(path); }
 template <class T>
 Bytes bytesOf(const std::vector<T>& v) {
     return Bytes(reinterpret_cast<const uint8_t*>(v.data()), reinterpret_cast<const uint8_t*>(v.data() + v.size()));
@@ -73,13 +73,8 @@ Outcome celcc(const std::string& dir, const std::string& args) {
 // Every name in a directory but the tool's captured output.
 std::vector<std::string> entries(const std::string& dir) {
     std::vector<std::string> v;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d)) {
-            const std::string n = e->d_name;
-            if (n != "." && n != ".." && n != ".stdout" && n != ".stderr") v.push_back(n);
-        }
-        closedir(d);
-    }
+    for (const auto& e : std::filesystem::directory_iterator(dir))
+        if (e.path().filename() != ".stdout" && e.path().filename() != ".stderr") v.push_back(e.path().filename());
     std::sort(v.begin(), v.end());
     return v;
 }
@@ -159,22 +154,11 @@ Bytes samples(const std::string& dir, const std::string& names) {
     return all;
 }
 
-// Largest and mean absolute difference of two byte runs.
+// Largest and mean absolute difference allowed between two byte runs.
 struct Diff {
     int max = 0;
     double mean = 0;
 };
-Diff diff(const uint8_t* a, const uint8_t* b, size_t n) {
-    Diff d;
-    double sum = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const int x = std::abs(int(a[i]) - int(b[i]));
-        d.max = std::max(d.max, x);
-        sum += x;
-    }
-    d.mean = n ? sum / double(n) : 0;
-    return d;
-}
 
 // Three planes inside one buffer, each `rows[i]` rows of `steps[i]` bytes.
 struct Planes {
@@ -410,29 +394,23 @@ ToolRun rawBack(const std::string& fmt, bool from422) {
             "convert p." + fmt + " --size 96x64 --pix-fmt " + fmt + " b.y4m" + (from422 ? "" : " --out-pix-fmt i420"), 0, {}, "b.y4m", {},
             same(base)};
 }
-// FFmpeg's PFM of the photograph (gray or colour, either byte order) through
-// a tone-mapping export: the file's rows bottom to top, big-endian where
-// the scale is positive.
+// FFmpeg's 67x23 PFM of the photograph (gray or colour, little- or
+// big-endian) through a tone-mapping export: the file's rows bottom to top.
 ToolRun toneRun(const std::string& pixFmt, bool linear) {
     return {"ffmpeg -v error -i $K -vf scale=67:23 -pix_fmt " + pixFmt + " in.pfm", std::string("tonemap in.pfm o.png --") + (linear ? "linear" : "mean"),
             0, {}, "o.png", {}, [=](const std::string& d) {
                 const Bytes b = slurp(d + "/in.pfm");
-                std::istringstream hs(std::string(b.begin(), b.begin() + 32));
-                std::string magic;
-                int w = 0, h = 0;
-                double scale = 0;
-                hs >> magic >> w >> h >> scale;
-                const size_t n = size_t(w) * (magic == "PF" ? 3 : 1), start = b.size() - n * h * 4;
+                const size_t n = has(pixFmt, "gbrp") ? 3 * 67 : 67, h = 23, start = b.size() - n * h * 4;
                 std::vector<float> v(n * h);
                 for (size_t i = 0; i < v.size(); ++i) {
                     uint8_t q[4];
                     std::memcpy(q, &b[start + ((h - 1 - i / n) * n + i % n) * 4], 4);
-                    if (scale > 0) std::swap(q[0], q[3]), std::swap(q[1], q[2]);
+                    if (has(pixFmt, "be")) std::swap(q[0], q[3]), std::swap(q[1], q[2]);
                     std::memcpy(&v[i], q, 4);
                 }
                 Bytes ref(v.size());
                 EXPECT_EQ((linear ? celiToneMapLinear_32f8u_C1R : celiToneMapMean_32f8u_C1R)(v.data(), int(n) * 4, ref.data(), int(n),
-                                                                                            CelSize{int(n), h}),
+                                                                                            CelSize{int(n), int(h)}),
                           celStatusOk);
                 return ref;
             }};
@@ -472,9 +450,7 @@ const std::vector<ToolRun> kRuns = {
      {"RGB24 -> BGR24 (celiColorTwist32f_8u_C3R) -> UYVY_709HDTV (celiBGRToCbYCr422_709HDTV_8u_C3C2R)"}},
     {"\"$T\" convert $A i.uyvy -q --matrix bt709-hdtv", "convert i.uyvy --size 512x512 --pix-fmt uyvy o.png -v --matrix bt709-hdtv",
      0, {"UYVY_709HDTV -> BGR24 (celiCbYCr422ToBGR_709HDTV_8u_C2C3R) -> RGB24"}},
-    // demosaicing methods, one-bit output of a colour picture
-    {"\"$T\" mosaic $A m.png --pattern grbg", "demosaic m.png o.png --pattern grbg --method ahd -v", 0,
-     {"celiDemosaicAHD_8u_C1C3R: celStatusOk"}},
+    // one-bit output of a colour picture
     {"", "dither $A c.pbm --levels 2 --bits 1", 0, {}, "c.pbm", {"P4"}},
 
     // Y4M 4:2:0 of an odd-sized photograph cropped (FFmpeg reads the same planes), and back
@@ -687,9 +663,11 @@ TEST_P(CliRun, ExitsSaysAndLeavesWhatItShould) {
     if (c.want) {
         const Bytes got = samples(dir, c.made), want = c.want(dir);
         ASSERT_EQ(got.size(), want.size()) << c.made;
-        const Diff d = diff(got.data(), want.data(), got.size());
-        EXPECT_LE(d.max, c.near.max) << c.made;
-        EXPECT_LE(d.mean, c.near.mean) << c.made;
+        int most = 0;
+        double sum = 0;
+        for (size_t i = 0; i < got.size(); ++i) most = std::max(most, std::abs(got[i] - want[i])), sum += std::abs(got[i] - want[i]);
+        EXPECT_LE(most, c.near.max) << c.made;
+        EXPECT_LE(sum / double(std::max<size_t>(got.size(), 1)), c.near.mean) << c.made;
     }
     if (c.rc == 0) return;
     if (c.rc == 1 && c.made.empty()) {  // one failing file among several leaves the others
