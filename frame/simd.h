@@ -14,7 +14,13 @@
 
 namespace cel::simd {
 
-// A 16-byte store, aligned (the aligned twins' destinations) or not.
+// A 16-byte load and store, aligned (the aligned twins' rows) or not.
+template <bool Aligned = false>
+inline __m128i load16(const uint8_t* p) {
+    const __m128i* q = reinterpret_cast<const __m128i*>(p);
+    if constexpr (Aligned) return _mm_load_si128(q);
+    return _mm_loadu_si128(q);
+}
 template <bool Aligned = false>
 inline void store16(uint8_t* p, __m128i v) {
     if constexpr (Aligned)
@@ -150,10 +156,7 @@ inline void join3x16EvenOdd(uint8_t* dst, __m128i c0, __m128i c1, __m128i c2) {
 template <bool Aligned = false>
 inline void split4x16Pairs(const uint8_t* src, __m128i (&h)[4]) {
     const __m128i byChannel = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    const auto load = [&byChannel](const uint8_t* p) {
-        const __m128i* q = reinterpret_cast<const __m128i*>(p);
-        return _mm_shuffle_epi8(Aligned ? _mm_load_si128(q) : _mm_loadu_si128(q), byChannel);
-    };
+    const auto load = [&byChannel](const uint8_t* p) { return _mm_shuffle_epi8(load16<Aligned>(p), byChannel); };
     const __m128i s0 = load(src), s1 = load(src + 16), s2 = load(src + 32), s3 = load(src + 48);
     h[0] = _mm_unpacklo_epi32(s0, s1);
     h[1] = _mm_unpackhi_epi32(s0, s1);

@@ -34,11 +34,8 @@
 namespace cel::k422 {
 
 // ---- Memory ----------------------------------------------------------------
-// Al: aligned 16-byte accesses (the aligned twins), else unaligned ones.
-template <bool Al>
-inline __m128i load(const uint8_t* p) {
-    return Al ? _mm_load_si128(reinterpret_cast<const __m128i*>(p)) : _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
+// Partial loads and stores; 16-byte ones are simd::load16/store16, aligned
+// (Al) in the aligned twins.
 inline __m128i load8(const uint8_t* p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); }
 inline __m128i load4(const uint8_t* p) {
     int32_t v;
@@ -90,20 +87,20 @@ struct PackedIn {
         vcr = cbFirst ? second : first;
     }
     void read16(int x, __m128i& ylo, __m128i& yhi, __m128i& vcb, __m128i& vcr) const {
-        const __m128i a = load<Al>(s + 2 * x), b = load<Al>(s + 2 * x + 16);
+        const __m128i a = simd::load16<Al>(s + 2 * x), b = simd::load16<Al>(s + 2 * x + 16);
         ylo = luma7(a);
         yhi = luma7(b);
         sortChroma(chroma7(a), chroma7(b), vcb, vcr);
     }
     void read8(int x, __m128i& y, __m128i& vcb, __m128i& vcr) const {
-        const __m128i a = load<Al>(s + 2 * x);
+        const __m128i a = simd::load16<Al>(s + 2 * x);
         y = luma7(a);
         const __m128i c = chroma7(a);
         sortChroma(c, c, vcb, vcr);
     }
     // the sixteen bytes of pixels x .. x + 7 as they lie (the paired-lane body)
     static constexpr bool kCbFirst = kB.cb < kB.cr;
-    __m128i raw8(int x) const { return load<Al>(s + 2 * x); }
+    __m128i raw8(int x) const { return simd::load16<Al>(s + 2 * x); }
     int Y(int x) const { return s[4 * (x >> 1) + ((x & 1) ? kB.y1 : kB.y0)]; }
     int Cb(int x) const { return s[4 * (x >> 1) + kB.cb]; }
     int Cr(int x) const { return s[4 * (x >> 1) + kB.cr]; }
@@ -366,7 +363,7 @@ struct InterleavedIn {
     static constexpr bool kPairs = Bytes == 4, kBgr = Bgr;
     // four four-byte pixels, their bytes sorted by channel
     static __m128i byChannel(const uint8_t* p) {
-        return _mm_shuffle_epi8(load<Al>(p), _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
+        return _mm_shuffle_epi8(simd::load16<Al>(p), _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
     }
     // sixteen four-byte pixels as channel pairs (simd::split4x16Pairs)
     void read16Pairs(int x, __m128i (&h)[4]) const {
